@@ -1,0 +1,7 @@
+// Umbrella header: includes every exported family of Corvane.
+#ifndef CORVANE_CORVANE_H
+#define CORVANE_CORVANE_H
+
+#include <corvane/types.h>
+
+#endif
