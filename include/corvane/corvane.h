@@ -3,5 +3,6 @@
 #define CORVANE_CORVANE_H
 
 #include <corvane/types.h>
+#include <corvane/utf8.h>
 
 #endif
