@@ -4,5 +4,6 @@
 
 #include <corvane/types.h>
 #include <corvane/utf8.h>
+#include <corvane/deserializer.h>
 
 #endif
