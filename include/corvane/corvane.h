@@ -2,6 +2,7 @@
 #ifndef CORVANE_CORVANE_H
 #define CORVANE_CORVANE_H
 
+#include <corvane/codec.h>
 #include <corvane/types.h>
 #include <corvane/utf8.h>
 #include <corvane/deserializer.h>

@@ -1,0 +1,179 @@
+#include <corvane/codec.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace {
+
+TEST(WMHexCode, EncodeAppendsUpperCaseDigits) {
+    WMHexCode hex;
+    unsigned char const bytes[] = {0x00, 0xAB, 0x5F};
+    WMString out = u"x:";
+    EXPECT_TRUE(hex.Encode(bytes, 2, out));
+    EXPECT_EQ(out, u"x:00AB");
+    EXPECT_TRUE(hex.Encode(bytes, 0, out));
+    EXPECT_TRUE(hex.Encode(bytes, -3, out));
+    EXPECT_EQ(out, u"x:00AB");
+    WMHexCode copy(hex);
+    WMString more;
+    EXPECT_TRUE(copy.Encode(bytes + 2, 1, more));
+    EXPECT_EQ(more, u"5F");
+}
+
+TEST(WMHexCode, DecodeSizesAndDecodes) {
+    WMHexCode hex;
+    unsigned char out[4] = {0xEE, 0xEE, 0xEE, 0xEE};
+    int length = -1;
+    EXPECT_FALSE(hex.Decode(u"ABC", out, length));
+    EXPECT_TRUE(hex.Decode(u"", out, length));
+    EXPECT_EQ(length, 0);
+    EXPECT_TRUE(hex.Decode(u"00FF7A", nullptr, length));
+    EXPECT_EQ(length, 3);
+    EXPECT_TRUE(hex.Decode(u"00FF", out, length));
+    EXPECT_EQ(length, 2);
+    EXPECT_EQ(out[0], 0x00);
+    EXPECT_EQ(out[1], 0xFF);
+    // Only the low byte of a character counts: U+0141 reads as "A", U+0142 as "B".
+    EXPECT_TRUE(hex.Decode(u"\u0141\u0142", out, length));
+    EXPECT_EQ(out[0], 0xAB);
+}
+
+TEST(WMHexCode, DecodeFailureKeepsEarlierBytesAndFullLength) {
+    WMHexCode hex;
+    unsigned char out[3] = {0xEE, 0xEE, 0xEE};
+    int length = 0;
+    EXPECT_FALSE(hex.Decode(u"120aff", out, length));
+    EXPECT_EQ(length, 3);
+    EXPECT_EQ(out[0], 0x12);
+    EXPECT_EQ(out[1], 0xEE);
+    EXPECT_FALSE(hex.Decode(u"0aff", out, length));
+    EXPECT_FALSE(hex.Decode(WMString(u"\0\0", 2), out, length));
+}
+
+// Lays out `message` so that Update(data, message.size()), called with `buffered` bytes already
+// in the block buffer, digests exactly `message`: the part filling the buffer comes from the start
+// of the text and each later 64-byte block starts 64 wide characters after the one before.
+WMString Layout(std::string const& message, std::size_t buffered) {
+    std::size_t const count = message.size();
+    WMString text(count, u'\0');
+    auto* bytes = reinterpret_cast<unsigned char*>(&text[0]);
+    std::size_t const room = 64 - buffered;
+    if (count < room) {
+        std::memcpy(bytes, message.data(), count);
+        return text;
+    }
+    std::memcpy(bytes, message.data(), room);
+    std::size_t position = room;
+    while (position + 63 < count) {
+        std::memcpy(bytes + 2 * position, message.data() + position, 64);
+        position += 64;
+    }
+    std::memcpy(bytes + 2 * position, message.data() + position, count - position);
+    return text;
+}
+
+WMString Digest(std::string const& message, std::size_t split) {
+    WMMD5 md5;
+    std::string const first = message.substr(0, split);
+    std::string const second = message.substr(split);
+    WMString a = Layout(first, 0);
+    md5.Update(a.data(), first.size());
+    WMString b = Layout(second, first.size() % 64);
+    md5.Update(b.data(), second.size());
+    WMString out;
+    md5.FinalizeHexEncoded(out);
+    return out;
+}
+
+TEST(WMMD5, RfcTestSuiteThroughTheWideLayout) {
+    struct Case {
+        char const* message;
+        char16_t const* digest;
+    } const cases[] = {
+        {"", u"D41D8CD98F00B204E9800998ECF8427E"},
+        {"a", u"0CC175B9C0F1B6A831C399E269772661"},
+        {"abc", u"900150983CD24FB0D6963F7D28E17F72"},
+        {"message digest", u"F96B697D7CB7938D525A2F31AAF161D0"},
+        {"abcdefghijklmnopqrstuvwxyz", u"C3FCD3D76192E4007DFB496CCA67E13B"},
+        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
+         u"D174AB98D277D9F5A5611C2C9F419D9F"},
+        {"1234567890123456789012345678901234567890123456789012345678901234567890123456"
+         "7890",
+         u"57EDF4A22BE3C955AC49DA2E2107B67A"},
+    };
+    std::string pattern;
+    for (int i = 0; i < 300; ++i) {
+        pattern += static_cast<char>(i * 7 % 251);
+    }
+    // Lengths either side of the extra padding block, and several whole blocks in one call.
+    struct Long {
+        std::string message;
+        char16_t const* digest;
+    } const longer[] = {
+        {std::string(55, 'a'), u"EF1772B6DFF9A122358552954AD0DF65"},
+        {std::string(56, 'a'), u"3B0C8AC703F828B04C6C197006D17218"},
+        {std::string(64, 'a'), u"014842D480B571495A4A0363793F7367"},
+        {std::string(200, 'a'), u"887F30B43B2867F4A9ACCCEEE7D16E6C"},
+        {pattern, u"CA04FE70251EC7DC8F7AE322DB8D1C51"},
+    };
+    std::vector<Long> all(std::begin(longer), std::end(longer));
+    for (auto const& c : cases) {
+        all.push_back({c.message, c.digest});
+    }
+    for (auto const& c : all) {
+        std::string const& message = c.message;
+        // Whole, and split so the second call starts with a partly filled buffer (including
+        // splits that leave 55 and 56 bytes buffered, either side of the extra padding block).
+        for (std::size_t split : {std::size_t{0}, message.size() / 3, std::size_t{55},
+                                  std::size_t{56}, std::size_t{130}, message.size()}) {
+            if (split > message.size()) {
+                continue;
+            }
+            EXPECT_EQ(Digest(message, split), c.digest) << message << " split " << split;
+        }
+    }
+}
+
+TEST(WMMD5, CountIsBytesOfTheWideText) {
+    // Three wide characters counted as three bytes digest "a", 0, "b" on a little-endian machine.
+    WMMD5 md5;
+    md5.Update(u"abc", 3);
+    WMString out;
+    md5.FinalizeHexEncoded(out);
+    EXPECT_EQ(out, u"70350F6027BCE3713F6B76473084309B");
+}
+
+TEST(WMMD5, FinalizeRestartsAndCopiesAreIndependent) {
+    WMMD5 md5;
+    unsigned long digest[4] = {};
+    md5.Finalize(digest);
+    EXPECT_EQ(digest[0], 0xD98C1DD4ul);
+    EXPECT_EQ(digest[1], 0x04B2008Ful);
+    EXPECT_EQ(digest[2], 0x980980E9ul);
+    EXPECT_EQ(digest[3], 0x7E42F8ECul);
+    unsigned long again[4] = {};
+    md5.Finalize(again);
+    EXPECT_EQ(std::memcmp(digest, again, sizeof digest), 0);
+
+    WMString abc = Layout("abc", 0);
+    md5.Update(abc.data(), 1);
+    WMMD5 copy(md5);
+    md5.Update(abc.data() + 1, 0);
+    WMString bc = Layout("bc", 1);
+    copy.Update(bc.data(), 2);
+    WMString a, b;
+    md5.FinalizeHexEncoded(a);
+    copy.FinalizeHexEncoded(b);
+    EXPECT_EQ(a, u"0CC175B9C0F1B6A831C399E269772661");
+    EXPECT_EQ(b, u"900150983CD24FB0D6963F7D28E17F72");
+    WMMD5 assigned;
+    assigned = copy;  // freshly restarted
+    assigned.FinalizeHexEncoded(a);
+    EXPECT_EQ(a, u"D41D8CD98F00B204E9800998ECF8427E");
+}
+
+}  // namespace

@@ -1,0 +1,166 @@
+#include <corvane/utf8.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+std::string Encode(WMChar c) {
+    char buf[8] = {};
+    int n = WideCharToUTF8(buf, c);
+    return std::string(buf, static_cast<std::size_t>(n));
+}
+
+TEST(WideCharToUTF8, EncodesByRangeIncludingLoneSurrogates) {
+    EXPECT_EQ(Encode(0x00), std::string(1, '\0'));
+    EXPECT_EQ(Encode(0x7F), "\x7F");
+    EXPECT_EQ(Encode(0x80), "\xC2\x80");
+    EXPECT_EQ(Encode(0xE9), "\xC3\xA9");
+    EXPECT_EQ(Encode(0x7FF), "\xDF\xBF");
+    EXPECT_EQ(Encode(0x800), "\xE0\xA0\x80");
+    EXPECT_EQ(Encode(0x20AC), "\xE2\x82\xAC");
+    EXPECT_EQ(Encode(0xD83D), "\xED\xA0\xBD");
+    EXPECT_EQ(Encode(0xFFFF), "\xEF\xBF\xBF");
+    EXPECT_EQ(WideCharToUTF8(nullptr, u'a'), 0);
+}
+
+struct Decoded {
+    int used;
+    WMChar c;
+};
+
+Decoded Decode(char const* in) {
+    WMChar c = 0x5A5A;  // sentinel: must survive every failure
+    int used = UTF8ToWideChar(&c, in);
+    return {used, c};
+}
+
+TEST(UTF8ToWideChar, DecodesEveryLengthAndCutsLargeValuesTo16Bits) {
+    EXPECT_EQ(Decode("A").used, 1);
+    EXPECT_EQ(Decode("A").c, u'A');
+    EXPECT_EQ(Decode("\xC3\xA9").c, 0xE9);
+    EXPECT_EQ(Decode("\xED\xA0\xBD").c, 0xD83D);
+    Decoded four = Decode("\xF0\x9F\x98\x80");
+    EXPECT_EQ(four.used, 4);
+    EXPECT_EQ(four.c, 0xF600);
+    Decoded five = Decode("\xF8\x88\x80\x80\x81");  // 0x200001
+    EXPECT_EQ(five.used, 5);
+    EXPECT_EQ(five.c, 0x0001);
+    Decoded six = Decode("\xFD\xBF\xBF\xBF\xBF\xBF");  // 0x7FFFFFFF
+    EXPECT_EQ(six.used, 6);
+    EXPECT_EQ(six.c, 0xFFFF);
+}
+
+TEST(UTF8ToWideChar, RejectsBadSequencesWithoutWritingTheOutput) {
+    char const* bad[] = {
+        "\xC0\x80",                  // over-long zero
+        "\xE0\x9F\xBF",              // over-long 0x7FF
+        "\xF0\x8F\xBF\xBF",          // over-long 0xFFFF
+        "\xFC\x83\xBF\xBF\xBF\xBF",  // over-long in six bytes
+        "\xC3\x28",                  // second byte is no continuation
+        "\xE2\x82",                  // cut short by the terminating zero
+        "\x80",                      // continuation byte as lead
+        "\xFE\x80\x80\x80\x80\x80\x80",
+        "\xFF",
+    };
+    for (char const* in : bad) {
+        Decoded d = Decode(in);
+        EXPECT_EQ(d.used, 0) << in;
+        EXPECT_EQ(d.c, 0x5A5A) << in;
+    }
+    WMChar c = 0;
+    EXPECT_EQ(UTF8ToWideChar(&c, nullptr), 0);
+    EXPECT_EQ(UTF8ToWideChar(nullptr, "a"), 0);
+}
+
+TEST(WideStringToUTF8, ZeroUnitsAreCountedButNotAppended) {
+    WMString text(u"a\0b", 3);
+    std::string out = "old";
+    EXPECT_EQ(WideStringToUTF8(text, out), 3);
+    EXPECT_EQ(out, "ab");
+    EXPECT_EQ(WideStringToUTF8(text.data(), 3, out), 3);
+    EXPECT_EQ(out, "ab");
+
+    // The malloc form copies every encoded byte, the zero included.
+    char* buf = nullptr;
+    ASSERT_EQ(WideStringToUTF8(text.data(), 3, &buf), 3);
+    EXPECT_EQ(std::string(buf, 3), std::string("a\0b", 3));
+    std::free(buf);
+}
+
+TEST(WideStringToUTF8, SurrogatePairsBecomeTwoThreeByteSequences) {
+    WMString text = u"x\U0001F600";
+    std::string out;
+    EXPECT_EQ(WideStringToUTF8(text, out), 7);
+    EXPECT_EQ(out, "x\xED\xA0\xBD\xED\xB8\x80");
+    WMString back;
+    EXPECT_EQ(UTF8ToWideString(out, back), 3);
+    EXPECT_EQ(back, text);
+}
+
+TEST(StringConverters, ZeroLengthsReturnZero) {
+    std::string narrow = "keep";
+    WMString wide = u"keep";
+    EXPECT_EQ(WideStringToUTF8(WMString(), narrow), 0);
+    EXPECT_TRUE(narrow.empty());
+    narrow = "keep";
+    EXPECT_EQ(WideStringToUTF8(u"abc", 0, narrow), 0);
+    EXPECT_TRUE(narrow.empty());
+    EXPECT_EQ(UTF8ToWideString(std::string(), wide), 0);
+    EXPECT_TRUE(wide.empty());
+    wide = u"keep";
+    EXPECT_EQ(UTF8ToWideString("abc", 0, wide), 0);
+    EXPECT_TRUE(wide.empty());
+
+    char sentinel = 0;
+    char* buf = &sentinel;
+    EXPECT_EQ(WideStringToUTF8(u"abc", 0, &buf), 0);
+    EXPECT_EQ(buf, &sentinel);
+}
+
+TEST(UTF8ToWideString, StopsAtTheFirstBadSequenceKeepingWhatCameBefore) {
+    WMString out;
+    EXPECT_EQ(UTF8ToWideString(std::string("ab\xFF"), out), 0);
+    EXPECT_EQ(out, u"ab");
+    EXPECT_EQ(UTF8ToWideString(std::string("0123456789\xC3"), out), 0);
+    EXPECT_EQ(out, u"0123456789");
+    // A sequence cut by the given length fails even when its bytes follow in memory.
+    EXPECT_EQ(UTF8ToWideString("a\xC3\xA9", 2, out), 0);
+    EXPECT_EQ(out, u"a");
+    EXPECT_EQ(UTF8ToWideString("a\xC3\xA9", 3, out), 2);
+    EXPECT_EQ(out, u"a\u00E9");
+    // Embedded zero bytes decode to zero units and are counted.
+    EXPECT_EQ(UTF8ToWideString(std::string("a\0b", 3), out), 3);
+    EXPECT_EQ(out, WMString(u"a\0b", 3));
+}
+
+// The string converters take shortcuts for ASCII runs; every code unit, placed at every offset
+// within an 8-byte run, must give what the per-character functions give.
+TEST(StringConverters, AgreeWithThePerCharacterFunctions) {
+    for (std::uint32_t c = 1; c <= 0xFFFF; c += (c < 0x900 ? 1 : 7)) {
+        for (std::size_t offset : {0u, 5u, 7u, 8u, 13u}) {
+            WMString text(offset, u'q');
+            text += static_cast<WMChar>(c);
+            text += u"tail-of-ascii";
+            std::string expected;
+            for (WMChar u : text) {
+                expected += Encode(u);
+            }
+            std::string utf8;
+            ASSERT_EQ(WideStringToUTF8(text, utf8), static_cast<int>(expected.size()));
+            ASSERT_EQ(utf8, expected) << c;
+            char* buf = nullptr;
+            ASSERT_EQ(WideStringToUTF8(text.data(), text.size(), &buf),
+                      static_cast<int>(expected.size()));
+            ASSERT_EQ(std::string(buf, expected.size()), expected);
+            std::free(buf);
+            WMString back;
+            ASSERT_EQ(UTF8ToWideString(utf8, back), static_cast<int>(text.size()));
+            ASSERT_EQ(back, text) << c;
+        }
+    }
+}
+
+}  // namespace
