@@ -1,0 +1,99 @@
+#!/usr/bin/perl
+# Round 2 base echo service on SOAP::Lite's HTTP daemon, answering in RPC/encoded with the types of
+# tests/data/wsdl/round2_base.wsdl. SOAP::Lite reads no WSDL on the server side, so every answer
+# carries explicit type hints: scalars typed as their WSDL part, SOAPStruct members in a fixed order
+# (a Perl hash has none), arrays as SOAP-ENC:Array with an arrayType.
+#
+# Usage: server.pl PORT LIFETIME_SECONDS
+# Listens on 127.0.0.1:PORT, exits after LIFETIME_SECONDS or on SIGTERM.
+# echoString with the input "raise-fault" answers a SOAP fault with code, string, actor and detail.
+use strict;
+use warnings;
+use SOAP::Lite;
+use SOAP::Transport::HTTP;
+
+package Round2Base;
+
+use constant XSD_NS => 'http://www.w3.org/2001/XMLSchema';
+use constant STRUCT_NS => 'http://soapinterop.org/xsd';
+use constant FAULT_TRIGGER => 'raise-fault';
+
+sub scalar_of {
+    my ($name, $type, $value) = @_;
+    return SOAP::Data->name($name)->type($type)->value($value);
+}
+
+sub struct_of {
+    my ($name, $s) = @_;
+    $s = {} unless ref $s eq 'HASH';
+    return SOAP::Data->name($name => \SOAP::Data->value(
+        scalar_of('varString', 'string', $s->{varString}),
+        scalar_of('varInt', 'int', $s->{varInt}),
+        scalar_of('varFloat', 'float', $s->{varFloat})))
+        ->type('s:SOAPStruct')->attr({ 'xmlns:s' => STRUCT_NS });
+}
+
+# Items are named "item"; the arrayType is set by hand so that an empty array still names its
+# item type (SOAP::Lite would otherwise write anyType[0]).
+sub array_of {
+    my ($name, $items, $item_type) = @_;
+    my @items = ref $items eq 'ARRAY' ? @$items : ();
+    my @data = map { $item_type eq 'SOAPStruct'
+                         ? struct_of('item', $_)
+                         : scalar_of('item', $item_type, $_) } @items;
+    my ($prefix, $ns) = $item_type eq 'SOAPStruct' ? ('s', STRUCT_NS) : ('xsd', XSD_NS);
+    return SOAP::Data->name($name => \@data)->attr({
+        'soapenc:arrayType' => "$prefix:$item_type\[" . scalar(@items) . ']',
+        "xmlns:$prefix" => $ns,
+    });
+}
+
+sub echoString {
+    my (undef, $s) = @_;
+    if (defined $s && $s eq FAULT_TRIGGER) {
+        die SOAP::Fault->faultcode('Server')
+            ->faultstring('Fault raised on request')
+            ->faultactor('http://127.0.0.1/peer-actor')
+            ->faultdetail(struct_of('faultDetail',
+                { varString => FAULT_TRIGGER, varInt => 42, varFloat => 0.5 })
+                ->uri('http://soapinterop.org/'));
+    }
+    return scalar_of('outputString', 'string', $s);
+}
+
+sub echoInteger { return scalar_of('outputInteger', 'int', $_[1]) }
+sub echoFloat { return scalar_of('outputFloat', 'float', $_[1]) }
+sub echoBase64 { return scalar_of('outputBase64', 'base64Binary', $_[1]) }
+sub echoDate { return scalar_of('outputDate', 'dateTime', $_[1]) }
+sub echoHexBinary { return scalar_of('outputHexBinary', 'hexBinary', $_[1]) }
+sub echoDecimal { return scalar_of('outputDecimal', 'decimal', $_[1]) }
+sub echoBoolean {
+    my (undef, $b) = @_;
+    return scalar_of('outputBoolean', 'boolean', $b ? 'true' : 'false');
+}
+sub echoStruct { return struct_of('outputStruct', $_[1]) }
+sub echoVoid { return }
+
+sub echoStringArray { return array_of('outputStringArray', $_[1], 'string') }
+sub echoIntegerArray { return array_of('outputIntegerArray', $_[1], 'int') }
+sub echoFloatArray { return array_of('outputFloatArray', $_[1], 'float') }
+sub echoStructArray {
+    return array_of('outputStructArray', $_[1], 'SOAPStruct');
+}
+
+package main;
+
+my ($port, $lifetime) = @ARGV;
+die "usage: $0 PORT LIFETIME_SECONDS\n" unless defined $lifetime && $port =~ /^\d+$/;
+
+$SIG{TERM} = $SIG{INT} = sub { exit 0 };
+alarm $lifetime;
+
+my $daemon = SOAP::Transport::HTTP::Daemon->new(
+    LocalAddr => '127.0.0.1', LocalPort => $port, ReuseAddr => 1)
+  or die "cannot listen on 127.0.0.1:$port: $!\n";
+# The WSDL's soapAction is "http://" for every operation; SOAP::Lite would otherwise insist on
+# "uri#method". Methods are found by the body namespace instead.
+$daemon->on_action(sub { });
+$daemon->dispatch_with({ 'http://soapinterop.org/' => 'Round2Base' });
+$daemon->handle;
