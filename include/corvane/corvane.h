@@ -5,6 +5,7 @@
 #include <corvane/codec.h>
 #include <corvane/types.h>
 #include <corvane/utf8.h>
+#include <corvane/values.h>
 #include <corvane/deserializer.h>
 
 #endif
