@@ -26,11 +26,13 @@ class Round2Base
     public function echoString($inputString)
     {
         if ($inputString === FAULT_TRIGGER) {
-            $detail = new SoapVar(
+            // A named SoapVar given as the detail itself would replace the <detail> element;
+            // wrapped in an object it becomes the one entry inside <detail>.
+            $entry = new SoapVar(
                 (object)['varString' => FAULT_TRIGGER, 'varInt' => 42, 'varFloat' => 0.5],
                 SOAP_ENC_OBJECT, 'SOAPStruct', SOAPINTEROP_XSD_NS, 'faultDetail', SOAPINTEROP_NS);
             throw new SoapFault('Server', 'Fault raised on request', 'http://127.0.0.1/peer-actor',
-                                $detail);
+                                (object)['faultDetail' => $entry]);
         }
         return $inputString;
     }
