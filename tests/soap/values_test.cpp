@@ -1,0 +1,254 @@
+#include <corvane/values.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace {
+
+using Kind = WMSOAPStructMember::SOAPDataMember;
+
+WMSOAPStructMember::SOAPDataMember::DATATYPE KindOf(WMSOAPStructMember m) {
+    return m.GetDataType();
+}
+
+TEST(WMSOAPStructMember, DefaultIsNil) {
+    WMSOAPStructMember m;
+    EXPECT_EQ(m.GetDataType(), Kind::SOAP_NONE);
+    EXPECT_EQ(m.LongValue(), 0);
+    EXPECT_EQ(m.DoubleValue(), 0.0);
+    EXPECT_TRUE(m.GetName().empty());
+    EXPECT_TRUE(m.GetNS().empty());
+    EXPECT_TRUE(m.StringValue().empty());
+    EXPECT_TRUE(m.ArrayValue().empty());
+    WMSOAPStructMember out;
+    long position = 7;
+    EXPECT_FALSE(m.StructValue().GetFirstMember(nullptr, out, &position));
+    EXPECT_EQ(position, 7);
+}
+
+// What callers naturally write must pick the intended kind.
+TEST(WMSOAPStructMember, NaturalArgumentsPickTheirKind) {
+    long const l = 7;
+    std::size_t const size = 8;
+    short const s = 9;
+    WMString const text = u"t";
+    EXPECT_EQ(KindOf(WMSOAPStructMember(u"n", 5)), Kind::SOAP_LONG);
+    EXPECT_EQ(KindOf(WMSOAPStructMember(u"n", l)), Kind::SOAP_LONG);
+    EXPECT_EQ(KindOf(WMSOAPStructMember(u"n", u"ns", 5u)), Kind::SOAP_LONG);
+    EXPECT_EQ(KindOf(WMSOAPStructMember(u"n", 5.0f)), Kind::SOAP_DOUBLE);
+    EXPECT_EQ(KindOf(WMSOAPStructMember(u"n", u"text")), Kind::SOAP_STRING);
+    EXPECT_EQ(KindOf(WMSOAPStructMember(u"n", u"ns", u"text")), Kind::SOAP_STRING);
+    EXPECT_EQ(KindOf(WMSOAPStructMember(u"n", text)), Kind::SOAP_STRING);
+    EXPECT_EQ(KindOf(WMSOAPStructMember(u"n", WMSOAPStructType())), Kind::SOAP_STRUCT);
+    EXPECT_EQ(KindOf(WMSOAPStructMember(u"n", std::vector<WMSOAPStructType>(2))), Kind::SOAP_ARRAY);
+
+    WMSOAPStructMember m;
+    m.SetValue(l);
+    EXPECT_EQ(m.GetDataType(), Kind::SOAP_LONG);
+    EXPECT_EQ(m.LongValue(), 7);
+    m.SetValue(size);
+    EXPECT_EQ(m.LongValue(), 8);
+    m.SetValue(s);
+    EXPECT_EQ(m.LongValue(), 9);
+    m.SetValue(std::int64_t{0x100000005});  // wraps into the 32-bit slot
+    EXPECT_EQ(m.LongValue(), 5);
+    m.SetValue(2.5);
+    EXPECT_EQ(m.GetDataType(), Kind::SOAP_DOUBLE);
+    m.SetValue(u"x");
+    EXPECT_EQ(m.GetDataType(), Kind::SOAP_STRING);
+
+    WMSOAPStructType st;
+    st.SetMember(u"a", 5);
+    st.SetMember(u"b", l);
+    st.SetMember(u"c", u"text");
+    st.SetMember(u"d", 1.5);
+    st.SetMemberQN(u"e", u"urn:x", size);
+    st.SetMemberQN(u"f", u"urn:x", u"text");
+    Kind::DATATYPE const expected[] = {Kind::SOAP_LONG,   Kind::SOAP_LONG, Kind::SOAP_STRING,
+                                       Kind::SOAP_DOUBLE, Kind::SOAP_LONG, Kind::SOAP_STRING};
+    long position = -1;
+    for (Kind::DATATYPE kind : expected) {
+        ASSERT_TRUE(st.GetNextMember(nullptr, m, &position));
+        EXPECT_EQ(m.GetDataType(), kind) << position;
+    }
+}
+
+TEST(WMSOAPStructMember, SlotsAreSideBySideAndAllCopied) {
+    WMSOAPStructMember m(u"n", u"urn:ns", u"old text");
+    m.SetValue(42);
+    EXPECT_EQ(m.GetDataType(), Kind::SOAP_LONG);
+    EXPECT_EQ(m.LongValue(), 42);
+    EXPECT_EQ(m.StringValue(), u"old text");
+    m.SetValue(0.25);
+    WMSOAPStructMember copy(m);
+    EXPECT_EQ(copy.GetDataType(), Kind::SOAP_DOUBLE);
+    EXPECT_EQ(copy.LongValue(), 42);
+    EXPECT_EQ(copy.StringValue(), u"old text");
+    EXPECT_EQ(copy.GetNS(), u"urn:ns");
+    WMSOAPStructMember assigned;
+    assigned = copy;
+    EXPECT_EQ(assigned.DoubleValue(), 0.25);
+    EXPECT_EQ(assigned.LongValue(), 42);
+    EXPECT_EQ(assigned.StringValue(), u"old text");
+}
+
+TEST(WMSOAPStructType, SetMemberAppendsAndLookupsTakeTheFirst) {
+    WMSOAPStructType st;
+    EXPECT_TRUE(st.SetMember(u"item", 1));
+    EXPECT_TRUE(st.SetMemberQN(u"q", u"urn:a", 2));
+    EXPECT_TRUE(st.SetMember(u"item", 3));
+    EXPECT_TRUE(st.SetMember(u"q", 4));
+    EXPECT_TRUE(st.SetMember(WMSOAPStructMember(u"item", u"urn:b", 5)));
+
+    WMSOAPStructMember m;
+    ASSERT_TRUE(st.GetMember(u"item", m));
+    EXPECT_EQ(m.LongValue(), 1);
+    ASSERT_TRUE(st.GetMember(u"q", m));  // namespace ignored
+    EXPECT_EQ(m.LongValue(), 2);
+    EXPECT_EQ(m.GetNS(), u"urn:a");
+    ASSERT_TRUE(st.GetMemberQN(u"q", u"", m));  // only the unqualified one
+    EXPECT_EQ(m.LongValue(), 4);
+    ASSERT_TRUE(st.GetMemberQN(u"item", u"urn:b", m));
+    EXPECT_EQ(m.LongValue(), 5);
+
+    WMSOAPStructMember untouched(u"keep", u"me");
+    EXPECT_FALSE(st.GetMember(u"Item", untouched));  // case-sensitive
+    EXPECT_FALSE(st.GetMemberQN(u"q", u"urn:b", untouched));
+    EXPECT_EQ(untouched.GetName(), u"keep");
+    EXPECT_EQ(untouched.StringValue(), u"me");
+
+    long position = -1;
+    int count = 0;
+    while (st.GetNextMember(nullptr, m, &position)) {
+        ++count;
+    }
+    EXPECT_EQ(count, 5);
+}
+
+TEST(WMSOAPStructType, IterationPositions) {
+    WMSOAPStructType empty;
+    WMString name = u"unset";
+    WMString ns = u"unset";
+    WMSOAPStructMember m(u"keep", 1);
+    long position = 9;
+    EXPECT_FALSE(empty.GetFirstMember(&name, m, &position));
+    EXPECT_FALSE(empty.GetFirstMemberQN(&name, &ns, m, &position));
+    EXPECT_EQ(position, 9);
+    EXPECT_EQ(name, u"unset");
+    EXPECT_EQ(m.GetName(), u"keep");
+
+    WMSOAPStructType st;
+    st.SetMember(u"a", 1);
+    st.SetMemberQN(u"b", u"urn:b", 2);
+    st.SetMember(u"c", 3);
+    ASSERT_TRUE(st.GetFirstMemberQN(&name, &ns, m, &position));
+    EXPECT_EQ(position, 0);
+    EXPECT_EQ(name, u"a");
+    EXPECT_EQ(ns, u"");
+    ASSERT_TRUE(st.GetNextMemberQN(&name, &ns, m, &position));
+    EXPECT_EQ(position, 1);
+    EXPECT_EQ(ns, u"urn:b");
+    EXPECT_EQ(m.LongValue(), 2);
+    ASSERT_TRUE(st.GetNextMember(&name, m, &position));
+    EXPECT_EQ(position, 2);
+    EXPECT_EQ(name, u"c");
+    EXPECT_FALSE(st.GetNextMember(&name, m, &position));
+    EXPECT_EQ(position, 2);
+    EXPECT_EQ(name, u"c");
+    EXPECT_EQ(m.LongValue(), 3);
+
+    position = -1;
+    ASSERT_TRUE(st.GetNextMember(&name, m, &position));
+    EXPECT_EQ(position, 0);
+    EXPECT_EQ(name, u"a");
+
+    // Positions this struct never handed out: nothing written.
+    for (long bad : {-2L, 3L, 1000L, LONG_MAX, LONG_MIN}) {
+        position = bad;
+        EXPECT_FALSE(st.GetNextMember(&name, m, &position)) << bad;
+        EXPECT_EQ(position, bad);
+    }
+    EXPECT_FALSE(st.GetNextMember(&name, m, nullptr));
+}
+
+TEST(WMSOAPStructType, IterationFollowsChangesAndCopiesIterateIndependently) {
+    WMSOAPStructType st;
+    st.SetMember(u"a", 1);
+    st.SetMember(u"b", 2);
+    WMSOAPStructMember m;
+    long position = 0;
+    ASSERT_TRUE(st.GetFirstMember(nullptr, m, &position));
+    ASSERT_TRUE(st.GetNextMember(nullptr, m, &position));
+    EXPECT_FALSE(st.GetNextMember(nullptr, m, &position));
+
+    st.SetMember(u"c", 3);  // a member added after the end is reached next
+    ASSERT_TRUE(st.GetNextMember(nullptr, m, &position));
+    EXPECT_EQ(m.GetName(), u"c");
+
+    WMSOAPStructType copy(st);
+    long copyPosition = 0;
+    ASSERT_TRUE(copy.GetFirstMember(nullptr, m, &copyPosition));
+    st = WMSOAPStructType();
+    st.SetMember(u"z", 26);
+    ASSERT_TRUE(copy.GetNextMember(nullptr, m, &copyPosition));
+    EXPECT_EQ(m.GetName(), u"b");
+    position = -1;
+    ASSERT_TRUE(st.GetNextMember(nullptr, m, &position));
+    EXPECT_EQ(m.GetName(), u"z");
+    EXPECT_FALSE(st.GetNextMember(nullptr, m, &position));
+
+    WMSOAPStructType assigned;
+    assigned.SetMember(u"old", 0);
+    assigned = copy;
+    ASSERT_TRUE(assigned.GetNextMember(nullptr, m, &copyPosition));
+    EXPECT_EQ(m.GetName(), u"c");
+}
+
+TEST(WMSOAPStructType, CopiesAreDeep) {
+    WMSOAPStructType inner;
+    inner.SetMember(u"x", 1);
+    std::vector<WMSOAPStructType> array(2, inner);
+    WMSOAPStructType outer;
+    outer.SetMember(u"inner", inner);
+    outer.SetMember(u"array", array);
+    inner.SetMember(u"y", 2);  // after the store: not seen by outer
+    array[0].SetMember(u"z", 3);
+
+    WMSOAPStructMember m;
+    ASSERT_TRUE(outer.GetMember(u"inner", m));
+    EXPECT_FALSE(m.StructValue().GetMember(u"y", m));
+    ASSERT_TRUE(outer.GetMember(u"array", m));
+    ASSERT_EQ(m.ArrayValue().size(), 2u);
+    m.ArrayValue()[0].SetMember(u"w", 4);  // changes the read copy only
+    WMSOAPStructMember probe;
+    EXPECT_FALSE(m.ArrayValue()[0].GetMember(u"z", probe));
+    EXPECT_TRUE(m.ArrayValue()[0].GetMember(u"w", probe));
+    ASSERT_TRUE(outer.GetMember(u"array", m));
+    EXPECT_FALSE(m.ArrayValue()[0].GetMember(u"w", probe));
+
+    WMSOAPStructType copy(outer);
+    outer.SetMember(u"later", 5);
+    EXPECT_FALSE(copy.GetMember(u"later", m));
+}
+
+TEST(WMSOAPStructType, MovesTransferAndLeaveTheSourceEmpty) {
+    WMSOAPStructType st;
+    for (int i = 0; i < 100; ++i) {
+        st.SetMember(u"m", i);
+    }
+    WMSOAPStructType moved(std::move(st));
+    WMSOAPStructMember m;
+    long position = 0;
+    EXPECT_FALSE(st.GetFirstMember(nullptr, m, &position));
+    ASSERT_TRUE(moved.GetFirstMember(nullptr, m, &position));
+    while (moved.GetNextMember(nullptr, m, &position)) {
+    }
+    EXPECT_EQ(position, 99);
+    EXPECT_EQ(m.LongValue(), 99);
+}
+
+}  // namespace
