@@ -7,5 +7,7 @@
 #include <corvane/utf8.h>
 #include <corvane/values.h>
 #include <corvane/deserializer.h>
+#include <corvane/message.h>
+#include <corvane/serializer.h>
 
 #endif
