@@ -4,6 +4,8 @@
 
 #include <corvane/codec.h>
 #include <corvane/types.h>
+#include <corvane/xml.h>
+#include <corvane/xml_parser.h>
 #include <corvane/utf8.h>
 #include <corvane/values.h>
 #include <corvane/deserializer.h>

@@ -1,0 +1,142 @@
+#include <cstdint>
+#include <utility>
+
+#include "xml/model_impl.h"
+
+namespace corvane {
+namespace detail {
+
+XMLInterner::XMLInterner()
+    // The seed varies with the interner's address, so colliding names cannot be prepared.
+    : m_slots(64, nullptr),
+      m_seed(0xcbf29ce484222325ULL ^
+             (reinterpret_cast<std::uintptr_t>(this) * 0x9e3779b97f4a7c15ULL)) {}
+
+XMLInterner::~XMLInterner() {
+    for (XMLNameData* data : m_slots) {
+        Unref(data);
+    }
+}
+
+std::size_t XMLInterner::Hash(std::u16string_view text) const {
+    std::uint64_t hash = m_seed;
+    for (char16_t c : text) {
+        hash = (hash ^ c) * 0x100000001b3ULL;
+    }
+    return static_cast<std::size_t>(hash ^ (hash >> 29));
+}
+
+void XMLInterner::Grow() {
+    std::vector<XMLNameData*> slots(m_slots.size() * 2, nullptr);
+    std::size_t const mask = slots.size() - 1;
+    for (XMLNameData* data : m_slots) {
+        if (data) {
+            std::size_t index = Hash(data->qname) & mask;
+            while (slots[index]) {
+                index = (index + 1) & mask;
+            }
+            slots[index] = data;
+        }
+    }
+    m_slots.swap(slots);
+}
+
+XMLNameData* XMLInterner::Lookup(std::u16string_view qname) {
+    if (qname.size() > kMaxInternedLength) {
+        auto* data = new XMLNameData;
+        data->qname.assign(qname);
+        return data;
+    }
+    std::size_t const mask = m_slots.size() - 1;
+    std::size_t index = Hash(qname) & mask;
+    while (XMLNameData* data = m_slots[index]) {
+        if (std::u16string_view(data->qname) == qname) {
+            return Ref(data);
+        }
+        index = (index + 1) & mask;
+    }
+    auto* data = new XMLNameData;
+    data->qname.assign(qname);
+    m_slots[index] = Ref(data);
+    if (++m_count * 2 > m_slots.size()) {
+        Grow();
+    }
+    return data;
+}
+
+WMXMLElement* XMLInterner::NewElement(std::u16string_view qname) {
+    return new WMXMLElement(Lookup(qname));
+}
+
+WMXMLAttribute* XMLInterner::NewAttribute(std::u16string_view qname, WMString&& value) {
+    return new WMXMLAttribute(Lookup(qname), std::move(value));
+}
+
+XMLNameData* XMLInterner::Resolved(XMLNameData* qname, WMString const& ns, std::size_t localStart) {
+    std::u16string_view const local = std::u16string_view(qname->qname).substr(localStart);
+    XMLNameData* cached = qname->resolved;
+    if (cached && cached->ns == ns && std::u16string_view(cached->local) == local) {
+        return Ref(cached);
+    }
+    auto* data = new XMLNameData;
+    data->ns = ns;
+    data->local.assign(local);
+    data->qname = qname->qname;
+    Unref(qname->resolved);
+    qname->resolved = Ref(data);
+    return data;
+}
+
+void AppendEscapedContent(WMString& out, std::u16string_view text) {
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char16_t const* entity;
+        switch (text[i]) {
+            case u'&':
+                entity = u"&amp;";
+                break;
+            case u'<':
+                entity = u"&lt;";
+                break;
+            case u'>':
+                entity = u"&gt;";
+                break;
+            default:
+                continue;
+        }
+        out.append(text.data() + start, i - start);
+        out.append(entity);
+        start = i + 1;
+    }
+    out.append(text.data() + start, text.size() - start);
+}
+
+void AppendEscapedAttribute(WMString& out, std::u16string_view text) {
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char16_t const* entity;
+        switch (text[i]) {
+            case u'&':
+                entity = u"&amp;";
+                break;
+            case u'<':
+                entity = u"&lt;";
+                break;
+            case u'"':
+                entity = u"&quot;";
+                break;
+            case u'\'':
+                entity = u"&apos;";
+                break;
+            default:
+                continue;
+        }
+        out.append(text.data() + start, i - start);
+        out.append(entity);
+        start = i + 1;
+    }
+    out.append(text.data() + start, text.size() - start);
+}
+
+}  // namespace detail
+}  // namespace corvane

@@ -1,0 +1,681 @@
+#include <corvane/xml_parser.h>
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "xml/chars.h"
+#include "xml/model_impl.h"
+
+namespace corvane {
+namespace detail {
+
+// One parse of one document. The reader works on pointers into the parser's private copy of
+// the text, whose terminating zero doubles as the end marker: the reader treats a zero code
+// unit as the end anyway, so its scanning loops need no separate bounds test. Names and text
+// runs are cut out of the input in one piece; the tree's names come from the interner.
+class XMLReader {
+public:
+    XMLReader(WMString const& text, int& line, WMXMLEventHandler* handler, bool buildTree)
+        : m_begin(text.data()),
+          m_end(text.data() + text.size()),
+          m_cur(text.data()),
+          m_line(line),
+          m_handler(handler),
+          m_buildTree(buildTree) {}
+
+    // Parses the document; `storeRoot` receives the root as soon as it is complete.
+    template <typename StoreRoot>
+    void ParseXMLDocument(StoreRoot storeRoot) {
+        if (m_handler) {
+            m_handler->StartDoc();
+        }
+        ParseProlog();
+        std::unique_ptr<WMXMLElement> root(ParseElement(nullptr, 1));
+        if (!root) {
+            Error();
+        }
+        storeRoot(root.release());
+        ParseMisc();
+        if (m_handler) {
+            m_handler->EndDoc();
+        }
+    }
+
+private:
+    // ---- reading characters
+
+    char16_t NextCh() {
+        if (m_cur >= m_end) {
+            m_overrun = true;
+            return 0;
+        }
+        char16_t const c = *m_cur++;
+        if (c == u'\n') {
+            ++m_line;
+        } else if (c == u'\r') {
+            if (m_cur == m_end) {
+                return 0;  // a carriage return that ends the input counts as the end
+            }
+            if (*m_cur == u'\n') {
+                ++m_cur;
+            }
+            ++m_line;
+            return u'\n';
+        }
+        return c;
+    }
+
+    // Steps back one code unit without undoing a line count.
+    void PrevCh() {
+        if (m_overrun) {
+            m_overrun = false;
+        } else if (m_cur > m_begin) {
+            --m_cur;
+        }
+    }
+
+    bool ParseCh(char16_t expected) {
+        if (NextCh() == expected) {
+            return true;
+        }
+        PrevCh();
+        return false;
+    }
+
+    // The literals matched here contain no line ends, so a plain comparison of the raw input
+    // consumes and counts exactly what reading them one by one would.
+    bool ParseString(std::u16string_view literal) {
+        if (m_overrun || static_cast<std::size_t>(m_end - m_cur) < literal.size() ||
+            std::u16string_view(m_cur, literal.size()) != literal) {
+            return false;
+        }
+        m_cur += literal.size();
+        return true;
+    }
+
+    bool ParseWhiteSpace() {
+        bool any = false;
+        for (;;) {
+            char16_t const c = NextCh();
+            if (c == 0 || !IsXMLSpace(c)) {
+                PrevCh();
+                return any;
+            }
+            any = true;
+        }
+    }
+
+    // Counts the line ends of a run just scanned, the way NextCh would have: CR LF is one.
+    // Returns false at a carriage return that ends the input (which reads as the end).
+    bool CountLineEnd(char16_t const*& p) {
+        if (*p == u'\n') {
+            ++p;
+        } else {
+            if (p + 1 == m_end) {
+                return false;
+            }
+            p += p[1] == u'\n' ? 2 : 1;
+        }
+        ++m_line;
+        return true;
+    }
+
+    // ---- names and references
+
+    std::u16string_view ParseName() {
+        char16_t const* start = m_cur;
+        if (m_overrun || m_cur == m_end || !IsNameStart(*m_cur)) {
+            return std::u16string_view();
+        }
+        char16_t const* p = m_cur + 1;
+        while (p < m_end && IsNameChar(*p)) {
+            ++p;
+        }
+        m_cur = p;
+        return std::u16string_view(start, static_cast<std::size_t>(p - start));
+    }
+
+    // Entered after "&". Numbers keep only their low 16 bits.
+    char16_t ParseReference() {
+        if (ParseCh(u'#')) {
+            std::uint32_t value = 0;
+            int digits = 0;
+            if (ParseCh(u'x')) {
+                for (;; ++digits) {
+                    char16_t const c = NextCh();
+                    int digit;
+                    if (c >= u'0' && c <= u'9') {
+                        digit = c - u'0';
+                    } else if (c >= u'a' && c <= u'f') {
+                        digit = c - u'a' + 10;
+                    } else if (c >= u'A' && c <= u'F') {
+                        digit = c - u'A' + 10;
+                    } else {
+                        PrevCh();
+                        break;
+                    }
+                    value = value * 16 + static_cast<std::uint32_t>(digit);
+                }
+            } else {
+                for (;; ++digits) {
+                    char16_t const c = NextCh();
+                    if (c < u'0' || c > u'9') {
+                        PrevCh();
+                        break;
+                    }
+                    value = value * 10 + static_cast<std::uint32_t>(c - u'0');
+                }
+            }
+            if (digits == 0 || !ParseCh(u';')) {
+                Error();
+            }
+            return static_cast<char16_t>(value & 0xFFFF);
+        }
+        std::u16string_view const name = ParseName();
+        if (name.empty() || !ParseCh(u';')) {
+            Error();
+        }
+        char16_t c;
+        if (!Dereference(name, c)) {
+            Error();
+        }
+        return c;
+    }
+
+    // The five predefined entities are the only ones known.
+    static bool Dereference(std::u16string_view name, char16_t& c) {
+        if (name == u"lt") {
+            c = u'<';
+        } else if (name == u"gt") {
+            c = u'>';
+        } else if (name == u"amp") {
+            c = u'&';
+        } else if (name == u"apos") {
+            c = u'\'';
+        } else if (name == u"quot") {
+            c = u'"';
+        } else {
+            return false;
+        }
+        return true;
+    }
+
+    // ---- attributes and elements
+
+    bool ParseAttributeValue(WMString& value) {
+        char16_t const quote = NextCh();
+        if (quote != u'"' && quote != u'\'') {
+            PrevCh();
+            return false;
+        }
+        char16_t const* run = m_cur;
+        char16_t const* p = m_cur;
+        for (;;) {
+            char16_t const c = *p;
+            if (c == quote) {
+                value.append(run, static_cast<std::size_t>(p - run));
+                m_cur = p + 1;
+                return true;
+            }
+            switch (c) {
+                case 0:
+                case u'<':
+                    m_cur = p + 1;
+                    Error();
+                    break;
+                case u'&':
+                    value.append(run, static_cast<std::size_t>(p - run));
+                    m_cur = p + 1;
+                    value += ParseReference();
+                    run = p = m_cur;
+                    break;
+                case u'\n':
+                case u'\r':
+                    if (!CountLineEnd(p)) {
+                        m_cur = p + 1;
+                        Error();
+                    }
+                    break;
+                default:
+                    ++p;
+            }
+        }
+    }
+
+    bool ParseAttribute(WMXMLElement* element) {
+        std::u16string_view const name = ParseName();
+        if (name.empty()) {
+            return false;
+        }
+        ParseWhiteSpace();
+        if (!ParseCh(u'=')) {
+            Error();
+        }
+        ParseWhiteSpace();
+        WMString value;
+        if (!ParseAttributeValue(value)) {
+            Error();
+        }
+        WMXMLAttributeMap& attributes = element->m_attributes;
+        WMString key(name);
+        auto position = attributes.lower_bound(key);
+        if (position != attributes.end() && position->first == key) {
+            Error();
+        }
+        attributes.emplace_hint(position, std::move(key),
+                                m_interner.NewAttribute(name, std::move(value)));
+        return true;
+    }
+
+    WMXMLElement* ParseElement(WMXMLElement* parent, int depth) {
+        ParseWhiteSpace();
+        if (!ParseCh(u'<')) {
+            return nullptr;
+        }
+        if (depth > WMXMLParser::kMaxNestingDepth) {
+            Error();
+        }
+        std::u16string_view const name = ParseName();
+        if (name.empty()) {
+            Error();
+        }
+        std::unique_ptr<WMXMLElement> element(m_interner.NewElement(name));
+        for (;;) {
+            ParseWhiteSpace();
+            if (!ParseAttribute(element.get())) {
+                break;
+            }
+        }
+        if (!element->ResolveWith(parent, &m_interner)) {
+            Error();
+        }
+        FireNSMappingEvents(element.get(), parent, true);
+        char16_t const c = NextCh();
+        if (c == u'/') {
+            if (!ParseCh(u'>')) {
+                Error();
+            }
+            FireStartElementEvent(element.get());
+        } else if (c == u'>') {
+            FireStartElementEvent(element.get());
+            ParseContent(element.get(), depth);
+            if (m_handler && !element->m_text.empty()) {
+                m_handler->Characters(element->m_text);
+            }
+        } else {
+            Error();
+        }
+        if (m_handler) {
+            m_handler->EndElement(element->GetNamespaceURI(), element->GetLocalName(),
+                                  element->GetQualifiedName(), element.get());
+        }
+        FireNSMappingEvents(element.get(), parent, false);
+        return element.release();
+    }
+
+    // Character data, references and markup up to the element's end tag. A "]]>" is refused
+    // wherever a character of the current run precedes it.
+    void ParseContent(WMXMLElement* element, int depth) {
+        WMString& text = element->m_text;
+        char16_t const* run = m_cur;
+        char16_t const* p = m_cur;
+        for (;;) {
+            char16_t const c = *p;
+            if (c > u'<' && c != u']') {
+                ++p;
+                continue;
+            }
+            switch (c) {
+                case 0:
+                    m_cur = p + 1;
+                    Error();
+                    break;
+                case u'\n':
+                case u'\r':
+                    if (!CountLineEnd(p)) {
+                        m_cur = p + 1;
+                        Error();
+                    }
+                    break;
+                case u']':
+                    if (p > run && p[1] == u']' && p[2] == u'>') {
+                        m_cur = p;
+                        Error();
+                    }
+                    ++p;
+                    break;
+                case u'&':
+                    text.append(run, static_cast<std::size_t>(p - run));
+                    m_cur = p + 1;
+                    text += ParseReference();
+                    run = p = m_cur;
+                    break;
+                case u'<':
+                    text.append(run, static_cast<std::size_t>(p - run));
+                    m_cur = p;
+                    if (ParseEndTag(element)) {
+                        return;
+                    }
+                    ParseMarkup(element, depth);
+                    run = p = m_cur;
+                    break;
+                default:
+                    ++p;
+            }
+        }
+    }
+
+    bool ParseEndTag(WMXMLElement* element) {
+        if (!ParseString(u"</")) {
+            return false;
+        }
+        std::u16string_view const name = ParseName();
+        if (name.empty() || name != std::u16string_view(element->GetQualifiedName())) {
+            Error();
+        }
+        ParseWhiteSpace();
+        if (!ParseCh(u'>')) {
+            Error();
+        }
+        return true;
+    }
+
+    void ParseMarkup(WMXMLElement* element, int depth) {
+        if (ParseComment()) {
+            return;
+        }
+        std::u16string_view target;
+        std::u16string_view data;
+        if (ParsePI(target, data)) {
+            FirePIEvent(target, data);
+            return;
+        }
+        if (ParseCDATA(element)) {
+            return;
+        }
+        WMXMLElement* child = ParseElement(element, depth + 1);
+        if (!child) {
+            Error();
+        }
+        if (m_buildTree) {
+            element->m_children.push_back(child);
+        } else {
+            delete static_cast<WMXMLMarkup*>(child);
+        }
+    }
+
+    // ---- comments, CDATA, processing instructions, document type
+
+    bool ParseComment() {
+        if (!ParseString(u"<!--")) {
+            return false;
+        }
+        char16_t const* p = m_cur;
+        for (;;) {
+            switch (*p) {
+                case 0:
+                    m_cur = p + 1;
+                    Error();
+                    break;
+                case u'\n':
+                case u'\r':
+                    if (!CountLineEnd(p)) {
+                        m_cur = p + 1;
+                        Error();
+                    }
+                    break;
+                case u'-':
+                    if (p[1] == u'-') {
+                        m_cur = p + 2;
+                        if (!ParseCh(u'>')) {
+                            Error();
+                        }
+                        return true;
+                    }
+                    ++p;
+                    break;
+                default:
+                    ++p;
+            }
+        }
+    }
+
+    bool ParseCDATA(WMXMLElement* element) {
+        if (!ParseString(u"<![CDATA[")) {
+            return false;
+        }
+        char16_t const* run = m_cur;
+        char16_t const* p = m_cur;
+        for (;;) {
+            char16_t const c = *p;
+            if (c == u']' && p[1] == u']' && p[2] == u'>') {
+                element->m_text.append(run, static_cast<std::size_t>(p - run));
+                m_cur = p + 3;
+                return true;
+            }
+            if (c == u'\n' || c == u'\r') {
+                if (!CountLineEnd(p)) {
+                    m_cur = p + 1;
+                    Error();
+                }
+                continue;
+            }
+            if (c == 0 || (IsControl(c) && c != u'\t')) {
+                m_cur = p + 1;
+                Error();
+            }
+            ++p;
+        }
+    }
+
+    // Returns false after "<?" has been consumed when no target name follows.
+    bool ParsePI(std::u16string_view& target, std::u16string_view& data) {
+        if (!ParseString(u"<?")) {
+            return false;
+        }
+        target = ParseName();
+        if (target.empty()) {
+            return false;
+        }
+        ParseWhiteSpace();
+        char16_t const* start = m_cur;
+        char16_t const* p = m_cur;
+        for (;;) {
+            char16_t const c = *p;
+            if (c == u'?' && p[1] == u'>') {
+                data = std::u16string_view(start, static_cast<std::size_t>(p - start));
+                m_cur = p + 2;
+                return true;
+            }
+            if (c == 0) {
+                m_cur = p + 1;
+                Error();
+            }
+            if (c == u'\n' || c == u'\r') {
+                if (!CountLineEnd(p)) {
+                    m_cur = p + 1;
+                    Error();
+                }
+                continue;
+            }
+            ++p;
+        }
+    }
+
+    // Skipped without interpretation: "<!" declarations inside end at their own ">".
+    bool ParseDocTypeDecl() {
+        if (!ParseString(u"<!DOCTYPE")) {
+            return false;
+        }
+        ParseWhiteSpace();
+        if (ParseName().empty()) {
+            return false;
+        }
+        ParseWhiteSpace();
+        for (;;) {
+            char16_t const c = NextCh();
+            if (c == 0) {
+                Error();
+            }
+            if (c == u'>') {
+                return true;
+            }
+            if (c == u'<' && ParseCh(u'!')) {
+                for (;;) {
+                    char16_t const d = NextCh();
+                    if (d == 0) {
+                        Error();
+                    }
+                    if (d == u'>') {
+                        break;
+                    }
+                }
+            }
+        }
+    }
+
+    void ParseMisc() {
+        for (;;) {
+            ParseWhiteSpace();
+            if (ParseComment()) {
+                continue;
+            }
+            std::u16string_view target;
+            std::u16string_view data;
+            if (!ParsePI(target, data)) {
+                return;
+            }
+            FirePIEvent(target, data);
+        }
+    }
+
+    void ParseProlog() {
+        ParseMisc();
+        while (ParseDocTypeDecl()) {
+            ParseMisc();
+        }
+    }
+
+    // ---- events and errors
+
+    [[noreturn]] void Error() {
+        if (m_handler) {
+            m_handler->FatalError(m_line);
+        }
+        throw m_line;
+    }
+
+    void FirePIEvent(std::u16string_view target, std::u16string_view data) {
+        if (m_handler) {
+            m_handler->PI(WMString(target), WMString(data));
+        }
+    }
+
+    void FireStartElementEvent(WMXMLElement* element) {
+        if (m_handler) {
+            m_handler->StartElement(element->GetNamespaceURI(), element->GetLocalName(),
+                                    element->GetQualifiedName(), element->m_attributes, element);
+        }
+    }
+
+    // Reports the default namespace when it differs from the parent's (always for the root),
+    // then every prefix the parent does not have; end events come in the same order.
+    void FireNSMappingEvents(WMXMLElement* element, WMXMLElement* parent, bool start) {
+        if (!m_handler || (parent && parent->m_scope == element->m_scope)) {
+            return;
+        }
+        static WMString const emptyPrefix;
+        WMString const& defaultNS = element->DefaultNS();
+        if (!parent || defaultNS != parent->DefaultNS()) {
+            SendNSMapping(start, emptyPrefix, defaultNS);
+        }
+        WMXMLNSPrefixMap const* inherited = parent ? &parent->Prefixes() : nullptr;
+        for (auto const& entry : element->Prefixes()) {
+            if (inherited && inherited->count(entry.first)) {
+                continue;
+            }
+            SendNSMapping(start, entry.first, entry.second);
+        }
+    }
+
+    void SendNSMapping(bool start, WMString const& prefix, WMString const& uri) {
+        if (start) {
+            m_handler->StartNSMapping(prefix, uri);
+        } else {
+            m_handler->EndNSMapping(prefix);
+        }
+    }
+
+    char16_t const* const m_begin;
+    char16_t const* const m_end;
+    char16_t const* m_cur;
+    bool m_overrun = false;  // NextCh has read past the end; PrevCh returns to the end
+    int& m_line;
+    WMXMLEventHandler* const m_handler;
+    bool const m_buildTree;
+    XMLInterner m_interner;
+};
+
+}  // namespace detail
+}  // namespace corvane
+
+WMXMLParser::WMXMLParser() : m_line(1), m_handler(nullptr), m_root(nullptr), m_buildTree(true) {}
+
+WMXMLParser::WMXMLParser(WMXMLParser const& other)
+    : m_line(other.m_line),
+      m_handler(other.m_handler),
+      m_root(nullptr),
+      m_buildTree(other.m_buildTree) {}
+
+WMXMLParser& WMXMLParser::operator=(WMXMLParser const& other) {
+    if (this != &other) {
+        m_line = other.m_line;
+        m_handler = other.m_handler;
+        m_buildTree = other.m_buildTree;
+    }
+    return *this;
+}
+
+WMXMLParser::~WMXMLParser() {
+    SetDocRoot(nullptr);
+}
+
+void WMXMLParser::SetBuildTree(bool buildTree) {
+    m_buildTree = buildTree;
+}
+
+void WMXMLParser::ParseXML(WMString const& text, WMXMLEventHandler* handler) {
+    WMString const copy(text);
+    m_handler = handler;
+    SetDocRoot(nullptr);
+    corvane::detail::XMLReader reader(copy, m_line, handler, m_buildTree);
+    reader.ParseXMLDocument([this](WMXMLElement* root) { m_root = root; });
+}
+
+WMXMLElement* WMXMLParser::GetDocRoot() {
+    return m_root;
+}
+
+WMXMLElement* WMXMLParser::DetachDocRoot() {
+    WMXMLElement* root = m_root;
+    m_root = nullptr;
+    return root;
+}
+
+void WMXMLParser::SetDocRoot(WMXMLElement* root) {
+    if (m_root != root) {
+        delete static_cast<WMXMLMarkup*>(m_root);
+    }
+    m_root = root;
+}
+
+int WMXMLParser::SerializeXML(WMString& out) {
+    if (!m_root) {
+        return 0;
+    }
+    out.assign(u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
+    m_root->Serialize(nullptr, out);
+    return static_cast<int>(out.size());
+}
