@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <memory>
+#include <random>
 #include <string>
 
 namespace {
@@ -160,6 +162,42 @@ TEST(StringConverters, AgreeWithThePerCharacterFunctions) {
             ASSERT_EQ(UTF8ToWideString(utf8, back), static_cast<int>(text.size()));
             ASSERT_EQ(back, text) << c;
         }
+    }
+}
+
+// Random bytes in exactly sized buffers (no terminator): under the sanitizers this shows that
+// the string decoder never reads past its input, and the result matches the per-character
+// decoder run on a zero-terminated copy.
+TEST(UTF8ToWideString, RandomBytesStayWithinTheInput) {
+    std::mt19937 random(1234);
+    std::uniform_int_distribution<int> lengthOf(1, 24);
+    unsigned char const pool[] = {0x00, 0x41, 0x7F, 0x80, 0xBF, 0xC0, 0xC3, 0xDF, 0xE0,
+                                  0xE2, 0xED, 0xEF, 0xF0, 0xF8, 0xFC, 0xFE, 0xFF, 0xA9};
+    std::uniform_int_distribution<std::size_t> pick(0, sizeof pool - 1);
+    for (int round = 0; round < 20000; ++round) {
+        std::size_t const length = static_cast<std::size_t>(lengthOf(random));
+        auto bytes = std::make_unique<char[]>(length);
+        for (std::size_t i = 0; i < length; ++i) {
+            bytes[i] = static_cast<char>(pool[pick(random)]);
+        }
+        WMString out;
+        int const result = UTF8ToWideString(bytes.get(), length, out);
+
+        std::string const terminated(bytes.get(), length);
+        WMString expected;
+        int expectedResult = 0;
+        for (std::size_t pos = 0; pos < length;) {
+            WMChar c = 0;
+            int const used = UTF8ToWideChar(&c, terminated.c_str() + pos);
+            if (used == 0) {
+                expectedResult = -1;
+                break;
+            }
+            expected += c;
+            pos += static_cast<std::size_t>(used);
+        }
+        ASSERT_EQ(out, expected);
+        ASSERT_EQ(result, expectedResult < 0 ? 0 : static_cast<int>(expected.size()));
     }
 }
 
