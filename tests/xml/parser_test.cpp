@@ -1,0 +1,216 @@
+#include <corvane/xml_parser.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "xml/recorder.h"
+
+namespace {
+
+using Events = std::vector<std::string>;
+
+// Parses `text` with a fresh parser and returns the thrown line, or 0 when the parse succeeds.
+int ErrorLine(WMString const& text, bool buildTree = true) {
+    WMXMLParser parser;
+    parser.SetBuildTree(buildTree);
+    try {
+        parser.ParseXML(text, nullptr);
+    } catch (int line) {
+        return line;
+    }
+    return 0;
+}
+
+WMString TextOf(WMString const& document) {
+    WMXMLParser parser;
+    parser.ParseXML(document, nullptr);
+    return parser.GetDocRoot()->GetText();
+}
+
+TEST(XMLParser, EventOrderPutsTextAfterChildren) {
+    WMXMLParser parser;
+    Recorder recorder;
+    parser.ParseXML(u"<?xml version='1.0'?><!-- c --><a>x<b/>y<?p d?></a><?t?>junk", &recorder);
+    EXPECT_EQ(recorder.events,
+              (Events{"startdoc", "pi xml|version='1.0'", "ns =", "start {}a a", "start {}b b",
+                      "end b", "pi p|d", "text xy", "end a", "endns ", "pi t|", "enddoc"}));
+    WMXMLElement* root = parser.GetDocRoot();
+    ASSERT_NE(root, nullptr);
+    EXPECT_EQ(root->GetText(), u"xy");
+    ASSERT_EQ(root->GetChildElements().size(), 1u);
+    EXPECT_EQ(root->GetChildElements()[0]->GetQualifiedName(), u"b");
+}
+
+TEST(XMLParser, NamespaceMappingEvents) {
+    WMXMLParser parser;
+    Recorder recorder;
+    parser.ParseXML(
+        u"<r xmlns='urn:d' xmlns:p='urn:p'><p:c xmlns:p='urn:x' xmlns:q='urn:q' q:a='1'/>"
+        u"<c xmlns=''/></r>",
+        &recorder);
+    EXPECT_EQ(recorder.events,
+              (Events{"startdoc", "ns =urn:d", "ns =urn:d", "ns p=urn:p", "start {urn:d}r r",
+                      "ns q=urn:q", "start {urn:x}c p:c [urn:qa=1]", "end p:c", "endns q",
+                      "ns =", "start {}c c", "end c", "endns ", "end r", "endns ", "endns ",
+                      "endns p", "enddoc"}));
+}
+
+TEST(XMLParser, ResolvedElementKeepsNoDeclarations) {
+    WMXMLParser parser;
+    parser.ParseXML(u"<p:a xmlns:p='u' b='1'/>", nullptr);
+    WMXMLElement* root = parser.GetDocRoot();
+    EXPECT_EQ(root->GetNamespaceURI(), u"u");
+    EXPECT_EQ(root->GetLocalName(), u"a");
+    ASSERT_EQ(root->GetAttributeMap().size(), 1u);
+    EXPECT_EQ(root->GetAttributeMap().count(u"uab"), 1u);
+    EXPECT_EQ(ErrorLine(u"<p:a/>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a p:b='1'/>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a xmlns:p='u' xmlns:q='u' p:b='1' q:b='2'/>"), 1);
+}
+
+TEST(XMLParser, References) {
+    EXPECT_EQ(TextOf(u"<a>&#65;&#x42;&#x6a;&lt;&gt;&amp;&apos;&quot;</a>"), u"ABj<>&'\"");
+    EXPECT_EQ(TextOf(u"<a>&#x1F600;</a>"), WMString(1, u'\xF600'));
+    EXPECT_EQ(TextOf(u"<a>&#4294967361;</a>"), u"A");  // 2^32 + 65
+    for (WMString bad : {u"<a>&#X41;</a>", u"<a>&nbsp;</a>", u"<a>&#;</a>", u"<a>&#x;</a>",
+                         u"<a>&amp</a>", u"<a>&#65</a>", u"<a>& </a>"}) {
+        EXPECT_EQ(ErrorLine(bad), 1) << Narrow(bad);
+    }
+    WMXMLParser parser;
+    parser.ParseXML(u"<a b=\"&#65;&quot;\n\t'x'\"/>", nullptr);
+    WMString value;
+    ASSERT_TRUE(parser.GetDocRoot()->GetAttribute(u"a", u"b", value));
+    EXPECT_EQ(value, u"A\"\n\t'x'");
+}
+
+TEST(XMLParser, AttributeSyntax) {
+    WMXMLParser parser;
+    parser.ParseXML(u"<a b='1'c=\"2\" d = '3'/>", nullptr);
+    EXPECT_EQ(parser.GetDocRoot()->GetAttributeMap().size(), 3u);
+    for (WMString bad : {u"<a b='1' b='2'/>", u"<a b='<'/>", u"<a b/>", u"<a b=/>", u"<a b=1/>",
+                         u"<a b='1", u"<a/ >", u"<a x>"}) {
+        EXPECT_EQ(ErrorLine(bad), 1) << Narrow(bad);
+    }
+}
+
+TEST(XMLParser, CDataSectionsEndTerminatorAndComments) {
+    EXPECT_EQ(TextOf(u"<a>]]></a>"), u"]]>");
+    EXPECT_EQ(TextOf(u"<a>&amp;]]><b/>]]></a>"), u"&]]>]]>");
+    EXPECT_EQ(ErrorLine(u"<a>x]]></a>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a>]]]></a>"), 1);
+    EXPECT_EQ(TextOf(u"<a>1<![CDATA[<b>&amp;]]]>2<!-- <c/> -->3</a>"), u"1<b>&amp;]23");
+    EXPECT_EQ(ErrorLine(u"<a><![CDATA[\x01]]></a>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a><![CDATA[x</a>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a><!-- a -- b --></a>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a><!-- a </a>"), 1);
+    EXPECT_EQ(TextOf(u"<a><![CDATA[\t\r\n]]></a>"), u"\t\r\n");
+}
+
+TEST(XMLParser, PrologDocTypesAndTrailingContent) {
+    WMXMLParser parser;
+    Recorder recorder;
+    parser.ParseXML(u" <!DOCTYPE a [<!ENTITY e 'x'><!ELEMENT a ANY>]> <!DOCTYPE b> <?p?> <a/> <b/>",
+                    &recorder);
+    EXPECT_EQ(recorder.events,
+              (Events{"startdoc", "pi p|", "ns =", "start {}a a", "end a", "endns ", "enddoc"}));
+    EXPECT_EQ(ErrorLine(u"<!DOCTYPE a [<!ENTITY e 'x'"), 1);
+    EXPECT_EQ(ErrorLine(u"<!-- c -->"), 1);
+    EXPECT_EQ(ErrorLine(u""), 1);
+    EXPECT_EQ(ErrorLine(u"<a/><!-- never closed"), 1);
+}
+
+TEST(XMLParser, EndTagMustMatchTheQualifiedName) {
+    EXPECT_EQ(ErrorLine(u"<a></b>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a xmlns:p='u'><p:b></b></a>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a></a >"), 0);
+}
+
+TEST(XMLParser, LineNumbers) {
+    EXPECT_EQ(ErrorLine(u"<a>\n\n<b></a>"), 3);
+    EXPECT_EQ(ErrorLine(u"<a>\r\n\r\n<b></a>"), 3);
+    EXPECT_EQ(ErrorLine(u"<a>\r\r<b></a>"), 3);
+    EXPECT_EQ(ErrorLine(u"<a\nb='1'\r\nc='<'/>"), 3);
+    EXPECT_EQ(ErrorLine(u"<a><!--\n\n-- --></a>"), 3);
+    // A step back over a line end does not undo its count.
+    EXPECT_EQ(ErrorLine(u"<a/\n>"), 2);
+
+    WMXMLParser parser;
+    Recorder recorder;
+    parser.ParseXML(u"<a>\n</a>\n", nullptr);
+    try {
+        parser.ParseXML(u"<a>\n<b></a>", &recorder);
+        FAIL();
+    } catch (int line) {
+        EXPECT_EQ(line, 4);  // the count goes on from the previous document
+    }
+    EXPECT_EQ(recorder.events.back(), "fatal 4");
+    EXPECT_EQ(parser.GetDocRoot(), nullptr);
+}
+
+TEST(XMLParser, CarriageReturnsStayInText) {
+    EXPECT_EQ(TextOf(u"<a>x\r\ny\rz</a>"), u"x\r\ny\rz");
+    EXPECT_EQ(ErrorLine(u"<a>\r"), 1);
+}
+
+TEST(XMLParser, EventModeKeepsOnlyTheRoot) {
+    WMXMLParser parser;
+    parser.SetBuildTree(false);
+    Recorder recorder;
+    parser.ParseXML(u"<a k='v'>t<b><c/></b>u</a>", &recorder);
+    WMXMLElement* root = parser.GetDocRoot();
+    ASSERT_NE(root, nullptr);
+    EXPECT_TRUE(root->GetChildElements().empty());
+    EXPECT_EQ(root->GetText(), u"tu");
+    EXPECT_EQ(root->GetAttributeMap().size(), 1u);
+    EXPECT_EQ(recorder.events[4], "start {}c c");
+}
+
+TEST(XMLParser, RootOwnershipAndDocumentForm) {
+    WMXMLParser parser;
+    WMString out = u"untouched";
+    EXPECT_EQ(parser.SerializeXML(out), 0);
+    EXPECT_EQ(out, u"untouched");
+
+    parser.ParseXML(u"<r xmlns:p='urn:p'><p:c a='&lt;'>t</p:c></r>", nullptr);
+    int const length = parser.SerializeXML(out);
+    EXPECT_EQ(length, static_cast<int>(out.size()));
+    EXPECT_EQ(out,
+              u"<?xml version=\"1.0\" encoding=\"UTF-8\"?><r xmlns:p=\"urn:p\"><p:c a=\"&lt;\">"
+              u"t</p:c></r>");
+
+    WMXMLParser copy(parser);
+    EXPECT_EQ(copy.GetDocRoot(), nullptr);
+
+    WMXMLElement* root = parser.DetachDocRoot();
+    EXPECT_EQ(parser.GetDocRoot(), nullptr);
+    parser.SetDocRoot(root);
+    EXPECT_EQ(parser.GetDocRoot(), root);
+    parser.SetDocRoot(new WMXMLElement(u"x"));
+    EXPECT_EQ(parser.SerializeXML(out), 43);
+    EXPECT_EQ(out, u"<?xml version=\"1.0\" encoding=\"UTF-8\"?><x />");
+}
+
+TEST(XMLParser, ReparsingTheSerializedTreeGivesTheSameTree) {
+    WMString const document =
+        u"<s:E xmlns:s='urn:s' xmlns:x='urn:x'>\n <s:B x:t='a&amp;b&quot;' u=\"'\">"
+        u"1 &lt; 2 &gt; 0<m x:t='&apos;'/>tail<![CDATA[&]]></s:B></s:E>";
+    WMXMLParser first;
+    first.ParseXML(document, nullptr);
+    WMString text;
+    first.SerializeXML(text);
+    WMXMLParser second;
+    second.ParseXML(text, nullptr);
+    WMString again;
+    second.SerializeXML(again);
+    EXPECT_EQ(again, text);
+    WMString value;
+    WMXMLElement* body = second.GetDocRoot()->GetChildElement(u"urn:s", u"B");
+    ASSERT_NE(body, nullptr);
+    EXPECT_TRUE(body->GetAttribute(u"urn:x", u"t", value));
+    EXPECT_EQ(value, u"a&b\"");
+    EXPECT_EQ(body->GetText(), u"1 < 2 > 0tail&");
+}
+
+}  // namespace
