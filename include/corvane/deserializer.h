@@ -46,11 +46,11 @@ protected:
     bool DeserializeDate(corvane::WMSOAPParamHandler* element, double* result);
     bool DeserializeTime(corvane::WMSOAPParamHandler* element, double* result);
 
-    // `element` names the value; `referenced` (when not null) is the element an href of
-    // `element` resolved to, and holds the content. `strict` makes an arrayType that names
-    // another item type than the WSDL fail the conversion.
+    // `referenced`, when not null, is the element an href of `element` resolved to: it holds
+    // the content. With `named`, the result takes the local name and xsi:type namespace of
+    // `element`, as a built-in value does; otherwise its name is left as it was.
     bool DeserializeComplexType(corvane::WMSOAPParamHandler* element,
-                                corvane::WMSOAPParamHandler* referenced, bool strict,
+                                corvane::WMSOAPParamHandler* referenced, bool named,
                                 WMString typeNS, WMString typeName, WMSOAPStructMember& result,
                                 WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
     bool DeserializeStruct(WMString typeNS, WMString typeName, corvane::WMSOAPParamHandler* element,
@@ -75,13 +75,21 @@ protected:
     bool HitReferenceCycle() const { return m_referenceCycle; }
 
 private:
-    bool Charge(std::size_t values);
-    bool ReadItem(corvane::WMSOAPParamHandler* item, bool builtIn, WMString const& itemTypeNS,
-                  WMString const& itemTypeName, WMSOAPStructMember& value, WMSOAPMessage& message,
-                  WMSOAPWSDLClient& wsdl);
+    // Counts `count` new values against the budget; false when it is spent.
+    bool Charge(std::size_t count);
+    // Counts a deep copy of a value of `size` values; false when the budget is spent.
+    bool ChargeCopy(std::size_t size);
+    // Enters the value of `element` (depth and cycle bookkeeping); false when too deep.
+    bool Enter(corvane::WMSOAPParamHandler* element);
+    void Leave();
+    bool ReadItem(corvane::WMSOAPParamHandler* item,
+                  enum WMSOAPStructMember::SOAPDataMember::DATATYPE itemKind,
+                  WMString const& itemTypeNS, WMString const& itemTypeName,
+                  WMSOAPStructMember& value, WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
 
     std::size_t m_budget = 0;
     std::size_t m_used = 0;
+    std::size_t m_created = 0;
     // Elements whose value is being read, outermost first; bounds nesting and detects cycles.
     std::vector<corvane::WMSOAPParamHandler*> m_active;
     bool m_referenceCycle = false;

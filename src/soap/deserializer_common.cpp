@@ -1,0 +1,47 @@
+#include <corvane/message.h>
+
+#include <string>
+
+#include "soap/deserializer_impl.h"
+
+namespace corvane {
+
+WMString FormatFault(std::u16string_view pattern, WMString const& argument) {
+    WMString text(pattern);
+    auto position = text.find(u"%s");
+    if (position == WMString::npos) {
+        position = text.find(u"%d");
+    }
+    if (position != WMString::npos) {
+        text.replace(position, 2, argument);
+    }
+    return text;
+}
+
+void ParseEnvelope(WMXMLParser& parser, WMString const& text, WMSOAPParseEventHandler& events) {
+    try {
+        parser.ParseXML(text, &events);
+    } catch (int line) {
+        std::string const digits = std::to_string(line);
+        ThrowSOAPFault(u"SOAP-ENV:Server",
+                       FormatFault(u"XML Parser: Parse Error on Line %d.",
+                                   WMString(digits.begin(), digits.end())),
+                       false);
+    }
+}
+
+WMString ElementText(WMXMLElement const* element) {
+    return element != nullptr ? element->Serialize(nullptr) : WMString();
+}
+
+bool TypesAgree(WMString const& explicitNS, WMString const& explicitName, WMString const& wsdlNS,
+                WMString const& wsdlName) {
+    if (explicitNS == wsdlNS && explicitName == wsdlName) {
+        return true;
+    }
+    // SOAP-ENC:base64 and xsd:base64Binary name the same thing, deliberately accepted.
+    return explicitName.find(u"base64") != WMString::npos &&
+           wsdlName.find(u"base64") != WMString::npos;
+}
+
+}  // namespace corvane

@@ -1,0 +1,53 @@
+// What the response and request deserializers keep between Deserialize and ProcessRPC*, and
+// helpers they share.
+#ifndef CORVANE_SOAP_DESERIALIZER_IMPL_H
+#define CORVANE_SOAP_DESERIALIZER_IMPL_H
+
+#include <corvane/types.h>
+#include <corvane/xml.h>
+#include <corvane/xml_parser.h>
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "soap/parse_handlers.h"
+
+namespace corvane {
+
+// Member order matters for destruction: the handler tree must outlive the parse-event handler,
+// whose stack points into it.
+struct RespParseState {
+    std::unique_ptr<WMSOAPResponseMessageHandler> handler =
+        std::make_unique<WMSOAPResponseMessageHandler>();
+    WMSOAPParseEventHandler events;
+    WMXMLParser parser;
+};
+
+struct ReqParseState {
+    std::unique_ptr<WMSOAPRequestMessageHandler> handler =
+        std::make_unique<WMSOAPRequestMessageHandler>();
+    WMSOAPParseEventHandler events;
+    WMXMLParser parser;
+    // Documents of earlier requests read by the same deserializer: the handler tree is not
+    // reset between requests, and its handlers still point into them.
+    std::vector<std::unique_ptr<WMXMLElement>> earlierDocuments;
+};
+
+// `pattern` with its first "%s" (or "%d") replaced by `argument`.
+WMString FormatFault(std::u16string_view pattern, WMString const& argument);
+
+// Runs the parse and turns the parser's line number into the parse-error fault.
+void ParseEnvelope(WMXMLParser& parser, WMString const& text, WMSOAPParseEventHandler& events);
+
+// The element as XML text, declaring every prefix in scope so that it stands alone.
+WMString ElementText(WMXMLElement const* element);
+
+// True when an explicit xsi:type agrees with the type the WSDL gives: the same qualified name,
+// or two base64 types.
+bool TypesAgree(WMString const& explicitNS, WMString const& explicitName, WMString const& wsdlNS,
+                WMString const& wsdlName);
+
+}  // namespace corvane
+
+#endif

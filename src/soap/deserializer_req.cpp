@@ -1,0 +1,352 @@
+#include <corvane/deserializer.h>
+#include <corvane/message.h>
+#include <corvane/wsdl.h>
+
+#include <algorithm>
+#include <limits>
+#include <map>
+
+#include "soap/deserializer_impl.h"
+#include "soap/parse_handlers.h"
+
+using corvane::WMSOAPHeaderElemHandler;
+using corvane::WMSOAPParamHandler;
+
+namespace {
+
+constexpr char16_t kServer[] = u"SOAP-ENV:Server";
+constexpr char16_t kClient[] = u"SOAP-ENV:Client";
+constexpr char16_t kNotDefined[] = u"Method parameter: '%s' not properly defined in WSDL file.";
+
+// One method parameter as the message stores it.
+struct Param {
+    WMString ns;
+    WMString name;
+    WMSOAPStructMember value;
+    bool isInput = false;
+    bool isOutput = false;
+};
+
+}  // namespace
+
+WMSOAPReqDeserializer::WMSOAPReqDeserializer()
+    : m_state(std::make_unique<corvane::ReqParseState>()) {}
+
+WMSOAPReqDeserializer::WMSOAPReqDeserializer(WMSOAPReqDeserializer const& other)
+    : WMSOAPDeserializer(other), m_state(std::make_unique<corvane::ReqParseState>()) {}
+
+WMSOAPReqDeserializer& WMSOAPReqDeserializer::operator=(WMSOAPReqDeserializer const& other) {
+    if (this != &other) {
+        WMSOAPDeserializer::operator=(other);
+        m_state = std::make_unique<corvane::ReqParseState>();
+    }
+    return *this;
+}
+
+WMSOAPReqDeserializer::~WMSOAPReqDeserializer() = default;
+
+bool WMSOAPReqDeserializer::Deserialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    // The handler tree is deliberately not reset: a request deserializer reads one request.
+    m_state->events.SetRootHandler(m_state->handler.get());
+    try {
+        corvane::ParseEnvelope(m_state->parser, *message.GetBufferPtr(), m_state->events);
+    } catch (...) {
+        // A tree from an abandoned parse points at elements the parser has dropped: discard it.
+        m_state->events.Reset();
+        m_state->handler = std::make_unique<corvane::WMSOAPRequestMessageHandler>();
+        throw;
+    }
+    m_state->earlierDocuments.emplace_back(m_state->parser.DetachDocRoot());
+    ResetValueBudget(m_state->events.GetElementCount());
+    if (corvane::WMSOAPRequestHandler* request = GetRequestHandler()) {
+        message.SetMethodName(request->GetLocalName());
+        message.SetMethodNS(request->GetNS());
+    }
+    DeserializeHeader(message, wsdl);
+    DeserializeBody(message);
+    return true;
+}
+
+corvane::WMSOAPHeaderHandler& WMSOAPReqDeserializer::GetHeaderHandler(void) {
+    return m_state->handler->GetEnvelope().GetHeader();
+}
+
+corvane::WMSOAPRequestBodyHandler& WMSOAPReqDeserializer::GetBodyHandler(void) {
+    return m_state->handler->GetEnvelope().GetBody();
+}
+
+corvane::WMSOAPRequestHandler* WMSOAPReqDeserializer::GetRequestHandler(void) {
+    return GetBodyHandler().GetRequestHandler();
+}
+
+std::vector<WMSOAPHeaderElemHandler*> const& WMSOAPReqDeserializer::GetHeaderEntries(void) {
+    return GetHeaderHandler().GetEntries();
+}
+
+std::vector<WMSOAPParamHandler*> const& WMSOAPReqDeserializer::GetMethodParameters(void) {
+    static std::vector<WMSOAPParamHandler*> const none;
+    corvane::WMSOAPRequestHandler* request = GetRequestHandler();
+    return request != nullptr ? request->GetChildren() : none;
+}
+
+WMSOAPParamHandler* WMSOAPReqDeserializer::GetMultiRefElem(WMSOAPParamHandler* element) {
+    WMString const& href = element->GetHref();
+    if (href.empty()) {
+        return nullptr;
+    }
+    WMString const id = href.substr(1);
+    for (corvane::IdTable* table :
+         {&GetBodyHandler().GetIdTable(), &GetHeaderHandler().GetIdTable()}) {
+        auto const it = table->find(id);
+        if (it != table->end()) {
+            return it->second;
+        }
+    }
+    return nullptr;
+}
+
+bool WMSOAPReqDeserializer::DeserializeHeader(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    WMString const& operation = message.GetMethodName();
+    for (WMSOAPHeaderElemHandler* entry : GetHeaderEntries()) {
+        if (entry->GetActor() == corvane::soapuri::kNextActor) {
+            entry->SetActor(message.GetActorURI());
+        }
+        WMString const& name = entry->GetLocalName();
+        WMString const& ns = entry->GetNS();
+        WMString typeName;
+        WMString typeNS;
+        bool encoded =
+            entry->GetEncodingStyle() == corvane::soapuri::kEncoding && entry->GetRoot() != u"0";
+        if (encoded) {
+            encoded = wsdl.GetInputHeaderPartType(operation, name, ns, typeName, typeNS) ||
+                      wsdl.GetHeaderElemType(name, ns, typeName, typeNS);
+        }
+        if (!encoded) {
+            message.AddHeaderElemLit(ns, name, corvane::ElementText(entry->GetElement()),
+                                     entry->GetMustUnderstand(), entry->GetActor(),
+                                     entry->GetEncodingStyle());
+            continue;
+        }
+        WMSOAPParamHandler* content = entry;
+        if (!entry->GetHref().empty()) {
+            content = ResolveReference(entry);
+            if (content == nullptr) {
+                corvane::ThrowSOAPFault(
+                    kClient,
+                    corvane::FormatFault(u"Header entry: '%s' has invalid reference.", name),
+                    false);
+            }
+        }
+        WMSOAPStructMember value;
+        bool ok = false;
+        if (IsXSDType(typeNS) || IsSoapEncType(typeNS)) {
+            if (!content->GetTypeName().empty() &&
+                !corvane::TypesAgree(content->GetTypeNS(), content->GetTypeName(), typeNS,
+                                     typeName)) {
+                corvane::ThrowSOAPFault(
+                    kClient,
+                    corvane::FormatFault(
+                        u"Header entry: '%s' explicit typing conflicts with definition in WSDL "
+                        u"file.",
+                        name),
+                    false);
+            }
+            ok = DeserializeBuiltInType(content, typeName, value);
+        } else {
+            ok = DeserializeComplexType(entry, content == entry ? nullptr : content, true, typeNS,
+                                        typeName, value, message, wsdl);
+        }
+        if (!ok) {
+            if (HitReferenceCycle()) {
+                corvane::ThrowSOAPFault(
+                    kClient,
+                    corvane::FormatFault(u"Header entry: '%s' has invalid reference.", name),
+                    false);
+            }
+            corvane::ThrowSOAPFault(
+                kServer,
+                corvane::FormatFault(u"Failed to convert element: '%s' in Request header.", name),
+                false);
+        }
+        message.AddHeaderElem(ns, name, entry->GetMustUnderstand(), value, entry->GetActor());
+    }
+    return true;
+}
+
+bool WMSOAPReqDeserializer::DeserializeBody(WMSOAPMessage& message) {
+    corvane::WMSOAPRequestBodyHandler& body = GetBodyHandler();
+    if (body.GetElement() == nullptr) {
+        return true;
+    }
+    return message.SetBodyElemLit(corvane::ElementText(body.GetElement()), body.GetEncodingStyle());
+}
+
+namespace {
+
+// Whether the operation has a parameterOrder: it then lists at least one of its parts.
+bool HasParameterOrder(WMSOAPWSDLClient& wsdl, WMString const& operation) {
+    WMString name;
+    long index = 0;
+    for (bool more = wsdl.GetFirstInParamName(operation, name, index); more;
+         more = wsdl.GetNextInParamName(operation, name, index)) {
+        if (wsdl.IsOperationParam(operation, name)) {
+            return true;
+        }
+    }
+    for (bool more = wsdl.GetFirstOutParamName(operation, name, index); more;
+         more = wsdl.GetNextOutParamName(operation, name, index)) {
+        if (wsdl.IsOperationParam(operation, name)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Position of a part in parameterOrder; parts it does not list come after all listed ones.
+long OrderOf(WMSOAPWSDLClient& wsdl, WMString const& operation, WMString const& part) {
+    long index = 0;
+    if (!wsdl.IsOperationParam(operation, part) ||
+        !wsdl.GetOperationParamIndex(operation, part, &index)) {
+        return std::numeric_limits<long>::max();
+    }
+    return index;
+}
+
+// The value an out-only parameter starts with: the zero of its built-in kind, or an empty
+// array or struct for a complex type so that the application can fill it in place.
+WMSOAPStructMember Placeholder(WMString const& name, WMString const& typeName,
+                               WMString const& typeNS, WMSOAPWSDLClient& wsdl) {
+    WMSOAPStructMember value;
+    value.SetName(name);
+    bool const builtIn =
+        typeNS == corvane::soapuri::kXSD2001 || typeNS == corvane::soapuri::kXSD1999 ||
+        typeNS == corvane::soapuri::kXSD2000 || typeNS == corvane::soapuri::kEncoding;
+    if (builtIn) {
+        static std::map<std::u16string_view, int> const kinds = {
+            {u"unsignedByte", 1}, {u"byte", 1},    {u"short", 1},       {u"unsignedShort", 1},
+            {u"integer", 1},      {u"int", 1},     {u"unsignedInt", 1}, {u"long", 1},
+            {u"unsignedLong", 1}, {u"boolean", 1}, {u"float", 2},       {u"double", 2},
+            {u"decimal", 2},      {u"string", 3},  {u"hexBinary", 3}};
+        auto const kind = kinds.find(typeName);
+        if (kind == kinds.end()) {
+            return value;
+        }
+        if (kind->second == 1) {
+            value.SetValue(std::int32_t{0});
+        } else if (kind->second == 2) {
+            value.SetValue(0.0);
+        } else {
+            value.SetValue(WMString());
+        }
+        return value;
+    }
+    WMString baseName;
+    WMString baseNS;
+    wsdl.GetComplexBaseType(typeName, typeNS, baseName, baseNS);
+    if (baseName == u"Array" && baseNS == corvane::soapuri::kEncoding) {
+        value.SetValue(std::vector<WMSOAPStructType>());
+    } else {
+        value.SetValue(WMSOAPStructType());
+    }
+    return value;
+}
+
+}  // namespace
+
+bool WMSOAPReqDeserializer::ProcessRPCRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    if (GetRequestHandler() == nullptr) {
+        corvane::ThrowSOAPFault(kClient, u"Unable to process RPC representation in SOAP message.",
+                                false);
+    }
+    WMString const& operation = message.GetMethodName();
+    // Without parameterOrder nothing is listed; the input parts are then the parameters.
+    bool const ordered = HasParameterOrder(wsdl, operation);
+    for (WMSOAPParamHandler* child : GetMethodParameters()) {
+        WMString const& name = child->GetLocalName();
+        WMString typeName;
+        WMString typeNS;
+        bool const typed = wsdl.GetInputMsgPartType(operation, name, typeName, typeNS);
+        WMSOAPParamHandler* content = child;
+        if (!child->GetHref().empty()) {
+            content = ResolveReference(child);
+            if (content == nullptr) {
+                corvane::ThrowSOAPFault(
+                    kServer, corvane::FormatFault(u"Parameter: '%s' has invalid reference.", name),
+                    false);
+            }
+        }
+        if (!typed || (ordered && !wsdl.IsOperationParam(operation, name))) {
+            corvane::ThrowSOAPFault(kServer, corvane::FormatFault(kNotDefined, name), false);
+        }
+        WMSOAPStructMember value;
+        bool const ok = IsXSDType(typeNS) || IsSoapEncType(typeNS)
+                            ? DeserializeBuiltInType(content, typeName, value)
+                            : DeserializeComplexType(child, content == child ? nullptr : content,
+                                                     true, typeNS, typeName, value, message, wsdl);
+        if (!ok) {
+            corvane::ThrowSOAPFault(
+                kServer,
+                HitReferenceCycle()
+                    ? corvane::FormatFault(u"Parameter: '%s' has invalid reference.", name)
+                    : corvane::FormatFault(u"Failed to convert parameter: '%s' in Request Body.",
+                                           name),
+                false);
+        }
+        message.AddMethodParam(child->GetNS(), name, value, true,
+                               wsdl.IsOutputMsgPart(operation, name));
+    }
+
+    // Out-only parts become placeholders at their parameterOrder position. The first one that
+    // parameterOrder does not list is the return value, which the server fills with
+    // SetRetValName and SetReturnValue; any further unlisted one is refused.
+    std::vector<std::pair<long, Param>> placeholders;
+    bool returnSeen = false;
+    WMString part;
+    long index = 0;
+    for (bool more = wsdl.GetFirstOutParamName(operation, part, index); more;
+         more = wsdl.GetNextOutParamName(operation, part, index)) {
+        if (wsdl.IsInputMsgPart(operation, part)) {
+            continue;
+        }
+        if (!wsdl.IsOperationParam(operation, part)) {
+            if (!returnSeen) {
+                returnSeen = true;
+                continue;
+            }
+            corvane::ThrowSOAPFault(kServer, corvane::FormatFault(kNotDefined, part), false);
+        }
+        WMString typeName;
+        WMString typeNS;
+        wsdl.GetOutputMsgPartType(operation, part, typeName, typeNS);
+        placeholders.push_back(
+            {OrderOf(wsdl, operation, part),
+             Param{WMString(), part, Placeholder(part, typeName, typeNS, wsdl), false, true}});
+    }
+    if (placeholders.empty()) {
+        return true;
+    }
+
+    // The message only appends: read the parameters back and add them again with the
+    // placeholders in their places.
+    std::vector<std::pair<long, Param>> merged;
+    Param current;
+    long position = 0;
+    for (bool more = message.GetFirstMethodParam(current.ns, current.name, current.value,
+                                                 current.isInput, current.isOutput, position);
+         more; more = message.GetNextMethodParam(current.ns, current.name, current.value,
+                                                 current.isInput, current.isOutput, position)) {
+        merged.push_back({OrderOf(wsdl, operation, current.name), current});
+    }
+    for (auto& placeholder : placeholders) {
+        auto const at = std::find_if(merged.begin(), merged.end(), [&](auto const& entry) {
+            return entry.first > placeholder.first;
+        });
+        merged.insert(at, std::move(placeholder));
+    }
+    message.ClearMethodParams();
+    for (auto const& entry : merged) {
+        Param const& param = entry.second;
+        message.AddMethodParam(param.ns, param.name, param.value, param.isInput, param.isOutput);
+    }
+    return true;
+}

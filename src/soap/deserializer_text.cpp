@@ -1,0 +1,158 @@
+#include "soap/deserializer_text.h"
+
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <string>
+
+namespace corvane {
+
+namespace {
+
+// White space as the C library's isspace sees it in the "C" locale.
+bool IsCSpace(char16_t c) {
+    return c == u' ' || (c >= u'\t' && c <= u'\r');
+}
+
+bool IsDigit(char16_t c) {
+    return c >= u'0' && c <= u'9';
+}
+
+// Reads exactly `count` digits at `pos`.
+bool ReadFixed(std::u16string_view text, std::size_t pos, std::size_t count, int& value) {
+    if (pos + count > text.size()) {
+        return false;
+    }
+    value = 0;
+    for (std::size_t i = pos; i < pos + count; ++i) {
+        if (!IsDigit(text[i])) {
+            return false;
+        }
+        value = value * 10 + (text[i] - u'0');
+    }
+    return true;
+}
+
+bool IsLeapYear(int year) {
+    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+}
+
+// Days from 1970-01-01 to the given proleptic Gregorian date.
+long long DaysFromCivil(int year, int month, int day) {
+    year -= month <= 2 ? 1 : 0;
+    long long const era = (year >= 0 ? year : year - 399) / 400;
+    long long const yoe = year - era * 400;
+    long long const doy = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+    long long const doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    return era * 146097 + doe - 719468;
+}
+
+}  // namespace
+
+std::int32_t Wtol(std::u16string_view text) {
+    std::size_t i = 0;
+    while (i < text.size() && IsCSpace(text[i])) {
+        ++i;
+    }
+    bool negative = false;
+    if (i < text.size() && (text[i] == u'+' || text[i] == u'-')) {
+        negative = text[i] == u'-';
+        ++i;
+    }
+    // Accumulate as a negative number so that INT32_MIN is reachable without overflow.
+    long long value = 0;
+    long long const limit = static_cast<long long>(std::numeric_limits<std::int32_t>::max()) + 1;
+    for (; i < text.size() && IsDigit(text[i]); ++i) {
+        if (value < limit) {
+            value = value * 10 + (text[i] - u'0');
+        }
+    }
+    if (negative) {
+        return value >= limit ? std::numeric_limits<std::int32_t>::min()
+                              : static_cast<std::int32_t>(-value);
+    }
+    return value >= limit ? std::numeric_limits<std::int32_t>::max()
+                          : static_cast<std::int32_t>(value);
+}
+
+float ScanFloat(std::u16string_view text) {
+    std::size_t i = 0;
+    while (i < text.size() && IsCSpace(text[i])) {
+        ++i;
+    }
+    bool negative = false;
+    if (i < text.size() && (text[i] == u'+' || text[i] == u'-')) {
+        negative = text[i] == u'-';
+        ++i;
+    }
+    // Narrow the number-shaped prefix to ASCII; any other code unit ends it, as it would end
+    // strtof's reading of the narrowed text.
+    std::string ascii;
+    for (; i < text.size(); ++i) {
+        char16_t const c = text[i];
+        bool const allowed = IsDigit(c) || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') ||
+                             c == u'.' || c == u'+' || c == u'-' || c == u'(' || c == u')' ||
+                             c == u'_';
+        if (!allowed) {
+            break;
+        }
+        ascii.push_back(static_cast<char>(c));
+    }
+    char const* first = ascii.data();
+    char const* const last = ascii.data() + ascii.size();
+    auto format = std::chars_format::general;
+    if (ascii.size() > 2 && ascii[0] == '0' && (ascii[1] == 'x' || ascii[1] == 'X') &&
+        (std::isxdigit(static_cast<unsigned char>(ascii[2])) || ascii[2] == '.')) {
+        first += 2;
+        format = std::chars_format::hex;
+    }
+    float value = 0.0f;
+    auto const result = std::from_chars(first, last, value, format);
+    if (result.ec == std::errc::invalid_argument) {
+        return 0.0f;
+    }
+    if (result.ec == std::errc::result_out_of_range) {
+        // Overflow gives infinity and underflow the nearest float, as strtof does.
+        double wide = 0.0;
+        std::from_chars(first, last, wide, format);
+        value = std::fabs(wide) >= 1.0 ? std::numeric_limits<float>::infinity()
+                                       : static_cast<float>(std::fabs(wide));
+    }
+    return negative ? -value : value;
+}
+
+std::optional<double> DateFromText(std::u16string_view text) {
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    if (text.size() != 10 || !ReadFixed(text, 0, 4, year) || text[4] != u'-' ||
+        !ReadFixed(text, 5, 2, month) || text[7] != u'-' || !ReadFixed(text, 8, 2, day)) {
+        return std::nullopt;
+    }
+    static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    if (year < 100 || month < 1 || month > 12 || day < 1) {
+        return std::nullopt;
+    }
+    int const monthDays = kDays[month - 1] + (month == 2 && IsLeapYear(year) ? 1 : 0);
+    if (day > monthDays) {
+        return std::nullopt;
+    }
+    return static_cast<double>(DaysFromCivil(year, month, day) - DaysFromCivil(1899, 12, 30));
+}
+
+std::optional<double> TimeFromText(std::u16string_view text) {
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    if (text.size() != 8 || !ReadFixed(text, 0, 2, hour) || text[2] != u':' ||
+        !ReadFixed(text, 3, 2, minute) || text[5] != u':' || !ReadFixed(text, 6, 2, second)) {
+        return std::nullopt;
+    }
+    if (hour > 23 || minute > 59 || second > 59) {
+        return std::nullopt;
+    }
+    return (hour * 3600.0 + minute * 60.0 + second) / 86400.0;
+}
+
+}  // namespace corvane

@@ -1,0 +1,383 @@
+// Handlers that split an incoming SOAP envelope into header entries, body, method element and
+// parameter elements while the XML parser reports it. Internal to the deserializers.
+#ifndef CORVANE_SOAP_PARSE_HANDLERS_H
+#define CORVANE_SOAP_PARSE_HANDLERS_H
+
+#include <corvane/types.h>
+#include <corvane/xml.h>
+#include <corvane/xml_parser.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string_view>
+#include <vector>
+
+namespace corvane {
+
+namespace soapuri {
+inline constexpr std::u16string_view kEnvelope = u"http://schemas.xmlsoap.org/soap/envelope/";
+inline constexpr std::u16string_view kEncoding = u"http://schemas.xmlsoap.org/soap/encoding/";
+inline constexpr std::u16string_view kNextActor = u"http://schemas.xmlsoap.org/soap/actor/next";
+inline constexpr std::u16string_view kXSD2001 = u"http://www.w3.org/2001/XMLSchema";
+inline constexpr std::u16string_view kXSD1999 = u"http://www.w3.org/1999/XMLSchema";
+inline constexpr std::u16string_view kXSD2000 = u"http://www.w3.org/2000/10/XMLSchema";
+inline constexpr std::u16string_view kXSI2001 = u"http://www.w3.org/2001/XMLSchema-instance";
+inline constexpr std::u16string_view kXSI1999 = u"http://www.w3.org/1999/XMLSchema-instance";
+inline constexpr std::u16string_view kXSI2000 = u"http://www.w3.org/2000/10/XMLSchema-instance";
+}  // namespace soapuri
+
+using NSMap = std::map<WMString, WMString>;
+
+class WMSOAPParamHandler;
+using IdTable = std::map<WMString, WMSOAPParamHandler*>;
+
+// Throws the SOAP fault (code, text, flag) that a deserializer lets pass to its caller.
+[[noreturn]] void ThrowSOAPFault(std::u16string_view code, WMString const& text, bool flag);
+
+class WMSOAPEventHandler {
+public:
+    virtual ~WMSOAPEventHandler();
+    // Returns the handler for a child element, or null to swallow it.
+    virtual WMSOAPEventHandler* StartElement(WMString const& ns, WMString const& localName,
+                                             WMString const& qName, WMXMLAttributeMap& attributes,
+                                             NSMap const& nsMap, WMXMLElement* element) = 0;
+    virtual bool EndElement(WMString const& ns, WMString const& localName, WMString const& qName,
+                            WMXMLElement* element);
+    virtual void Characters(WMString const& text);
+    // True for the handlers that free themselves at their end event; the parse-event handler
+    // frees those still on its stack when a parse is abandoned part-way.
+    virtual bool DeletesItself() const { return false; }
+};
+
+// Swallows an element and everything inside it. It has no state, so the parse-event handler
+// keeps one instance and pushes it for every swallowed element instead of allocating one each.
+class WMSOAPNullHandler : public WMSOAPEventHandler {
+public:
+    WMSOAPEventHandler* StartElement(WMString const&, WMString const&, WMString const&,
+                                     WMXMLAttributeMap&, NSMap const&, WMXMLElement*) override {
+        return nullptr;
+    }
+};
+
+class WMSOAPCharacterHandler : public WMSOAPEventHandler {
+public:
+    explicit WMSOAPCharacterHandler(WMString* target) : m_target(target) {}
+    WMSOAPEventHandler* StartElement(WMString const&, WMString const&, WMString const&,
+                                     WMXMLAttributeMap&, NSMap const&, WMXMLElement*) override {
+        return nullptr;
+    }
+    bool EndElement(WMString const& ns, WMString const& localName, WMString const& qName,
+                    WMXMLElement* element) override;
+    void Characters(WMString const& text) override { *m_target = text; }
+    bool DeletesItself() const override { return true; }
+
+private:
+    WMString* m_target;
+};
+
+class WMSOAPElemHandler : public WMSOAPEventHandler {
+public:
+    WMSOAPElemHandler() = default;
+    WMSOAPElemHandler(WMString const& ns, WMString const& localName)
+        : m_localName(localName), m_ns(ns) {}
+    WMSOAPElemHandler(WMSOAPElemHandler const&) = delete;
+    WMSOAPElemHandler& operator=(WMSOAPElemHandler const&) = delete;
+
+    bool EndElement(WMString const& ns, WMString const& localName, WMString const& qName,
+                    WMXMLElement* element) override;
+    virtual void ProcessAttributes(WMXMLAttributeMap& attributes, NSMap const& nsMap);
+
+    WMString const& GetLocalName() const { return m_localName; }
+    WMString const& GetNS() const { return m_ns; }
+    WMString const& GetEncodingStyle() const { return m_encodingStyle; }
+    void SetEncodingStyle(WMString const& style) { m_encodingStyle = style; }
+    WMXMLElement* GetElement() const { return m_element; }
+
+protected:
+    // Writes the effective encodingStyle onto the element when it does not carry its own.
+    void MakeEncodingExplicit(WMXMLElement* element) const;
+
+    WMString m_localName;
+    WMString m_ns;
+    WMString m_encodingStyle;
+    WMXMLElement* m_element = nullptr;
+};
+
+class WMSOAPParamHandler : public WMSOAPElemHandler {
+public:
+    WMSOAPParamHandler(WMString const& ns, WMString const& localName, IdTable* ids)
+        : WMSOAPElemHandler(ns, localName), m_ids(ids) {}
+    ~WMSOAPParamHandler() override;
+
+    WMSOAPEventHandler* StartElement(WMString const& ns, WMString const& localName,
+                                     WMString const& qName, WMXMLAttributeMap& attributes,
+                                     NSMap const& nsMap, WMXMLElement* element) override;
+    void Characters(WMString const& text) override { m_value = text; }
+    void ProcessAttributes(WMXMLAttributeMap& attributes, NSMap const& nsMap) override;
+
+    WMString const& GetId() const { return m_id; }
+    WMString const& GetHref() const { return m_href; }
+    WMString const& GetRoot() const { return m_root; }
+    WMString const& GetTypeName() const { return m_typeName; }
+    WMString const& GetTypeNS() const { return m_typeNS; }
+    WMString const& GetNullValue() const { return m_nullValue; }
+    WMString const& GetOffsetText() const { return m_offsetText; }
+    std::vector<std::int32_t> const& GetOffsets() const { return m_offsets; }
+    std::vector<std::int32_t> const& GetDimensions() const { return m_dimensions; }
+    std::int32_t GetExpectedCount() const { return m_expectedCount; }
+    WMString const& GetArrayType() const { return m_arrayType; }
+    WMString const& GetArrayTypeNS() const { return m_arrayTypeNS; }
+    WMString const& GetValue() const { return m_value; }
+    std::vector<WMSOAPParamHandler*> const& GetChildren() const { return m_children; }
+    bool IsNil() const { return m_nullValue == u"true" || m_nullValue == u"1"; }
+
+protected:
+    // Builds a child parameter handler: encodingStyle inherited, attributes processed, entered
+    // in the id table. The caller takes ownership.
+    WMSOAPParamHandler* NewParam(WMString const& ns, WMString const& localName,
+                                 WMXMLAttributeMap& attributes, NSMap const& nsMap);
+
+    WMString m_id;
+    WMString m_href;
+    WMString m_root;
+    WMString m_typeName;
+    WMString m_typeNS;
+    WMString m_nullValue;
+    WMString m_offsetText;
+    std::vector<std::int32_t> m_offsets;
+    std::vector<std::int32_t> m_dimensions;
+    std::int32_t m_expectedCount = 0;
+    WMString m_arrayType;
+    WMString m_arrayTypeNS;
+    WMString m_value;
+    std::vector<WMSOAPParamHandler*> m_children;
+    IdTable* m_ids;
+};
+
+class WMSOAPRequestHandler : public WMSOAPParamHandler {
+public:
+    using WMSOAPParamHandler::WMSOAPParamHandler;
+};
+
+class WMSOAPResponseHandler : public WMSOAPParamHandler {
+public:
+    using WMSOAPParamHandler::WMSOAPParamHandler;
+};
+
+class WMSOAPHeaderElemHandler : public WMSOAPParamHandler {
+public:
+    using WMSOAPParamHandler::WMSOAPParamHandler;
+
+    WMSOAPEventHandler* StartElement(WMString const& ns, WMString const& localName,
+                                     WMString const& qName, WMXMLAttributeMap& attributes,
+                                     NSMap const& nsMap, WMXMLElement* element) override;
+    bool EndElement(WMString const& ns, WMString const& localName, WMString const& qName,
+                    WMXMLElement* element) override;
+    void ProcessAttributes(WMXMLAttributeMap& attributes, NSMap const& nsMap) override;
+
+    bool GetMustUnderstand() const { return m_mustUnderstand; }
+    WMString const& GetActor() const { return m_actor; }
+    void SetActor(WMString const& actor) { m_actor = actor; }
+
+private:
+    bool m_mustUnderstand = false;
+    WMString m_actor;
+};
+
+class WMSOAPFaultHandler : public WMSOAPParamHandler {
+public:
+    using WMSOAPParamHandler::WMSOAPParamHandler;
+    ~WMSOAPFaultHandler() override;
+
+    WMSOAPEventHandler* StartElement(WMString const& ns, WMString const& localName,
+                                     WMString const& qName, WMXMLAttributeMap& attributes,
+                                     NSMap const& nsMap, WMXMLElement* element) override;
+
+    WMString const& GetFaultCode() const { return m_faultcode; }
+    WMString const& GetFaultString() const { return m_faultstring; }
+    WMString const& GetFaultActor() const { return m_faultactor; }
+    WMSOAPParamHandler* GetDetail() const { return m_detail; }
+
+private:
+    WMString m_faultcode;
+    WMString m_faultstring;
+    WMString m_faultactor;
+    WMSOAPParamHandler* m_detail = nullptr;
+};
+
+class WMSOAPHeaderHandler : public WMSOAPElemHandler {
+public:
+    ~WMSOAPHeaderHandler() override;
+
+    WMSOAPEventHandler* StartElement(WMString const& ns, WMString const& localName,
+                                     WMString const& qName, WMXMLAttributeMap& attributes,
+                                     NSMap const& nsMap, WMXMLElement* element) override;
+
+    IdTable& GetIdTable() { return m_ids; }
+    std::vector<WMSOAPHeaderElemHandler*> const& GetEntries() const { return m_entries; }
+
+private:
+    IdTable m_ids;
+    std::vector<WMSOAPHeaderElemHandler*> m_entries;
+};
+
+// What the two body handlers share: independent elements and the id table.
+class WMSOAPBodyHandlerBase : public WMSOAPElemHandler {
+public:
+    ~WMSOAPBodyHandlerBase() override;
+
+    bool EndElement(WMString const& ns, WMString const& localName, WMString const& qName,
+                    WMXMLElement* element) override;
+
+    IdTable& GetIdTable() { return m_ids; }
+    std::vector<WMSOAPParamHandler*> const& GetIndependentElements() const { return m_independent; }
+
+protected:
+    // A body child that is not the method element: kept as an independent element.
+    WMSOAPEventHandler* AddIndependent(WMString const& ns, WMString const& localName,
+                                       WMXMLAttributeMap& attributes, NSMap const& nsMap);
+    // True when a body child is the method element: no method element yet and its SOAP-ENC
+    // root attribute absent or other than "0".
+    static bool IsMethodElement(WMXMLAttributeMap& attributes);
+    // Builds the method element's handler of type T (not entered in the id table).
+    template <class T>
+    T* NewMethodHandler(WMString const& ns, WMString const& localName,
+                        WMXMLAttributeMap& attributes, NSMap const& nsMap);
+
+    std::vector<WMSOAPParamHandler*> m_independent;
+    IdTable m_ids;
+};
+
+class WMSOAPRequestBodyHandler : public WMSOAPBodyHandlerBase {
+public:
+    ~WMSOAPRequestBodyHandler() override;
+
+    WMSOAPEventHandler* StartElement(WMString const& ns, WMString const& localName,
+                                     WMString const& qName, WMXMLAttributeMap& attributes,
+                                     NSMap const& nsMap, WMXMLElement* element) override;
+
+    WMSOAPRequestHandler* GetRequestHandler() const { return m_request; }
+
+private:
+    WMSOAPRequestHandler* m_request = nullptr;
+};
+
+class WMSOAPResponseBodyHandler : public WMSOAPBodyHandlerBase {
+public:
+    ~WMSOAPResponseBodyHandler() override;
+
+    WMSOAPEventHandler* StartElement(WMString const& ns, WMString const& localName,
+                                     WMString const& qName, WMXMLAttributeMap& attributes,
+                                     NSMap const& nsMap, WMXMLElement* element) override;
+
+    WMSOAPResponseHandler* GetResponseHandler() const { return m_response; }
+    WMSOAPFaultHandler* GetFaultHandler() const { return m_fault; }
+    bool FaultSeen() const { return m_faultSeen; }
+
+private:
+    WMSOAPResponseHandler* m_response = nullptr;
+    WMSOAPFaultHandler* m_fault = nullptr;
+    bool m_faultSeen = false;
+};
+
+template <class H, class B>
+class WMSOAPEnvelopeHandler : public WMSOAPElemHandler {
+public:
+    WMSOAPEventHandler* StartElement(WMString const& ns, WMString const& localName, WMString const&,
+                                     WMXMLAttributeMap& attributes, NSMap const& nsMap,
+                                     WMXMLElement*) override {
+        if (ns != soapuri::kEnvelope) {
+            return nullptr;
+        }
+        WMSOAPElemHandler* next = nullptr;
+        if (localName == u"Header") {
+            next = &m_header;
+        } else if (localName == u"Body") {
+            next = &m_body;
+        } else {
+            return nullptr;
+        }
+        next->SetEncodingStyle(m_encodingStyle);
+        next->ProcessAttributes(attributes, nsMap);
+        return next;
+    }
+
+    H& GetHeader() { return m_header; }
+    B& GetBody() { return m_body; }
+
+private:
+    H m_header;
+    B m_body;
+};
+
+template <class E>
+class WMSOAPMessageHandler : public WMSOAPEventHandler {
+public:
+    WMSOAPEventHandler* StartElement(WMString const& ns, WMString const& localName, WMString const&,
+                                     WMXMLAttributeMap& attributes, NSMap const& nsMap,
+                                     WMXMLElement*) override {
+        if (localName != u"Envelope") {
+            return nullptr;
+        }
+        if (ns != soapuri::kEnvelope) {
+            ThrowSOAPFault(u"SOAP-ENV:VersionMismatch", u"SOAP Version Mismatch", false);
+        }
+        m_envelope.ProcessAttributes(attributes, nsMap);
+        return &m_envelope;
+    }
+
+    E& GetEnvelope() { return m_envelope; }
+
+private:
+    E m_envelope;
+};
+
+using WMSOAPRequestMessageHandler =
+    WMSOAPMessageHandler<WMSOAPEnvelopeHandler<WMSOAPHeaderHandler, WMSOAPRequestBodyHandler>>;
+using WMSOAPResponseMessageHandler =
+    WMSOAPMessageHandler<WMSOAPEnvelopeHandler<WMSOAPHeaderHandler, WMSOAPResponseBodyHandler>>;
+
+// Routes the parser's events to the handler on top of a stack.
+class WMSOAPParseEventHandler : public WMXMLEventHandler {
+public:
+    WMSOAPParseEventHandler() = default;
+    explicit WMSOAPParseEventHandler(WMSOAPEventHandler* root) : m_root(root) {}
+    WMSOAPParseEventHandler(WMSOAPParseEventHandler const&) = delete;
+    WMSOAPParseEventHandler& operator=(WMSOAPParseEventHandler const&) = delete;
+    ~WMSOAPParseEventHandler() override;
+
+    void SetRootHandler(WMSOAPEventHandler* root) { m_root = root; }
+    // Forgets the stack and prefixes of an earlier parse; call before freeing its handlers.
+    void Reset();
+    // Number of elements reported since the last start of document.
+    std::size_t GetElementCount() const { return m_elements; }
+    NSMap const& GetNSMap() const { return m_nsMap; }
+
+    void StartDoc() override;
+    void EndDoc() override {}
+    int StartElement(WMString const& ns, WMString const& localName, WMString const& qName,
+                     WMXMLAttributeMap& attributes, WMXMLElement* element) override;
+    bool EndElement(WMString const& ns, WMString const& localName, WMString const& qName,
+                    WMXMLElement* element) override;
+    void Characters(WMString const& text) override;
+    void FatalError(int) override {}
+    void PI(WMString const&, WMString const&) override {}
+    void StartNSMapping(WMString const& prefix, WMString const& uri) override;
+    void EndNSMapping(WMString const& prefix) override;
+
+private:
+    // Frees the self-owned handlers left on the stack by an abandoned parse, then empties it.
+    void ClearStack();
+
+    std::deque<WMSOAPEventHandler*> m_stack;
+    NSMap m_nsMap;
+    WMSOAPEventHandler* m_root = nullptr;
+    WMSOAPNullHandler m_null;
+    std::size_t m_elements = 0;
+};
+
+}  // namespace corvane
+
+#endif
