@@ -3,6 +3,9 @@
 #define CORVANE_CORVANE_H
 
 #include <corvane/codec.h>
+#include <corvane/dynssl.h>
+#include <corvane/http.h>
+#include <corvane/socket.h>
 #include <corvane/types.h>
 #include <corvane/xml.h>
 #include <corvane/xml_parser.h>

@@ -1,0 +1,99 @@
+// WMWinSocket2: an event-driven TCP client socket with an optional TLS layer; WMHostEnt: a
+// copy of a resolved host record.
+#ifndef CORVANE_SOCKET_H
+#define CORVANE_SOCKET_H
+
+#include <corvane/types.h>
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <vector>
+
+struct sockaddr_in;
+struct hostent;
+struct ssl_st;
+struct ssl_ctx_st;
+struct bio_st;
+
+namespace corvane::detail {
+class NetworkEvents;
+}  // namespace corvane::detail
+
+// A deep copy of a host record: official name, aliases and IPv4 addresses, each list ending
+// with a null entry as in the system's record.
+class CORVANE_API WMHostEnt {
+public:
+    explicit WMHostEnt(hostent const* host);
+    WMHostEnt(WMHostEnt const& other);
+    WMHostEnt& operator=(WMHostEnt const& other);
+    virtual ~WMHostEnt();
+
+    char const* GetName() const;
+    char* const* GetAliases() const;
+    short GetAddrType() const;
+    short GetAddrLength() const;
+    char* const* GetAddrList() const;  // GetAddrLength() bytes per address, network order
+
+private:
+    void Link();
+
+    std::string m_name;
+    std::vector<std::string> m_aliasText;
+    std::vector<char*> m_aliases;
+    short m_addrType;
+    short m_addrLength;
+    std::vector<std::string> m_addressBytes;
+    std::vector<char*> m_addresses;
+};
+
+// One Connect opens a connection and runs it to its end: it waits for network events (each
+// wait bounded by the time-out) and calls the virtual handlers, which a derived class
+// overrides. A handler returning false ends the run normally. Data that cannot be sent at once
+// is queued and sent, in order, when the socket is writable again.
+class CORVANE_API WMWinSocket2 {
+public:
+    explicit WMWinSocket2(unsigned long timeout);
+    // A copy takes the time-out and starts unconnected, with its own event object and an
+    // empty queue: two objects never share a socket or TLS handles.
+    WMWinSocket2(WMWinSocket2 const& other);
+    WMWinSocket2& operator=(WMWinSocket2 const& other);
+    virtual ~WMWinSocket2();
+
+    virtual bool OnSockTimeout();
+    virtual bool OnSockConnect();
+    virtual bool OnSockRead(bool& more);
+    virtual bool OnSockWrite();
+    virtual void OnSockClose();
+
+    bool IsInitialized();
+    bool IsConnected();
+    bool Connect(sockaddr_in* address, int useTLS);
+    bool Send(char* data, int length);
+    bool Recv(char* buffer, int size, int* received);
+    void Clear();
+
+protected:
+    void HandleError(int result);
+    int initializeClient_ctx();
+    int SSLConnect();
+
+    int m_nLastError;  // Windows Sockets code, 258 for a time-out, or a TLS library code
+    bool m_bUseSSL;
+    ssl_st* m_ssl;
+    ssl_ctx_st* m_ctx;
+    bio_st* m_sbio;
+    bool m_bInitialized;
+    bool m_bConnected;
+    unsigned long m_timeout;  // milliseconds per wait
+    std::intptr_t m_socket;   // all bits set while there is none
+    corvane::detail::NetworkEvents* m_hEvent;
+    std::deque<std::string> m_pendingSends;  // bytes not yet sent, oldest first
+    std::size_t m_pendingOffset;             // bytes of the front buffer already sent
+
+private:
+    void CloseConnection();
+    bool FlushPending();
+};
+
+#endif

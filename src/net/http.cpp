@@ -1,0 +1,475 @@
+#include <corvane/dynssl.h>
+#include <corvane/http.h>
+#include <corvane/utf8.h>
+
+#include <climits>
+#include <cstdio>
+
+#include "net/network_events.h"
+#include "net/tls.h"
+#include "platform/codepage.h"
+#include "platform/socket.h"
+
+namespace {
+
+namespace platform = corvane::platform;
+
+// Large reads keep a 20 MB response to a few hundred calls; the response is appended in place.
+constexpr std::size_t kReceiveBufferSize = 64 * 1024;
+// A response beyond this fails instead of exhausting memory (bad or endless peers).
+constexpr std::size_t kMaxResponseUnits = 128u * 1024 * 1024;
+// Send takes an int length: larger requests go out in pieces, queued in order.
+constexpr std::size_t kMaxSendPiece = 1u << 30;
+constexpr int kHttpsPort = 443;
+
+bool IsSpace(WMChar c) {
+    return c == u' ' || (c >= u'\t' && c <= u'\r');
+}
+
+// Decimal reading of a number text: leading white space, a sign, digits; saturates at the
+// int range and gives 0 when no digit follows.
+int DecimalValue(WMString const& text) {
+    std::size_t i = 0;
+    while (i < text.size() && IsSpace(text[i])) {
+        ++i;
+    }
+    bool negative = false;
+    if (i < text.size() && (text[i] == u'+' || text[i] == u'-')) {
+        negative = text[i] == u'-';
+        ++i;
+    }
+    long long value = 0;
+    for (; i < text.size() && text[i] >= u'0' && text[i] <= u'9'; ++i) {
+        value = value * 10 + (text[i] - u'0');
+        if (value > static_cast<long long>(INT_MAX) + 1) {
+            value = static_cast<long long>(INT_MAX) + 1;
+        }
+    }
+    if (negative) {
+        return static_cast<int>(-value);
+    }
+    return value > INT_MAX ? INT_MAX : static_cast<int>(value);
+}
+
+// Reads the digits that start `text`; false when there is none.
+bool LeadingNumber(WMString const& text, int& value) {
+    if (text.empty() || text[0] < u'0' || text[0] > u'9') {
+        return false;
+    }
+    value = DecimalValue(text);
+    return true;
+}
+
+WMChar FoldCase(WMChar c) {
+    return c >= u'a' && c <= u'z' ? static_cast<WMChar>(c - 32) : c;
+}
+
+bool EqualsIgnoringCase(WMChar const* a, std::size_t length, WMChar const* b) {
+    std::size_t i = 0;
+    for (; i < length; ++i) {
+        if (b[i] == 0 || FoldCase(a[i]) != FoldCase(b[i])) {
+            return false;
+        }
+    }
+    return b[i] == 0;
+}
+
+WMString Hex(unsigned value) {
+    char digits[8];
+    std::snprintf(digits, sizeof(digits), "%X", value);
+    return platform::AnsiToWide(digits);
+}
+
+}  // namespace
+
+WMHTTPRequestSock::WMHTTPRequestSock(int defaultPort, unsigned long timeout)
+    : WMWinSocket2(timeout),
+      m_nDefaultPort(defaultPort),
+      m_nContentLength(0),
+      m_nMajorVersion(1),
+      m_nMinorVersion(0),
+      m_bStatusLineSeen(false),
+      m_receiveBuffer(kReceiveBufferSize),
+      m_bHaveContent(false),
+      m_lineStart(0),
+      m_searchFrom(0),
+      m_bHeadersComplete(false),
+      m_socketTimeout(timeout),
+      m_bRequestSent(false),
+      m_bFailed(false) {}
+
+WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
+    : WMWinSocket2(other),
+      m_nDefaultPort(other.m_nDefaultPort),
+      m_contentType(other.m_contentType),
+      m_nContentLength(other.m_nContentLength),
+      m_nMajorVersion(other.m_nMajorVersion),
+      m_nMinorVersion(other.m_nMinorVersion),
+      m_bStatusLineSeen(other.m_bStatusLineSeen),
+      m_statusCode(other.m_statusCode),
+      m_reasonPhrase(other.m_reasonPhrase),
+      m_receiveBuffer(kReceiveBufferSize),
+      m_content(other.m_content),
+      m_bHaveContent(other.m_bHaveContent),
+      m_lineStart(other.m_lineStart),
+      m_searchFrom(other.m_searchFrom),
+      m_headerLines(other.m_headerLines),
+      m_bHeadersComplete(other.m_bHeadersComplete),
+      m_socketTimeout(other.m_socketTimeout),
+      m_method(other.m_method),
+      m_requestURI(other.m_requestURI),
+      m_headers(other.m_headers),
+      m_body(other.m_body),
+      m_bRequestSent(other.m_bRequestSent),
+      m_bFailed(other.m_bFailed) {
+    for (auto const& entry : other.m_hostCache) {
+        m_hostCache.emplace(entry.first, std::make_unique<WMHostEnt>(*entry.second));
+    }
+}
+
+WMHTTPRequestSock& WMHTTPRequestSock::operator=(WMHTTPRequestSock const& other) {
+    if (this != &other) {
+        WMHTTPRequestSock copy(other);
+        WMWinSocket2::operator=(other);
+        m_nDefaultPort = copy.m_nDefaultPort;
+        m_contentType = std::move(copy.m_contentType);
+        m_nContentLength = copy.m_nContentLength;
+        m_nMajorVersion = copy.m_nMajorVersion;
+        m_nMinorVersion = copy.m_nMinorVersion;
+        m_bStatusLineSeen = copy.m_bStatusLineSeen;
+        m_statusCode = std::move(copy.m_statusCode);
+        m_reasonPhrase = std::move(copy.m_reasonPhrase);
+        m_content = std::move(copy.m_content);
+        m_bHaveContent = copy.m_bHaveContent;
+        m_lineStart = copy.m_lineStart;
+        m_searchFrom = copy.m_searchFrom;
+        m_headerLines = std::move(copy.m_headerLines);
+        m_bHeadersComplete = copy.m_bHeadersComplete;
+        m_hostCache = std::move(copy.m_hostCache);
+        m_socketTimeout = copy.m_socketTimeout;
+        m_method = std::move(copy.m_method);
+        m_requestURI = std::move(copy.m_requestURI);
+        m_headers = std::move(copy.m_headers);
+        m_body = std::move(copy.m_body);
+        m_bRequestSent = copy.m_bRequestSent;
+        m_bFailed = copy.m_bFailed;
+    }
+    return *this;
+}
+
+WMHTTPRequestSock::~WMHTTPRequestSock() = default;
+
+bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMString const& host,
+                                        WMString const& path, WMString const& query,
+                                        WMString const& headers, WMString const& body) {
+    if (!IsInitialized()) {
+        return false;
+    }
+    Clear();
+    m_nMajorVersion = 1;
+    m_nMinorVersion = 0;
+    m_bRequestSent = false;
+    const int usePort = port > 0 ? port : m_nDefaultPort;
+
+    auto cached = m_hostCache.find(host);
+    if (cached == m_hostCache.end()) {
+        std::string name;
+        WideStringToUTF8(host, name);
+        std::unique_ptr<WMHostEnt> record;
+        if (!platform::ResolveHost(name, [&record](hostent const* found) {
+                record = std::make_unique<WMHostEnt>(found);
+            })) {
+            m_nLastError = platform::kErrAddrNotAvail;
+            return false;
+        }
+        cached = m_hostCache.emplace(host, std::move(record)).first;
+    }
+    WMHostEnt const& record = *cached->second;
+    char* const* addresses = record.GetAddrList();
+    if (addresses[0] == nullptr || record.GetAddrLength() != 4) {
+        m_nLastError = platform::kErrAddrNotAvail;
+        return false;
+    }
+    unsigned char address[4];
+    for (int i = 0; i < 4; ++i) {
+        address[i] = static_cast<unsigned char>(addresses[0][i]);
+    }
+
+    m_method = method;
+    m_requestURI = URIEscape(path);
+    if (!query.empty()) {
+        m_requestURI += u'?';
+        m_requestURI += URIEscape(query);
+    }
+    m_headers = headers;
+    m_body = body;
+
+    platform::Ipv4Address endpoint(address, usePort);
+    // TLS follows the port asked for, not the default port.
+    const bool finished = Connect(endpoint.Get(), port == kHttpsPort ? 1 : 0);
+    return finished && !m_bFailed;
+}
+
+void WMHTTPRequestSock::Clear() {
+    m_headerLines.clear();
+    WMString().swap(m_content);
+    m_bHaveContent = false;
+    m_contentType.clear();
+    m_nContentLength = 0;
+    m_statusCode.clear();
+    m_reasonPhrase.clear();
+    m_bStatusLineSeen = false;
+    m_bHeadersComplete = false;
+    m_lineStart = 0;
+    m_searchFrom = 0;
+    m_bFailed = false;
+}
+
+int WMHTTPRequestSock::GetStatus() {
+    return DecimalValue(m_statusCode);
+}
+
+WMString WMHTTPRequestSock::GetReasonPhrase() {
+    return m_reasonPhrase;
+}
+
+unsigned short WMHTTPRequestSock::GetHTTPVersion() {
+    return static_cast<unsigned short>(((m_nMajorVersion & 0xFF) << 8) | (m_nMinorVersion & 0xFF));
+}
+
+int WMHTTPRequestSock::GetContentLength() {
+    return m_nContentLength;
+}
+
+WMString WMHTTPRequestSock::GetContentType() {
+    return m_contentType;
+}
+
+WMChar* WMHTTPRequestSock::GetContent() {
+    return m_bHaveContent ? &m_content[0] : nullptr;
+}
+
+WMString WMHTTPRequestSock::GetHeader(WMChar const* name) {
+    if (name == nullptr) {
+        return WMString();
+    }
+    for (WMString const& line : m_headerLines) {
+        const std::size_t colon = line.find(u':');
+        if (colon != WMString::npos && EqualsIgnoringCase(line.data(), colon, name)) {
+            return line.substr(colon + 1);
+        }
+    }
+    return WMString();
+}
+
+// Escapes for the request line. A code below 16 gives "%", one digit and a zero character,
+// and a code above 255 keeps only its first two hexadecimal digits: both kept on purpose.
+WMString WMHTTPRequestSock::URIEscape(WMString const& text) {
+    static const WMString kKept = u"/&=-_.!~*'()";
+    WMString escaped;
+    escaped.reserve(text.size());
+    for (WMChar c : text) {
+        if (c == u' ') {
+            escaped += u'+';
+        } else if ((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') ||
+                   (c >= u'0' && c <= u'9') || kKept.find(c) != WMString::npos) {
+            escaped += c;
+        } else {
+            const WMString hex = Hex(c);
+            escaped += u'%';
+            escaped += hex[0];
+            escaped += hex.size() > 1 ? hex[1] : u'\0';
+        }
+    }
+    return escaped;
+}
+
+// Sends the whole request once, on the first write event. The text goes out in the code page
+// with its terminating zero, so a zero byte follows the body on the wire.
+bool WMHTTPRequestSock::OnSockWrite() {
+    if (m_bRequestSent) {
+        return true;
+    }
+    m_bRequestSent = true;
+    const WMString requestLine = m_method + u" " + m_requestURI + u" HTTP/" +
+                                 platform::AnsiToWide(std::to_string(m_nMajorVersion) + "." +
+                                                      std::to_string(m_nMinorVersion) + "\r\n");
+    const WMString* parts[] = {&requestLine, &m_headers, nullptr, &m_body};
+    static const WMString kBlankLine = u"\r\n";
+    parts[2] = &kBlankLine;
+    std::size_t length = 0;
+    for (WMString const* part : parts) {
+        length += part->size();
+    }
+    std::vector<char> bytes(length + 1, '\0');
+    std::size_t at = 0;
+    for (WMString const* part : parts) {
+        platform::WideToAnsi(part->data(), part->size(), bytes.data() + at);
+        at += part->size();
+    }
+    for (std::size_t sent = 0; sent < bytes.size();) {
+        const std::size_t piece =
+            bytes.size() - sent > kMaxSendPiece ? kMaxSendPiece : bytes.size() - sent;
+        if (!Send(bytes.data() + sent, static_cast<int>(piece))) {
+            m_bFailed = true;
+            return false;
+        }
+        sent += piece;
+    }
+    return true;
+}
+
+bool WMHTTPRequestSock::OnSockRead(bool& more) {
+    if (m_bUseSSL) {
+        return ReadTLS(more);
+    }
+    int received = 0;
+    if (!Recv(m_receiveBuffer.data(), static_cast<int>(m_receiveBuffer.size()), &received)) {
+        more = false;
+        return false;
+    }
+    more = received > 0;
+    return received > 0 ? Append(m_receiveBuffer.data(), received) : true;
+}
+
+bool WMHTTPRequestSock::ReadTLS(bool& more) {
+    m_hEvent->NoteReceive();
+    char* buffer = m_receiveBuffer.data();
+    const int size = static_cast<int>(m_receiveBuffer.size());
+    corvane::detail::TlsRetry retry(m_socket, m_socketTimeout);
+    int received = DynSSL::SSL_read(m_ssl, buffer, size);
+    while (received <= 0) {
+        if (!retry.Wait(DynSSL::SSL_get_error(m_ssl, received))) {
+            HandleError(received);
+            more = false;
+            return false;
+        }
+        received = DynSSL::SSL_read(m_ssl, buffer, size);
+    }
+    more = true;
+    if (!Append(buffer, received)) {
+        return false;
+    }
+    // A readiness wait cannot see what the TLS layer has already decrypted: take all of it.
+    while ((received = DynSSL::SSL_read(m_ssl, buffer, size)) > 0) {
+        if (!Append(buffer, received)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void WMHTTPRequestSock::OnSockClose() {}
+
+bool WMHTTPRequestSock::Append(char const* bytes, long count) {
+    if (m_content.size() + static_cast<std::size_t>(count) > kMaxResponseUnits) {
+        m_nLastError = platform::kErrNoBuffers;
+        m_bFailed = true;
+        return false;
+    }
+    platform::AnsiToWide(bytes, static_cast<std::size_t>(count), m_content);
+    m_bHaveContent = true;
+    if (!m_bHeadersComplete) {
+        if (ReadHeader()) {
+            if (m_nMajorVersion >= 1) {
+                ParseHeader();
+            }
+        } else if (m_bFailed) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Takes what it can of the status line and header lines from the content; true once the
+// header block is complete. Positions are kept, so every character is looked at once.
+bool WMHTTPRequestSock::ReadHeader() {
+    if (!m_bStatusLineSeen) {
+        const std::size_t lineFeed = m_content.find(u'\n', m_searchFrom);
+        if (lineFeed == WMString::npos) {
+            m_searchFrom = m_content.size();
+            return false;
+        }
+        // The status line loses its last character, the carriage return.
+        const WMString line = m_content.substr(0, lineFeed == 0 ? 0 : lineFeed - 1);
+        if (!ParseStatusLine(line)) {
+            m_bFailed = true;
+            return false;
+        }
+        m_bStatusLineSeen = true;
+        if (m_nMajorVersion < 1) {
+            m_bHeadersComplete = true;  // HTTP/0.9: all of it is the body
+            return true;
+        }
+        m_lineStart = lineFeed + 1;
+        m_searchFrom = m_lineStart;
+    }
+    for (;;) {
+        const std::size_t carriageReturn = m_content.find(u'\r', m_searchFrom);
+        if (carriageReturn == WMString::npos || carriageReturn + 1 >= m_content.size()) {
+            m_searchFrom = carriageReturn == WMString::npos ? m_content.size() : carriageReturn;
+            return false;
+        }
+        // A line is followed by two characters, the carriage return and the line feed.
+        const std::size_t next = carriageReturn + 2;
+        if (carriageReturn == m_lineStart) {
+            m_content.erase(0, next);
+            m_bHeadersComplete = true;
+            return true;
+        }
+        m_headerLines.push_back(m_content.substr(m_lineStart, carriageReturn - m_lineStart));
+        m_lineStart = next;
+        m_searchFrom = next;
+    }
+}
+
+// Only the first word of the reason phrase is kept, on purpose.
+bool WMHTTPRequestSock::ParseStatusLine(WMString const& line) {
+    std::vector<WMString> pieces;
+    std::size_t start = 0;
+    while (start <= line.size()) {
+        std::size_t space = line.find(u' ', start);
+        if (space == WMString::npos) {
+            space = line.size();
+        }
+        if (space > start) {
+            pieces.push_back(line.substr(start, space - start));
+        }
+        start = space + 1;
+    }
+    const std::size_t marker = pieces.empty() ? WMString::npos : pieces[0].find(u"HTTP/");
+    if (marker == WMString::npos) {
+        m_nMajorVersion = 0;
+        m_nMinorVersion = 9;
+        return true;
+    }
+    const WMString version = pieces[0].substr(marker + 5);
+    const std::size_t dot = version.find(u'.');
+    int major = 0;
+    int minor = 0;
+    if (dot == WMString::npos || !LeadingNumber(version.substr(0, dot), major) ||
+        !LeadingNumber(version.substr(dot + 1), minor) || pieces.size() < 2) {
+        return false;
+    }
+    m_nMajorVersion = major;
+    m_nMinorVersion = minor;
+    m_statusCode = pieces[1];
+    // A status line without a reason phrase is accepted, with an empty one.
+    m_reasonPhrase = pieces.size() > 2 ? pieces[2] : WMString();
+    return true;
+}
+
+// The values are taken at fixed positions, assuming one space after the colon, on purpose.
+void WMHTTPRequestSock::ParseHeader() {
+    static const WMChar kContentLength[] = u"CONTENT-LENGTH";
+    static const WMChar kContentType[] = u"CONTENT-TYPE";
+    for (WMString const& line : m_headerLines) {
+        const std::size_t separator = line.find(u": ");
+        const std::size_t nameLength = separator == WMString::npos ? line.size() : separator;
+        if (EqualsIgnoringCase(line.data(), nameLength, kContentLength)) {
+            m_nContentLength = DecimalValue(line.size() > 16 ? line.substr(16) : WMString());
+        } else if (EqualsIgnoringCase(line.data(), nameLength, kContentType)) {
+            m_contentType = line.size() > 14 ? line.substr(14) : WMString();
+        }
+    }
+}

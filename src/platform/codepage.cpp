@@ -1,0 +1,32 @@
+#include "platform/codepage.h"
+
+namespace corvane::platform {
+
+void AnsiToWide(const char* bytes, std::size_t length, std::u16string& out) {
+    const std::size_t start = out.size();
+    out.resize(start + length);
+    char16_t* to = &out[0] + start;
+    for (std::size_t i = 0; i < length; ++i) {
+        to[i] = static_cast<unsigned char>(bytes[i]);
+    }
+}
+
+void WideToAnsi(const char16_t* text, std::size_t length, char* out) {
+    for (std::size_t i = 0; i < length; ++i) {
+        out[i] = text[i] > 0xFF ? '?' : static_cast<char>(static_cast<unsigned char>(text[i]));
+    }
+}
+
+std::u16string AnsiToWide(const std::string& bytes) {
+    std::u16string text;
+    AnsiToWide(bytes.data(), bytes.size(), text);
+    return text;
+}
+
+std::string WideToAnsi(const std::u16string& text) {
+    std::string bytes(text.size(), '\0');
+    WideToAnsi(text.data(), text.size(), &bytes[0]);
+    return bytes;
+}
+
+}  // namespace corvane::platform

@@ -1,0 +1,38 @@
+#include "platform/executable.h"
+
+#include <unistd.h>
+
+#include <vector>
+
+namespace corvane::platform {
+
+std::string ExecutableDirectory() {
+    std::vector<char> buffer(4096);
+    for (;;) {
+        ssize_t n = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
+        if (n < 0) {
+            return std::string();
+        }
+        if (static_cast<std::size_t>(n) < buffer.size()) {
+            std::string path(buffer.data(), static_cast<std::size_t>(n));
+            std::string::size_type slash = path.rfind('/');
+            if (slash == std::string::npos) {
+                return std::string();
+            }
+            return slash == 0 ? std::string("/") : path.substr(0, slash);
+        }
+        if (buffer.size() >= (1u << 20)) {
+            return std::string();
+        }
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+std::string JoinPath(const std::string& directory, const std::string& name) {
+    if (directory.empty()) {
+        return name;
+    }
+    return directory.back() == '/' ? directory + name : directory + "/" + name;
+}
+
+}  // namespace corvane::platform
