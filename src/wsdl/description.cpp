@@ -1,0 +1,443 @@
+#include "wsdl/description.h"
+
+#include <corvane/wsdl.h>
+
+#include "wsdl/frame.h"
+
+using corvane::AttrContext;
+using corvane::kWsdlNS;
+using corvane::kWsdlSoapNS;
+using corvane::QName;
+using corvane::WStringView;
+
+namespace {
+
+bool IsWsdl(const WMString& ns, const WMString& localName, WStringView expected) {
+    return localName == expected && ns == kWsdlNS;
+}
+
+bool IsSoap(const WMString& ns, const WMString& localName, WStringView expected) {
+    return localName == expected && ns == kWsdlSoapNS;
+}
+
+template <class T>
+T* ReadRecord(std::unique_ptr<T>& slot, const WMString& tns, const AttrContext& attrs,
+              WMWSDLParseEventHandler& frame) {
+    auto record = std::make_unique<T>();
+    record->SetTargetNS(tns);
+    record->ReadAttributes(attrs);
+    return FillSlot(slot, std::move(record), frame);
+}
+
+}  // namespace
+
+// message and part
+
+WMWSDLEventHandler* WMMessagePartHandler::StartChildElement(const WMString&, const WMString&,
+                                                            const WMString&, const AttrContext&,
+                                                            WMWSDLParseEventHandler&) {
+    return nullptr;
+}
+
+void WMMessagePartHandler::ReadAttributes(const AttrContext& attrs) {
+    // The messages name the enclosing 'message', not 'part'.
+    if (const WMString* element = attrs.Find(u"partelement")) {
+        m_element = attrs.Resolve(*element, u"element", u"message");
+    }
+    if (const WMString* type = attrs.Find(u"parttype")) {
+        m_type = attrs.Resolve(*type, u"type", u"message");
+    }
+}
+
+WMWSDLEventHandler* WMMessageHandler::StartChildElement(const WMString& ns,
+                                                        const WMString& localName, const WMString&,
+                                                        const AttrContext& attrs,
+                                                        WMWSDLParseEventHandler& frame) {
+    if (!IsWsdl(ns, localName, u"part")) {
+        return nullptr;
+    }
+    const WMString& name = attrs.Require(u"partname", u"name", u"part", true);
+    auto part = std::make_unique<WMMessagePartHandler>(name);
+    part->SetTargetNS(GetTargetNS());
+    part->ReadAttributes(attrs);
+    WMMessagePartHandler* raw = FileHandler(m_parts, name, std::move(part), frame);
+    if (!m_firstPart) {
+        m_firstPart = raw;
+    }
+    return raw;
+}
+
+// portType, operation, input, output, fault
+
+WMWSDLEventHandler* WMOperationMessageHandler::StartChildElement(const WMString&, const WMString&,
+                                                                 const WMString&,
+                                                                 const AttrContext&,
+                                                                 WMWSDLParseEventHandler&) {
+    return nullptr;
+}
+
+void WMOperationMessageHandler::ReadAttributes(const AttrContext& attrs) {
+    const WMString element(m_elementName);
+    if (const WMString* name = attrs.Find(element + u"name")) {
+        m_name = *name;
+    }
+    const WMString* message = attrs.Find(element + u"message");
+    if (!message) {
+        corvane::ThrowMissingAttribute(u"message", m_elementName, false);
+    }
+    m_message = attrs.Resolve(*message, u"message", m_elementName);
+}
+
+void WMFaultHandler::ReadAttributes(const AttrContext& attrs) {
+    attrs.Require(u"faultname", u"name", u"fault", false);
+    WMOperationMessageHandler::ReadAttributes(attrs);
+}
+
+WMWSDLEventHandler* WMOperationHandler::StartChildElement(const WMString& ns,
+                                                          const WMString& localName,
+                                                          const WMString&, const AttrContext& attrs,
+                                                          WMWSDLParseEventHandler& frame) {
+    if (ns != kWsdlNS) {
+        return nullptr;
+    }
+    if (localName == u"input") {
+        return ReadRecord(m_input, GetTargetNS(), attrs, frame);
+    }
+    if (localName == u"output") {
+        return ReadRecord(m_output, GetTargetNS(), attrs, frame);
+    }
+    if (localName == u"fault") {
+        const WMString& name = attrs.Require(u"faultname", u"name", u"fault", true);
+        auto fault = std::make_unique<WMFaultHandler>();
+        fault->SetTargetNS(GetTargetNS());
+        fault->ReadAttributes(attrs);
+        return FileHandler(m_faults, name, std::move(fault), frame);
+    }
+    return nullptr;
+}
+
+void WMOperationHandler::ReadAttributes(const AttrContext& attrs) {
+    const WMString* order = attrs.Find(u"operationparameterOrder");
+    if (!order) {
+        return;
+    }
+    m_parameterOrder = *order;
+    // Only the space character separates names; a repeated name keeps its first position while
+    // the counter still advances.
+    long position = 0;
+    std::size_t start = 0;
+    while (start <= m_parameterOrder.size()) {
+        std::size_t end = m_parameterOrder.find(u' ', start);
+        if (end == WMString::npos) {
+            end = m_parameterOrder.size();
+        }
+        if (end > start) {
+            m_paramIndex.try_emplace(m_parameterOrder.substr(start, end - start), position);
+            ++position;
+        }
+        start = end + 1;
+    }
+}
+
+WMWSDLEventHandler* WMPortTypeHandler::StartChildElement(const WMString& ns,
+                                                         const WMString& localName, const WMString&,
+                                                         const AttrContext& attrs,
+                                                         WMWSDLParseEventHandler& frame) {
+    if (!IsWsdl(ns, localName, u"operation")) {
+        return nullptr;
+    }
+    const WMString& name = attrs.Require(u"operationname", u"name", u"operation", true);
+    auto operation = std::make_unique<WMOperationHandler>(name);
+    operation->SetTargetNS(GetTargetNS());
+    operation->ReadAttributes(attrs);
+    return FileHandler(m_operations, name, std::move(operation), frame);
+}
+
+// binding
+
+WMWSDLEventHandler* WMSOAPMessageBindingHandler::StartChildElement(const WMString& ns,
+                                                                   const WMString& localName,
+                                                                   const WMString&,
+                                                                   const AttrContext& attrs,
+                                                                   WMWSDLParseEventHandler& frame) {
+    if (ns != kWsdlSoapNS) {
+        return nullptr;
+    }
+    if (localName == u"body") {
+        return ReadRecord(m_body, GetTargetNS(), attrs, frame);
+    }
+    if (localName == u"header") {
+        auto header = std::make_unique<WMSOAPBindingHeaderExt>();
+        header->SetTargetNS(GetTargetNS());
+        header->ReadAttributes(attrs);
+        m_headers.push_back(std::move(header));
+        return m_headers.back().get();
+    }
+    return nullptr;
+}
+
+WMWSDLEventHandler* WMSOAPFaultElemHandler::StartChildElement(const WMString& ns,
+                                                              const WMString& localName,
+                                                              const WMString&,
+                                                              const AttrContext& attrs,
+                                                              WMWSDLParseEventHandler& frame) {
+    if (!IsSoap(ns, localName, u"fault")) {
+        return nullptr;
+    }
+    return ReadRecord(m_fault, GetTargetNS(), attrs, frame);
+}
+
+void WMSOAPFaultElemHandler::ReadAttributes(const AttrContext& attrs) {
+    if (const WMString* name = attrs.Find(u"faultname")) {
+        m_name = *name;
+    }
+    if (const WMString* message = attrs.Find(u"faultmessage")) {
+        m_message = attrs.Resolve(*message, u"message", u"fault");
+    }
+}
+
+WMWSDLEventHandler* WMSOAPOperationHandler::StartChildElement(const WMString& ns,
+                                                              const WMString& localName,
+                                                              const WMString&,
+                                                              const AttrContext& attrs,
+                                                              WMWSDLParseEventHandler& frame) {
+    if (IsSoap(ns, localName, u"operation")) {
+        return ReadRecord(m_operationExt, GetTargetNS(), attrs, frame);
+    }
+    if (ns != kWsdlNS) {
+        return nullptr;
+    }
+    if (localName == u"input") {
+        return ReadRecord(m_input, GetTargetNS(), attrs, frame);
+    }
+    if (localName == u"output") {
+        return ReadRecord(m_output, GetTargetNS(), attrs, frame);
+    }
+    if (localName == u"fault") {
+        auto fault = std::make_unique<WMSOAPFaultElemHandler>();
+        fault->SetTargetNS(GetTargetNS());
+        fault->ReadAttributes(attrs);
+        m_faults.push_back(std::move(fault));
+        return m_faults.back().get();
+    }
+    return nullptr;
+}
+
+void WMBindingHandler::ReadAttributes(const AttrContext& attrs) {
+    const WMString& type = attrs.Require(u"bindingtype", u"type", u"binding", false);
+    m_type = attrs.Resolve(type, u"type", u"binding");
+}
+
+WMWSDLEventHandler* WMSOAPBindingHandler::StartChildElement(const WMString& ns,
+                                                            const WMString& localName,
+                                                            const WMString&,
+                                                            const AttrContext& attrs,
+                                                            WMWSDLParseEventHandler& frame) {
+    if (IsSoap(ns, localName, u"binding")) {
+        return ReadRecord(m_bindingExt, GetTargetNS(), attrs, frame);
+    }
+    if (!IsWsdl(ns, localName, u"operation")) {
+        return nullptr;
+    }
+    const WMString& name = attrs.Require(u"operationname", u"name", u"operation", true);
+    auto operation = std::make_unique<WMSOAPOperationHandler>(name);
+    operation->SetTargetNS(GetTargetNS());
+    return FileHandler(m_operations, name, std::move(operation), frame);
+}
+
+// service and port
+
+void WMPortHandler::ReadAttributes(const AttrContext& attrs) {
+    const WMString& binding = attrs.Require(u"portbinding", u"binding", u"port", false);
+    m_binding = attrs.Resolve(binding, u"binding", u"port");
+}
+
+WMWSDLEventHandler* WMSOAPPortHandler::StartChildElement(const WMString& ns,
+                                                         const WMString& localName, const WMString&,
+                                                         const AttrContext& attrs,
+                                                         WMWSDLParseEventHandler& frame) {
+    if (!IsSoap(ns, localName, u"address")) {
+        return nullptr;
+    }
+    return ReadRecord(m_address, GetTargetNS(), attrs, frame);
+}
+
+WMWSDLEventHandler* WMSOAPServiceHandler::StartChildElement(const WMString& ns,
+                                                            const WMString& localName,
+                                                            const WMString&,
+                                                            const AttrContext& attrs,
+                                                            WMWSDLParseEventHandler& frame) {
+    if (!IsWsdl(ns, localName, u"port")) {
+        return nullptr;
+    }
+    const WMString& name = attrs.Require(u"portname", u"name", u"port", true);
+    auto port = std::make_unique<WMSOAPPortHandler>(name);
+    port->SetTargetNS(GetTargetNS());
+    port->ReadAttributes(attrs);
+    return FileHandler(m_ports, name, std::move(port), frame);
+}
+
+// types
+
+namespace {
+
+WMWSDLEventHandler* ReadSchema(corvane::HandlerTable<WMSchemaHandler>& table,
+                               const WMString& parentNS, const AttrContext& attrs,
+                               WMWSDLParseEventHandler& frame) {
+    const WMString& tns =
+        attrs.Require(u"schematargetNamespace", u"targetNamespace", u"schema", true);
+    auto schema = std::make_unique<WMSchemaHandler>();
+    schema->SetTargetNS(parentNS);
+    schema->ReadAttributes(attrs);
+    return FileHandler(table, tns, std::move(schema), frame);
+}
+
+}  // namespace
+
+WMWSDLEventHandler* WMTypesHandler::StartChildElement(const WMString& ns, const WMString& localName,
+                                                      const WMString&, const AttrContext& attrs,
+                                                      WMWSDLParseEventHandler& frame) {
+    if (localName != u"schema" || !corvane::IsSchemaNS(ns)) {
+        return nullptr;
+    }
+    return ReadSchema(m_schemas, GetTargetNS(), attrs, frame);
+}
+
+const WMSchemaHandler* WMTypesHandler::FindSchema(WStringView ns) const {
+    return corvane::FindIn(m_schemas, ns);
+}
+
+// definitions
+
+void WMDefinitionsHandler::ReadAttributes(const AttrContext& attrs) {
+    if (const WMString* name = attrs.Find(u"definitionsname")) {
+        m_name = *name;
+    }
+    if (const WMString* tns = attrs.Find(u"definitionstargetNamespace")) {
+        m_targetNamespace = *tns;
+    }
+    SetTargetNS(m_targetNamespace);
+}
+
+WMWSDLEventHandler* WMDefinitionsHandler::StartChildElement(const WMString& ns,
+                                                            const WMString& localName,
+                                                            const WMString&,
+                                                            const AttrContext& attrs,
+                                                            WMWSDLParseEventHandler& frame) {
+    if (ns != kWsdlNS) {
+        return nullptr;
+    }
+    if (localName == u"types") {
+        m_types.SetTargetNS(m_targetNamespace);
+        return &m_types;
+    }
+    if (localName == u"message") {
+        const WMString& name = attrs.Require(u"messagename", u"name", u"message", true);
+        auto message = std::make_unique<WMMessageHandler>(name);
+        message->SetTargetNS(m_targetNamespace);
+        return FileHandler(m_messages, name, std::move(message), frame);
+    }
+    if (localName == u"portType") {
+        const WMString& name = attrs.Require(u"portTypename", u"name", u"portType", true);
+        auto portType = std::make_unique<WMPortTypeHandler>(name);
+        portType->SetTargetNS(m_targetNamespace);
+        return FileHandler(m_portTypes, name, std::move(portType), frame);
+    }
+    if (localName == u"import") {
+        Import(attrs, frame);
+    }
+    return nullptr;
+}
+
+WMWSDLEventHandler* WMSOAPDefinitionsHandler::StartChildElement(const WMString& ns,
+                                                                const WMString& localName,
+                                                                const WMString& qName,
+                                                                const AttrContext& attrs,
+                                                                WMWSDLParseEventHandler& frame) {
+    if (IsWsdl(ns, localName, u"binding")) {
+        const WMString& name = attrs.Require(u"bindingname", u"name", u"binding", true);
+        auto binding = std::make_unique<WMSOAPBindingHandler>(name);
+        binding->SetTargetNS(GetDefinitionsTNS());
+        binding->ReadAttributes(attrs);
+        return FileHandler(m_bindings, name, std::move(binding), frame);
+    }
+    if (IsWsdl(ns, localName, u"service")) {
+        const WMString& name = attrs.Require(u"servicename", u"name", u"service", true);
+        auto service = std::make_unique<WMSOAPServiceHandler>(name);
+        service->SetTargetNS(GetDefinitionsTNS());
+        return FileHandler(m_services, name, std::move(service), frame);
+    }
+    return WMDefinitionsHandler::StartChildElement(ns, localName, qName, attrs, frame);
+}
+
+void WMDefinitionsHandler::Import(const AttrContext& attrs, WMWSDLParseEventHandler& frame) {
+    // The namespace is required but not compared with the imported document's: peers disagree
+    // on it too often (Import3 imports one document under two namespaces).
+    attrs.Require(u"importnamespace", u"namespace", u"import", true);
+    const WMString& location = attrs.Require(u"importlocation", u"location", u"import", true);
+    WMSOAPWSDLImporter importer;
+    importer.m_importChain = frame.Chain();
+    WMString docBase = frame.Root() ? frame.Root()->GetDocBase() : WMString();
+    if (!importer.ReadServiceDesc(location, docBase) || !importer.m_desc) {
+        corvane::ThrowSchemaError(u"Unable to process document referenced in 'import' element.");
+    }
+    Merge(*importer.m_desc);
+}
+
+namespace {
+
+// Moves the entries of `from` whose names `to` lacks; the rest stay behind and die with `from`.
+template <class T>
+void MoveMissing(corvane::HandlerTable<T>& to, corvane::HandlerTable<T>& from) {
+    for (auto& [name, handler] : from) {
+        to.try_emplace(name, std::move(handler));
+    }
+}
+
+}  // namespace
+
+void WMDefinitionsHandler::Merge(WMSOAPWSDLDesc& imported) {
+    WMSOAPDefinitionsHandler& other = imported.Definitions();
+    MoveMissing(m_messages, other.m_messages);
+    MoveMissing(m_portTypes, other.m_portTypes);
+    MoveMissing(m_bindings, other.m_bindings);
+    MoveMissing(m_services, other.m_services);
+    MoveMissing(m_types.Schemas(), other.m_types.Schemas());
+    // A bare schema document brings its schemas at the root.
+    MoveMissing(m_types.Schemas(), imported.Schemas());
+}
+
+const WMMessageHandler* WMDefinitionsHandler::FindMessage(const QName& name) const {
+    const WMMessageHandler* message = corvane::FindIn(m_messages, name.local);
+    return message && message->GetTargetNS() == name.ns ? message : nullptr;
+}
+
+const WMPortTypeHandler* WMDefinitionsHandler::FindPortType(const QName& name) const {
+    const WMPortTypeHandler* portType = corvane::FindIn(m_portTypes, name.local);
+    return portType && portType->GetTargetNS() == name.ns ? portType : nullptr;
+}
+
+const WMSOAPServiceHandler* WMDefinitionsHandler::FindService(WStringView name) const {
+    const WMSOAPServiceHandler* service = corvane::FindIn(m_services, name);
+    return service && service->GetTargetNS() == m_targetNamespace ? service : nullptr;
+}
+
+const WMSOAPBindingHandler* WMDefinitionsHandler::FindBinding(const QName& name) const {
+    // Deliberately by local name alone, unlike messages and port types.
+    return corvane::FindIn(m_bindings, name.local);
+}
+
+// root
+
+WMWSDLEventHandler* WMSOAPWSDLDesc::StartChildElement(const WMString& ns, const WMString& localName,
+                                                      const WMString&, const AttrContext& attrs,
+                                                      WMWSDLParseEventHandler& frame) {
+    if (IsWsdl(ns, localName, u"definitions")) {
+        m_definitions.ReadAttributes(attrs);
+        return &m_definitions;
+    }
+    if (localName == u"schema" && corvane::IsSchemaNS(ns)) {
+        return ReadSchema(m_schemas, ns, attrs, frame);
+    }
+    return nullptr;
+}

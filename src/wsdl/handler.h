@@ -1,0 +1,133 @@
+// The base of every object that reads one element of a service description and then stays in
+// the description as its node, with the helpers they share.
+#ifndef CORVANE_WSDL_HANDLER_H
+#define CORVANE_WSDL_HANDLER_H
+
+#include <corvane/types.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+class WMXMLAttributeMap;
+class WMWSDLParseEventHandler;
+
+namespace corvane {
+
+using WStringView = std::u16string_view;
+
+// Namespace prefix to URI, as declared at the point of the document being read.
+using PrefixMap = std::map<WMString, WMString, std::less<>>;
+
+// The namespace URIs a description reader has to recognise.
+extern const WMString kWsdlNS;
+extern const WMString kWsdlSoapNS;
+extern const WMString kXsdNS2001;
+extern const WMString kXsdNS2000;
+extern const WMString kXsdNS1999;
+extern const WMString kSoapEncNS;
+
+bool IsSchemaNS(WStringView ns);
+
+// A qualified name as (namespace URI, local part).
+struct QName {
+    WMString ns;
+    WMString local;
+};
+
+// Named handlers owned by their parent and ordered by plain code-unit comparison of the names.
+template <class T>
+using HandlerTable = std::map<WMString, std::unique_ptr<T>, std::less<>>;
+
+template <class T>
+const T* FindIn(const HandlerTable<T>& table, WStringView name) {
+    auto it = table.find(name);
+    return it == table.end() ? nullptr : it->second.get();
+}
+
+// The attributes of the element being read, with the prefixes in scope and the element's own
+// namespace URI, which is the first half of the key of every unprefixed attribute.
+class AttrContext {
+public:
+    AttrContext(const WMXMLAttributeMap& attributes, const PrefixMap& prefixes,
+                const WMString& elementNS)
+        : m_attributes(attributes), m_prefixes(prefixes), m_elementNS(elementNS) {}
+
+    // The value of the unprefixed attribute with the element-and-attribute key `elemAttr`
+    // ("definitionsname"), or null.
+    const WMString* Find(WStringView elemAttr) const;
+    // The value of the attribute in namespace `ns` with local name `local`, or null.
+    const WMString* FindQualified(WStringView ns, WStringView local) const;
+
+    // A required attribute; throws "Required attribute '<attr>' missing on element: '<elem>'"
+    // (with a full stop when `fullStop`) when it is absent.
+    const WMString& Require(WStringView elemAttr, const char16_t* attr, const char16_t* elem,
+                            bool fullStop) const;
+
+    // Splits `value` at its first ":" and resolves the prefix (the empty one for a value without
+    // ":") in the prefix map; throws "Unresolvable namespace for attribute ..." when the prefix
+    // is not declared.
+    QName Resolve(const WMString& value, const char16_t* attr, const char16_t* elem) const;
+
+    const PrefixMap& Prefixes() const { return m_prefixes; }
+    const WMString& ElementNS() const { return m_elementNS; }
+
+private:
+    const WMXMLAttributeMap& m_attributes;
+    const PrefixMap& m_prefixes;
+    const WMString& m_elementNS;
+    mutable WMString m_key;
+};
+
+}  // namespace corvane
+
+// The fault a handler throws when the document breaks a rule of the description; it ends the
+// load. Thrown by value and caught by reference inside the loader.
+class WMWebServicesDescFault {
+public:
+    WMWebServicesDescFault(WMString category, WMString message)
+        : m_category(std::move(category)), m_message(std::move(message)) {}
+
+    const WMString& GetCategory() const { return m_category; }
+    const WMString& GetMessage() const { return m_message; }
+
+private:
+    WMString m_category;
+    WMString m_message;
+};
+
+namespace corvane {
+
+[[noreturn]] void ThrowSchemaError(WMString message);
+[[noreturn]] void ThrowMissingAttribute(const char16_t* attr, const char16_t* elem, bool fullStop);
+
+}  // namespace corvane
+
+// Base of every element handler. After the load the handlers are the description.
+class WMWSDLEventHandler {
+public:
+    WMWSDLEventHandler() = default;
+    WMWSDLEventHandler(const WMWSDLEventHandler&) = delete;
+    WMWSDLEventHandler& operator=(const WMWSDLEventHandler&) = delete;
+    virtual ~WMWSDLEventHandler();
+
+    // The handler that reads the child element, or null when the child is not known here (the
+    // frame then skips it with its whole subtree).
+    virtual WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
+                                                  const WMString& qName,
+                                                  const corvane::AttrContext& attrs,
+                                                  WMWSDLParseEventHandler& frame) = 0;
+    // True when the element is finished and the handler is to be popped.
+    virtual bool EndElement();
+    virtual void CharacterData(const WMString& text);
+    virtual void ReadAttributes(const corvane::AttrContext& attrs);
+    virtual void SetTargetNS(const WMString& ns);
+    virtual const WMString& GetTargetNS() const;
+
+private:
+    WMString m_targetNS;
+};
+
+#endif
