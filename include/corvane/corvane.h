@@ -14,5 +14,6 @@
 #include <corvane/deserializer.h>
 #include <corvane/message.h>
 #include <corvane/serializer.h>
+#include <corvane/wsdl.h>
 
 #endif
