@@ -53,8 +53,6 @@ protected:
     void ProcessBlock();
 
 private:
-    void FinishInto(std::uint32_t words[4]);
-
     std::uint32_t state_[4];
     unsigned char buffer_[64];
     std::uint32_t bitCount_[2];  // low word, high word

@@ -84,9 +84,6 @@ public:
                          long* position) const;
 
 private:
-    bool NextFrom(long last, WMString* name, WMString* ns, WMSOAPStructMember& member,
-                  long* position) const;
-
     // A vector rather than a linked list: the position is an index, so each step of an
     // iteration is one lookup; appending is amortized constant and members move, not copy,
     // when the storage grows.

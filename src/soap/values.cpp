@@ -228,33 +228,38 @@ bool WMSOAPStructType::GetMemberQN(WMString name, WMString ns, WMSOAPStructMembe
 
 bool WMSOAPStructType::GetFirstMember(WMString* name, WMSOAPStructMember& member,
                                       long* position) const {
-    return NextFrom(-1, name, nullptr, member, position);
+    return GetFirstMemberQN(name, nullptr, member, position);
 }
 
 bool WMSOAPStructType::GetNextMember(WMString* name, WMSOAPStructMember& member,
                                      long* position) const {
-    return position != nullptr && NextFrom(*position, name, nullptr, member, position);
+    return GetNextMemberQN(name, nullptr, member, position);
 }
 
 bool WMSOAPStructType::GetFirstMemberQN(WMString* name, WMString* ns, WMSOAPStructMember& member,
                                         long* position) const {
-    return NextFrom(-1, name, ns, member, position);
+    long first = -1;
+    if (!GetNextMemberQN(name, ns, member, &first)) {
+        return false;
+    }
+    if (position != nullptr) {
+        *position = first;
+    }
+    return true;
 }
 
+// An index the struct does not hold, below -1 included, gives false with nothing written:
+// callers only pass back positions this struct handed out.
 bool WMSOAPStructType::GetNextMemberQN(WMString* name, WMString* ns, WMSOAPStructMember& member,
                                        long* position) const {
-    return position != nullptr && NextFrom(*position, name, ns, member, position);
-}
-
-// Returns the member after index `last`. An index the struct does not hold, below 0 included,
-// gives false with nothing written: callers only pass back positions this struct handed out.
-bool WMSOAPStructType::NextFrom(long last, WMString* name, WMString* ns, WMSOAPStructMember& member,
-                                long* position) const {
+    if (position == nullptr) {
+        return false;
+    }
+    long const last = *position;
     if (last < -1 || last >= static_cast<long>(members_.size()) - 1) {
         return false;
     }
-    long const index = last + 1;
-    WMSOAPStructMember const& found = members_[static_cast<std::size_t>(index)];
+    WMSOAPStructMember const& found = members_[static_cast<std::size_t>(last + 1)];
     if (name != nullptr) {
         *name = found.GetName();
     }
@@ -262,8 +267,6 @@ bool WMSOAPStructType::NextFrom(long last, WMString* name, WMString* ns, WMSOAPS
         *ns = found.GetNS();
     }
     member = found;
-    if (position != nullptr) {
-        *position = index;
-    }
+    *position = last + 1;
     return true;
 }

@@ -129,33 +129,6 @@ void WMMD5::Update(WMChar const* data, unsigned long count) {
 }
 
 void WMMD5::Finalize(unsigned long* digest) {
-    std::uint32_t words[4];
-    FinishInto(words);
-    if (digest != nullptr) {
-        for (int i = 0; i < 4; ++i) {
-            digest[i] = words[i];
-        }
-    }
-}
-
-// The digest is read as its 16 bytes, each written as two digits: the natural reading of the
-// text form, which is defined by the digest alone.
-void WMMD5::FinalizeHexEncoded(WMString& out) {
-    static constexpr char kDigits[] = "0123456789ABCDEF";
-    std::uint32_t words[4];
-    FinishInto(words);
-    unsigned char bytes[16];
-    for (int i = 0; i < 4; ++i) {
-        corvane::StoreLittleEndian(words[i], bytes + 4 * i);
-    }
-    out.clear();
-    for (unsigned char b : bytes) {
-        out.push_back(static_cast<WMChar>(kDigits[b >> 4]));
-        out.push_back(static_cast<WMChar>(kDigits[b & 15]));
-    }
-}
-
-void WMMD5::FinishInto(std::uint32_t words[4]) {
     std::size_t buffered = (bitCount_[0] >> 3) & 63;
     buffer_[buffered++] = 0x80;
     if (buffered > 56) {
@@ -167,8 +140,27 @@ void WMMD5::FinishInto(std::uint32_t words[4]) {
     corvane::StoreLittleEndian(bitCount_[0], buffer_ + 56);
     corvane::StoreLittleEndian(bitCount_[1], buffer_ + 60);
     ProcessBlock();
-    for (int i = 0; i < 4; ++i) {
-        words[i] = state_[i];
+    if (digest != nullptr) {
+        for (int i = 0; i < 4; ++i) {
+            digest[i] = state_[i];
+        }
     }
     Initialize();
+}
+
+// The digest is read as its 16 bytes, each written as two digits: the natural reading of the
+// text form, which is defined by the digest alone.
+void WMMD5::FinalizeHexEncoded(WMString& out) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    unsigned long words[4];
+    Finalize(words);
+    unsigned char bytes[16];
+    for (int i = 0; i < 4; ++i) {
+        corvane::StoreLittleEndian(static_cast<std::uint32_t>(words[i]), bytes + 4 * i);
+    }
+    out.clear();
+    for (unsigned char b : bytes) {
+        out.push_back(static_cast<WMChar>(kDigits[b >> 4]));
+        out.push_back(static_cast<WMChar>(kDigits[b & 15]));
+    }
 }
