@@ -3,6 +3,7 @@
 //
 // Environment (set by tests/peers/start):
 //   CORVANE_PEER_MODE  "ssl": use round2_base_ssl.wsdl, whose CheckSSL operation answers 1;
+//                      "groupb": use round2_groupB.wsdl (echoStructAsSimpleTypes and the rest);
 //                      anything else: the plain round2_base.wsdl, which has no CheckSSL.
 //   CORVANE_PEER_PORT  the port clients reach this server on (a front may sit before it); written
 //                      into the soap:address of the WSDL served at /?wsdl.
@@ -16,10 +17,12 @@ const FAULT_TRIGGER = 'raise-fault';
 const SOAPINTEROP_NS = 'http://soapinterop.org/';
 const SOAPINTEROP_XSD_NS = 'http://soapinterop.org/xsd';
 
-$ssl = getenv('CORVANE_PEER_MODE') === 'ssl';
-$wsdlName = $ssl ? 'round2_base_ssl.wsdl' : 'round2_base.wsdl';
-$wsdlPath = $ssl ? __DIR__ . '/round2_base_ssl.wsdl'
-                 : dirname(__DIR__, 2) . '/data/wsdl/round2_base.wsdl';
+$mode = getenv('CORVANE_PEER_MODE');
+$wsdlName = ['ssl' => 'round2_base_ssl.wsdl', 'groupb' => 'round2_groupB.wsdl'][$mode]
+    ?? 'round2_base.wsdl';
+$wsdlPath = $mode === 'ssl' ? __DIR__ . '/' . $wsdlName
+                            : dirname(__DIR__, 2) . '/data/wsdl/' . $wsdlName;
+$endpoint = $mode === 'groupb' ? 'round2_groupB.inc' : 'round2_base.inc';
 
 class Round2Base
 {
@@ -52,6 +55,23 @@ class Round2Base
     public function CheckSSL() { return 1; }
 }
 
+class Round2GroupB
+{
+    // Several output parts: SoapServer takes them from an array keyed by part name.
+    public function echoStructAsSimpleTypes($s)
+    {
+        return ['outputString' => $s->varString, 'outputInteger' => $s->varInt,
+                'outputFloat' => $s->varFloat];
+    }
+    public function echoSimpleTypesAsStruct($string, $integer, $float)
+    {
+        return (object)['varString' => $string, 'varInt' => $integer, 'varFloat' => $float];
+    }
+    public function echo2DStringArray($a) { return $a; }
+    public function echoNestedStruct($s) { return $s; }
+    public function echoNestedArray($s) { return $s; }
+}
+
 $method = $_SERVER['REQUEST_METHOD'] ?? 'GET';
 $path = parse_url($_SERVER['REQUEST_URI'] ?? '/', PHP_URL_PATH);
 $query = $_SERVER['QUERY_STRING'] ?? '';
@@ -62,7 +82,7 @@ if ($method === 'GET') {
         // the WSDL from here need the address of this very server instead.
         $port = getenv('CORVANE_PEER_PORT') ?: $_SERVER['SERVER_PORT'];
         $text = preg_replace('/(<soap:address\s+location=")[^"]*(")/',
-                             '${1}http://127.0.0.1:' . $port . '/round2_base.inc${2}',
+                             '${1}http://127.0.0.1:' . $port . '/' . $endpoint . '${2}',
                              file_get_contents($wsdlPath), 1);
         header('Content-Type: text/xml; charset=utf-8');
         echo $text;
@@ -75,6 +95,6 @@ if ($method === 'GET') {
 }
 
 $server = new SoapServer($wsdlPath, ['cache_wsdl' => WSDL_CACHE_NONE]);
-$server->setClass('Round2Base');
+$server->setClass($mode === 'groupb' ? 'Round2GroupB' : 'Round2Base');
 $server->handle();
 return true;

@@ -1,6 +1,6 @@
 #!/usr/bin/perl
-# Round 2 base echo service on SOAP::Lite's HTTP daemon, answering in RPC/encoded with the types of
-# tests/data/wsdl/round2_base.wsdl. SOAP::Lite reads no WSDL on the server side, so every answer
+# Round 2 base and group B echo service on SOAP::Lite's HTTP daemon, answering in RPC/encoded with
+# the types of tests/data/wsdl/round2_base.wsdl and round2_groupB.wsdl. SOAP::Lite reads no WSDL on the server side, so every answer
 # carries explicit type hints: scalars typed as their WSDL part, SOAPStruct members in a fixed order
 # (a Perl hash has none), arrays as SOAP-ENC:Array with an arrayType.
 #
@@ -12,7 +12,7 @@ use warnings;
 use SOAP::Lite;
 use SOAP::Transport::HTTP;
 
-package Round2Base;
+package Round2;
 
 use constant XSD_NS => 'http://www.w3.org/2001/XMLSchema';
 use constant STRUCT_NS => 'http://soapinterop.org/xsd';
@@ -72,6 +72,54 @@ sub echoBoolean {
     return scalar_of('outputBoolean', 'boolean', $b ? 'true' : 'false');
 }
 sub echoStruct { return struct_of('outputStruct', $_[1]) }
+
+sub echoStructAsSimpleTypes {
+    my (undef, $s) = @_;
+    $s = {} unless ref $s eq 'HASH';
+    return (scalar_of('outputString', 'string', $s->{varString}),
+            scalar_of('outputInteger', 'int', $s->{varInt}),
+            scalar_of('outputFloat', 'float', $s->{varFloat}));
+}
+
+sub echoSimpleTypesAsStruct {
+    my (undef, $string, $integer, $float) = @_;
+    return struct_of('return', { varString => $string, varInt => $integer, varFloat => $float });
+}
+
+# A two-dimensional array arrives as a list of rows; it goes back row by row with both sizes.
+sub echo2DStringArray {
+    my (undef, $rows) = @_;
+    my @rows = ref $rows eq 'ARRAY' ? @$rows : ();
+    my $columns = @rows && ref $rows[0] eq 'ARRAY' ? scalar @{ $rows[0] } : 0;
+    my @items = map { scalar_of('item', 'string', $_) }
+                map { ref $_ eq 'ARRAY' ? @$_ : $_ } @rows;
+    return SOAP::Data->name('return' => \@items)->attr({
+        'soapenc:arrayType' => 'xsd:string[' . scalar(@rows) . ",$columns]",
+        'xmlns:xsd' => XSD_NS,
+    });
+}
+
+sub echoNestedStruct {
+    my (undef, $s) = @_;
+    $s = {} unless ref $s eq 'HASH';
+    return SOAP::Data->name('return' => \SOAP::Data->value(
+        scalar_of('varString', 'string', $s->{varString}),
+        scalar_of('varInt', 'int', $s->{varInt}),
+        scalar_of('varFloat', 'float', $s->{varFloat}),
+        struct_of('varStruct', $s->{varStruct})))
+        ->type('s:SOAPStructStruct')->attr({ 'xmlns:s' => STRUCT_NS });
+}
+
+sub echoNestedArray {
+    my (undef, $s) = @_;
+    $s = {} unless ref $s eq 'HASH';
+    return SOAP::Data->name('return' => \SOAP::Data->value(
+        scalar_of('varString', 'string', $s->{varString}),
+        scalar_of('varInt', 'int', $s->{varInt}),
+        scalar_of('varFloat', 'float', $s->{varFloat}),
+        array_of('varArray', $s->{varArray}, 'string')))
+        ->type('s:SOAPArrayStruct')->attr({ 'xmlns:s' => STRUCT_NS });
+}
 sub echoVoid { return }
 
 sub echoStringArray { return array_of('outputStringArray', $_[1], 'string') }
@@ -95,5 +143,5 @@ my $daemon = SOAP::Transport::HTTP::Daemon->new(
 # The WSDL's soapAction is "http://" for every operation; SOAP::Lite would otherwise insist on
 # "uri#method". Methods are found by the body namespace instead.
 $daemon->on_action(sub { });
-$daemon->dispatch_with({ 'http://soapinterop.org/' => 'Round2Base' });
+$daemon->dispatch_with({ 'http://soapinterop.org/' => 'Round2' });
 $daemon->handle;
