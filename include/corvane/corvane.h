@@ -15,5 +15,6 @@
 #include <corvane/message.h>
 #include <corvane/serializer.h>
 #include <corvane/wsdl.h>
+#include <corvane/client.h>
 
 #endif

@@ -1,0 +1,258 @@
+#include <corvane/client.h>
+
+#include "client/name_list.h"
+
+namespace {
+
+constexpr int kNotInitialized = -1;
+constexpr int kTLSPort = 443;
+
+struct HeaderEntry {
+    WMString ns;
+    WMString name;
+    WMSOAPStructMember value;
+    bool mustUnderstand = false;
+    WMString actor;
+};
+
+}  // namespace
+
+WMSOAPClient::WMSOAPClient()
+    : m_endpointPort(kNotInitialized),
+      m_hasNameList(false),
+      m_explicitTyping(false),
+      m_responseHeaderCount(0) {}
+
+WMSOAPClient::WMSOAPClient(WMSOAPClient const&) = default;
+
+WMSOAPClient& WMSOAPClient::operator=(WMSOAPClient const&) = default;
+
+WMSOAPClient::~WMSOAPClient() = default;
+
+bool WMSOAPClient::Initialize(WMString const& wsdlLocation, WMString const& serviceName,
+                              WMString const& portName, WMString const& actorURI,
+                              WMString const& userAgent, WMString const& nameList,
+                              bool explicitTyping) {
+    m_serviceName = serviceName;
+    m_portName = portName;
+    m_actorURI = actorURI;
+    m_wsdlLocation = wsdlLocation;
+    m_userAgent = userAgent;
+    // Kept before the first message is made, so that the probe and the first call already
+    // type their values as the caller asked.
+    m_explicitTyping = explicitTyping;
+
+    if (!m_wsdlClient.ReadServiceDesc(serviceName, portName, wsdlLocation)) {
+        return false;
+    }
+    if (!NewMessage()) {
+        return false;
+    }
+
+    // The probe never makes Initialize fail: a service without the operation, a failed call or
+    // a fault all leave the endpoint as the description gave it.
+    WMSOAPStructMember probe;
+    if (InvokeSOAPMethod(u"CheckSSL", nullptr, nullptr, 0, probe) &&
+        probe.GetDataType() == WMSOAPStructMember::SOAPDataMember::SOAP_LONG &&
+        probe.LongValue() == 1) {
+        m_wsdlClient.SetSSLEnabled(1);
+        m_wsdlClient.SetSOAPSvcPortNbr(kTLSPort);
+    }
+
+    m_endpointPort = m_wsdlClient.GetSOAPSvcPortNbr();
+    m_endpointHost = m_wsdlClient.GetSOAPSvcHost();
+    m_endpointPath = m_wsdlClient.GetSOAPSvcURI();
+
+    m_nameList = corvane::detail::SplitNameList(nameList);
+    m_hasNameList = !m_nameList.empty();
+    return true;
+}
+
+bool WMSOAPClient::NewMessage() {
+    bool const initialized = m_message.Initialize(nullptr, 0, m_serviceName, m_portName, m_actorURI,
+                                                  WMString(), WMString(), m_explicitTyping);
+    // A fault or return value left by the previous exchange must not leak into the next one:
+    // a held fault would be serialized instead of the request, and a call whose answer has no
+    // return value would hand back the previous call's.
+    m_message.ClearSOAPFault();
+    WMSOAPStructMember none;
+    m_message.SetReturnValue(none);
+    m_message.ClearHeaderElems();
+    m_message.ClearMethodParams();
+    m_responseHeaderCount = 0;
+    return initialized;
+}
+
+void WMSOAPClient::RestoreRequestState() {
+    // The response's header entries come first in the list; what follows them was set by the
+    // caller for the next request.
+    std::vector<HeaderEntry> requestEntries;
+    HeaderEntry entry;
+    long position = 0;
+    int index = 0;
+    for (bool found = m_message.GetFirstHeaderElem(entry.ns, entry.name, entry.value,
+                                                   entry.mustUnderstand, entry.actor, position);
+         found; found = m_message.GetNextHeaderElem(entry.ns, entry.name, entry.value,
+                                                    entry.mustUnderstand, entry.actor, position)) {
+        if (index++ >= m_responseHeaderCount) {
+            requestEntries.push_back(entry);
+        }
+    }
+    NewMessage();
+    for (HeaderEntry& kept : requestEntries) {
+        m_message.AddHeaderElem(kept.ns, kept.name, kept.mustUnderstand, kept.value, kept.actor);
+    }
+}
+
+bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramNames,
+                                    WMSOAPStructMember* paramValues, int count,
+                                    WMSOAPStructMember& returnValue) {
+    if (!m_message.IsRequestPhase()) {
+        RestoreRequestState();
+    }
+
+    WMString style;
+    if (!m_wsdlClient.GetOpBindingStyle(methodName, style) || style != u"rpc") {
+        return false;
+    }
+    WMString soapAction;
+    if (!m_wsdlClient.GetMethodSOAPAction(methodName, soapAction)) {
+        return false;
+    }
+    m_message.SetMethodName(methodName);
+    WMString methodNS;
+    if (!m_wsdlClient.GetMethodNamespaceURI(methodName, methodNS)) {
+        return false;
+    }
+    m_message.SetMethodNS(methodNS);
+
+    // Parameters of an earlier call that failed before its answer arrived are not sent again.
+    m_message.ClearMethodParams();
+    for (int i = 0; i < count; ++i) {
+        if (!m_wsdlClient.IsInputMsgPart(methodName, paramNames[i])) {
+            continue;
+        }
+        bool const isOutput = m_wsdlClient.IsOutputMsgPart(methodName, paramNames[i]);
+        if (!m_message.AddMethodParam(WMString(), paramNames[i], paramValues[i], true, isOutput)) {
+            return false;
+        }
+    }
+
+    if (!m_message.Serialize(m_wsdlClient)) {
+        return false;
+    }
+    // The endpoint is read from the description, not from this client's copies: the TLS probe
+    // of Initialize runs before those copies are made. After Initialize both agree.
+    if (!m_proxy.InvokeMethod(soapAction, m_wsdlClient.GetSOAPSvcHost(),
+                              m_wsdlClient.GetSOAPSvcPortNbr(), m_wsdlClient.GetSOAPSvcURI(),
+                              m_userAgent, m_message)) {
+        return false;
+    }
+
+    m_message.ClearMethodParams();
+    m_message.ClearHeaderElems();
+    m_message.SetRequestPhase(false);
+    bool read = false;
+    try {
+        read = m_message.Deserialize(m_wsdlClient) && m_message.ProcessRPC(m_wsdlClient);
+    } catch (WMSOAPFault const& fault) {
+        // The response could not be read: its reason becomes the message's fault.
+        m_message.SetSOAPFault(fault.GetFaultCode(), fault.GetFaultString(), fault.GetFaultActor(),
+                               fault.GetNeedDetail());
+    }
+    m_responseHeaderCount = m_message.GetNumHeaderElems();
+    if (!read) {
+        return false;
+    }
+
+    if (m_proxy.GetHTTPStatus() == 200) {
+        WMString ns;
+        WMString name;
+        WMSOAPStructMember value;
+        bool isInput = false;
+        bool isOutput = false;
+        long position = 0;
+        for (bool found =
+                 m_message.GetFirstMethodParam(ns, name, value, isInput, isOutput, position);
+             found;
+             found = m_message.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {
+            for (int i = 0; i < count; ++i) {
+                if (paramNames[i] == name) {
+                    paramValues[i] = value;
+                }
+            }
+        }
+        returnValue = m_message.GetReturnValue();
+    }
+    return true;
+}
+
+bool WMSOAPClient::IsInitialized() {
+    return m_endpointPort != kNotInitialized;
+}
+
+bool WMSOAPClient::IsSOAPFault() {
+    return m_message.IsSOAPFault();
+}
+
+void WMSOAPClient::ClearHeaders() {
+    m_message.ClearHeaderElems();
+    m_responseHeaderCount = 0;
+}
+
+bool WMSOAPClient::SetRequestHeaderEntry(WMString const& ns, WMString const& actor,
+                                         WMString const& name, WMSOAPStructMember& value,
+                                         bool mustUnderstand) {
+    return m_message.AddHeaderElem(ns, name, mustUnderstand, value, actor);
+}
+
+bool WMSOAPClient::GetResponseHeaderEntry(WMString const& ns, WMString const& name,
+                                          WMSOAPStructMember& value) {
+    return m_message.GetHeaderElem(ns, name, value);
+}
+
+bool WMSOAPClient::GetFaultDetailEntry(WMString const& ns, WMString const& name,
+                                       WMSOAPStructMember& value) {
+    return m_message.IsSOAPFault() && m_message.GetFaultDetailElem(ns, name, value);
+}
+
+bool WMSOAPClient::GetSOAPFaultCode(WMString& code) {
+    code = m_message.GetSOAPFaultCode();
+    return true;
+}
+
+bool WMSOAPClient::GetSOAPFaultString(WMString& text) {
+    text = m_message.GetSOAPFaultString();
+    return true;
+}
+
+bool WMSOAPClient::GetSOAPFaultActor(WMString& actor) {
+    actor = m_message.GetSOAPFaultActor();
+    return true;
+}
+
+WMString const* WMSOAPClient::GetXMLOut() {
+    return m_proxy.GetXMLOut();
+}
+
+unsigned long WMSOAPClient::GetXMLOutLength() {
+    return m_proxy.GetXMLOutLength();
+}
+
+WMString WMSOAPClient::GetXMLIn() const {
+    return m_proxy.GetXMLIn();
+}
+
+unsigned long WMSOAPClient::GetXMLInLength() {
+    return m_proxy.GetXMLInLength();
+}
+
+WMSOAPWSDLClient const& WMSOAPClient::GetWSDLClient() const {
+    return m_wsdlClient;
+}
+
+void WMSOAPClient::SetHTTPTimeout(int milliseconds) {
+    int const timeout = milliseconds < 0 ? 0 : milliseconds;
+    m_wsdlClient.SetHTTPTimeout(timeout);
+    m_proxy.SetHTTPTimeout(static_cast<unsigned long>(timeout));
+}
