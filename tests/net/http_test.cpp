@@ -1,0 +1,239 @@
+// The HTTP client against scripted loopback peers: the exact request bytes, the reading of
+// replies however they are framed and split, and the failures of the connection.
+#include <corvane/http.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "net/loopback_server.h"
+
+namespace {
+
+using corvane::test::LoopbackServer;
+using corvane::test::ServerScript;
+
+constexpr unsigned long kTimeoutMs = 3000;
+
+// Reaches the socket's last error, which the interface keeps for derived classes.
+class HttpProbe : public WMHTTPRequestSock {
+public:
+    explicit HttpProbe(int defaultPort = 80, unsigned long timeout = kTimeoutMs)
+        : WMHTTPRequestSock(defaultPort, timeout) {}
+    int LastError() const { return m_nLastError; }
+    void FailStartUp() { m_bInitialized = false; }
+};
+
+ServerScript Reply(std::string text) {
+    ServerScript script;
+    script.reply.push_back(std::move(text));
+    return script;
+}
+
+WMString Content(HttpProbe& http) {
+    WMChar const* content = http.GetContent();
+    return content == nullptr ? WMString(u"<null>") : WMString(content);
+}
+
+bool Get(HttpProbe& http, LoopbackServer& server) {
+    return http.SendHTTPRequest(server.Port(), u"GET", u"127.0.0.1", u"/", u"", u"", u"");
+}
+
+TEST(HttpRequest, SendsRequestLineHeadersBodyAndATrailingZeroByte) {
+    LoopbackServer server(Reply("HTTP/1.0 200 OK\r\n\r\n"));
+    HttpProbe http;
+    ASSERT_TRUE(http.SendHTTPRequest(server.Port(), u"POST", u"127.0.0.1", u"/a b", u"",
+                                     u"Host: h\r\n", u"x"));
+    const char expected[] = "POST /a+b HTTP/1.0\r\nHost: h\r\n\r\nx\0";
+    EXPECT_EQ(server.Received(), std::string(expected, sizeof(expected) - 1));
+}
+
+TEST(HttpRequest, EscapesPathAndQueryAndNarrowsTheBody) {
+    // "%A" and a zero character for a line feed; only the first two digits of a code above
+    // 255; code units above 0xFF in the body become "?".
+    const char raw[] = "GET /p+q%3Ar/%E9/%4E%25?k=1&v=%A\0(ok)~ HTTP/1.0\r\n\r\ncaf\xE9 ?\0";
+    const std::string expected(raw, sizeof(raw) - 1);
+    ServerScript script = Reply("HTTP/1.0 200 OK\r\n\r\n");
+    script.requestBytes = expected.size();
+    LoopbackServer server(script);
+    HttpProbe http;
+    ASSERT_TRUE(http.SendHTTPRequest(server.Port(), u"GET", u"127.0.0.1", u"/p q:r/\u00e9/\u4e2d%",
+                                     u"k=1&v=\n(ok)~", u"", u"caf\u00e9 \u4e2d"));
+    EXPECT_EQ(server.Received(), expected);
+}
+
+TEST(HttpRequest, PortZeroTakesTheDefaultPort) {
+    LoopbackServer server(Reply("HTTP/1.0 200 OK\r\n\r\nfine"));
+    HttpProbe http(server.Port());
+    ASSERT_TRUE(http.SendHTTPRequest(0, u"GET", u"127.0.0.1", u"/", u"", u"", u""));
+    EXPECT_EQ(Content(http), u"fine");
+}
+
+TEST(HttpResponse, ReadsStatusHeadersAndBody) {
+    LoopbackServer server(
+        Reply("HTTP/1.1 200 OK\r\nContent-Length: 5\r\nContent-Type: text/xml\r\n\r\nhello"));
+    HttpProbe http;
+    ASSERT_TRUE(Get(http, server));
+    EXPECT_EQ(http.GetStatus(), 200);
+    EXPECT_EQ(http.GetReasonPhrase(), u"OK");
+    EXPECT_EQ(http.GetHTTPVersion(), 0x0101);
+    EXPECT_EQ(http.GetContentLength(), 5);
+    EXPECT_EQ(http.GetContentType(), u"text/xml");
+    EXPECT_EQ(Content(http), u"hello");
+    EXPECT_EQ(http.GetHeader(u"content-type"), u" text/xml");
+    EXPECT_EQ(http.GetHeader(u"CONTENT-LENGTH"), u" 5");
+    EXPECT_EQ(http.GetHeader(u"Content"), u"");
+}
+
+TEST(HttpResponse, ReplySplitIntoSingleBytesReadsTheSame) {
+    const std::string reply =
+        "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nX-A: b\r\n\r\nbody \xE9\xFF\x80 end";
+    ServerScript script;
+    for (char c : reply) {
+        script.reply.emplace_back(1, c);
+    }
+    script.pauseMs = 1;
+    LoopbackServer server(script);
+    HttpProbe http;
+    ASSERT_TRUE(Get(http, server));
+    EXPECT_EQ(http.GetStatus(), 200);
+    EXPECT_EQ(http.GetContentType(), u"text/plain");
+    EXPECT_EQ(http.GetHeader(u"x-a"), u" b");
+    EXPECT_EQ(Content(http), u"body \u00e9\u00ff\u0080 end");
+}
+
+TEST(HttpResponse, LargeBodyEndedByTheServerClosingIsReadWhole) {
+    std::string body;
+    for (int i = 0; body.size() < (3u << 20); ++i) {
+        body += static_cast<char>('a' + i % 26);
+    }
+    LoopbackServer server(Reply("HTTP/1.0 200 OK\r\n\r\n" + body));
+    HttpProbe http;
+    ASSERT_TRUE(Get(http, server));
+    WMString expected(body.begin(), body.end());
+    EXPECT_EQ(Content(http), expected);
+}
+
+TEST(HttpResponse, ValuesAreTakenAtFixedPositionsAfterTheColon) {
+    LoopbackServer server(Reply(
+        "HTTP/1.0 200 OK\r\nContent-Length:5\r\nContent-Type:text/xml\r\nX-B:  two\r\n\r\nhello"));
+    HttpProbe http;
+    ASSERT_TRUE(Get(http, server));
+    EXPECT_EQ(http.GetContentLength(), 0);
+    EXPECT_EQ(http.GetContentType(), u"");
+    EXPECT_EQ(http.GetHeader(u"content-length"), u"5");
+    EXPECT_EQ(http.GetHeader(u"x-b"), u"  two");
+    EXPECT_EQ(Content(http), u"hello");
+}
+
+TEST(HttpResponse, ReplyWithoutHttpMarkerIsVersion09AndAllBody) {
+    LoopbackServer server(Reply("<html>\r\nContent-Type: x\r\n\r\n</html>"));
+    HttpProbe http;
+    ASSERT_TRUE(Get(http, server));
+    EXPECT_EQ(http.GetHTTPVersion(), 0x0009);
+    EXPECT_EQ(http.GetStatus(), 0);
+    EXPECT_EQ(http.GetContentType(), u"");
+    EXPECT_EQ(Content(http), u"<html>\r\nContent-Type: x\r\n\r\n</html>");
+}
+
+TEST(HttpResponse, StatusLineVariants) {
+    struct Case {
+        const char* reply;
+        bool ok;
+        int status;
+        const char16_t* reason;
+    };
+    const Case cases[] = {
+        {"HTTP/1.0 204\r\n\r\n", true, 204, u""},
+        {"HTTP/1.1 404 Not Found\r\n\r\n", true, 404, u"Not"},
+        {"HTTP/1.1 abc OK\r\n\r\n", true, 0, u"OK"},
+        {"HTTP/1.1\r\n\r\n", false, 0, u""},
+        {"HTTP/x.1 200 OK\r\n\r\n", false, 0, u""},
+        {"HTTP/1 200 OK\r\n\r\n", false, 0, u""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.reply);
+        LoopbackServer server(Reply(c.reply));
+        HttpProbe http;
+        EXPECT_EQ(Get(http, server), c.ok);
+        EXPECT_EQ(http.GetStatus(), c.status);
+        EXPECT_EQ(http.GetReasonPhrase(), c.reason);
+    }
+}
+
+TEST(HttpResponse, EachRequestReplacesThePreviousResponse) {
+    HttpProbe http;
+    {
+        LoopbackServer server(Reply("HTTP/1.0 500 Oops\r\nX-Old: 1\r\n\r\nfirst"));
+        ASSERT_TRUE(Get(http, server));
+    }
+    LoopbackServer server(Reply("HTTP/1.0 200 OK\r\n\r\n"));
+    ASSERT_TRUE(Get(http, server));
+    EXPECT_EQ(http.GetStatus(), 200);
+    EXPECT_EQ(http.GetHeader(u"X-Old"), u"");
+    EXPECT_EQ(Content(http), u"");
+}
+
+TEST(HttpFailure, ConnectionRefused) {
+    HttpProbe http;
+    EXPECT_FALSE(http.SendHTTPRequest(corvane::test::UnusedPort(), u"GET", u"127.0.0.1", u"/", u"",
+                                      u"", u""));
+    EXPECT_EQ(http.LastError(), 10061);
+    EXPECT_EQ(http.GetContent(), nullptr);
+}
+
+TEST(HttpFailure, UnknownHostName) {
+    HttpProbe http;
+    EXPECT_FALSE(http.SendHTTPRequest(80, u"GET", u"no-such-host.invalid", u"/", u"", u"", u""));
+    EXPECT_EQ(http.LastError(), 10049);
+}
+
+TEST(HttpFailure, SilentServerTimesOutAfterOneWait) {
+    ServerScript script;
+    script.silent = true;
+    LoopbackServer server(script);
+    HttpProbe http(80, 300);
+    EXPECT_FALSE(Get(http, server));
+    EXPECT_EQ(http.LastError(), 258);
+    const char expected[] = "GET / HTTP/1.0\r\n\r\n\0";
+    EXPECT_EQ(server.Received(), std::string(expected, sizeof(expected) - 1));
+}
+
+TEST(HttpFailure, ServerResettingDuringALargeBodyFailsWithoutSignal) {
+    ServerScript script;
+    script.resetAfter = 64 * 1024;
+    LoopbackServer server(script);
+    HttpProbe http;
+    const WMString body(16u << 20, u'b');
+    EXPECT_FALSE(http.SendHTTPRequest(server.Port(), u"POST", u"127.0.0.1", u"/", u"", u"", body));
+    EXPECT_NE(http.LastError(), 0);
+}
+
+TEST(HttpFailure, NothingIsSentWhenStartUpFailed) {
+    HttpProbe http;
+    http.FailStartUp();
+    EXPECT_FALSE(http.SendHTTPRequest(1, u"GET", u"127.0.0.1", u"/", u"", u"", u""));
+}
+
+TEST(HttpTransfer, LargeBodyReachesASlowReaderInOrder) {
+    std::string body;
+    for (int i = 0; body.size() < (1u << 20); ++i) {
+        body += static_cast<char>('0' + i % 10);
+        if (i % 1000 == 0) {
+            body += std::to_string(i);
+        }
+    }
+    const std::string expected = "PUT /big HTTP/1.0\r\n\r\n" + body + std::string(1, '\0');
+    ServerScript script = Reply("HTTP/1.0 201 Created\r\n\r\nstored");
+    script.requestBytes = expected.size();
+    script.readChunk = 32 * 1024;
+    script.readPauseMs = 1;
+    LoopbackServer server(script);
+    HttpProbe http;
+    ASSERT_TRUE(http.SendHTTPRequest(server.Port(), u"PUT", u"127.0.0.1", u"/big", u"", u"",
+                                     WMString(body.begin(), body.end())));
+    EXPECT_EQ(http.GetStatus(), 201);
+    EXPECT_EQ(Content(http), u"stored");
+    EXPECT_TRUE(server.Received() == expected);
+}
+
+}  // namespace

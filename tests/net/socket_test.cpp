@@ -1,0 +1,164 @@
+// The connection run of the event-driven socket: handler order, the drain on close, the
+// pending-send queue, and the guards around a run.
+#include <corvane/socket.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "net/loopback_server.h"
+#include "platform/socket.h"
+
+namespace {
+
+using corvane::platform::Ipv4Address;
+using corvane::test::LoopbackServer;
+using corvane::test::ServerScript;
+
+Ipv4Address Loopback(int port) {
+    const unsigned char address[4] = {127, 0, 0, 1};
+    return Ipv4Address(address, port);
+}
+
+// Records the handler calls; sends `chunks` on the first write event and reads with Recv.
+class Recorder : public WMWinSocket2 {
+public:
+    explicit Recorder(unsigned long timeout = 3000) : WMWinSocket2(timeout) {}
+
+    bool OnSockConnect() override {
+        log += "connect;";
+        return true;
+    }
+    bool OnSockWrite() override {
+        if (!wrote) {
+            wrote = true;
+            for (std::string& chunk : chunks) {
+                sent = Send(chunk.data(), static_cast<int>(chunk.size())) && sent;
+                queuedAfterSend.push_back(m_pendingSends.size());
+            }
+        }
+        return true;
+    }
+    bool OnSockRead(bool& more) override {
+        char buffer[7];
+        int received = 0;
+        const bool ok = Recv(buffer, sizeof(buffer), &received);
+        more = received > 0;
+        if (received > 0) {
+            data.append(buffer, static_cast<std::size_t>(received));
+        }
+        log += more ? "read;" : "end;";
+        return ok;
+    }
+    void OnSockClose() override { log += "close;"; }
+
+    int LastError() const { return m_nLastError; }
+
+    std::vector<std::string> chunks;
+    std::vector<std::size_t> queuedAfterSend;
+    bool wrote = false;
+    bool sent = true;
+    std::string data;
+    std::string log;
+};
+
+TEST(SocketRun, PeerClosingRightAfterSendingIsDrainedBeforeClose) {
+    ServerScript script;
+    script.requestBytes = 4;
+    script.reply = {"abcdefghijklmnopqrstuvwxyz"};
+    LoopbackServer server(script);
+    Recorder socket;
+    socket.chunks = {"ping"};
+    Ipv4Address address = Loopback(server.Port());
+    ASSERT_TRUE(socket.Connect(address.Get(), 0));
+    EXPECT_EQ(server.Received(), "ping");
+    EXPECT_EQ(socket.data, "abcdefghijklmnopqrstuvwxyz");
+    EXPECT_EQ(socket.log.rfind("connect;", 0), 0u);
+    EXPECT_EQ(socket.log.substr(socket.log.size() - 10), "end;close;");
+    EXPECT_FALSE(socket.IsConnected());
+    EXPECT_EQ(socket.LastError(), 0);
+}
+
+TEST(SocketRun, LargeSendIsQueuedAndLaterSendsKeepTheirOrder) {
+    std::string big(4u << 20, 'A');
+    for (std::size_t i = 0; i < big.size(); i += 4096) {
+        big[i] = static_cast<char>('a' + (i / 4096) % 26);
+    }
+    const std::string expected = big + "B" + "CC";
+    ServerScript script;
+    script.requestBytes = expected.size();
+    script.readChunk = 64 * 1024;  // with a small receive buffer: the client must queue
+    script.reply = {"done"};
+    LoopbackServer server(script);
+    Recorder socket;
+    socket.chunks = {big, "B", "CC"};
+    Ipv4Address address = Loopback(server.Port());
+    ASSERT_TRUE(socket.Connect(address.Get(), 0));
+    EXPECT_TRUE(socket.sent);
+    ASSERT_EQ(socket.queuedAfterSend.size(), 3u);
+    EXPECT_EQ(socket.queuedAfterSend[0], 1u);  // the rest of the first send waits
+    EXPECT_EQ(socket.queuedAfterSend[2], 3u);  // the next ones line up behind it
+    EXPECT_TRUE(server.Received() == expected);
+    EXPECT_EQ(socket.data, "done");
+}
+
+TEST(SocketRun, HandlerThatNeverReadsStillEndsOnClose) {
+    // A read event is not repeated until the handler receives, and the drain stops when a
+    // handler reads nothing: the base handlers cannot spin.
+    LoopbackServer server(ServerScript{1, {"unread data"}, 0, false, 0, 0, 0});
+    struct Writer : WMWinSocket2 {
+        Writer() : WMWinSocket2(3000) {}
+        bool OnSockWrite() override {
+            char byte = 'x';
+            return Send(&byte, 1);
+        }
+    } socket;
+    Ipv4Address address = Loopback(server.Port());
+    EXPECT_TRUE(socket.Connect(address.Get(), 0));
+}
+
+TEST(SocketRun, SilentPeerFailsWith258) {
+    ServerScript script;
+    script.requestBytes = 1;
+    script.silent = true;
+    LoopbackServer server(script);
+    Recorder socket(200);
+    socket.chunks = {"?"};
+    Ipv4Address address = Loopback(server.Port());
+    EXPECT_FALSE(socket.Connect(address.Get(), 0));
+    EXPECT_EQ(socket.LastError(), 258);
+    EXPECT_FALSE(socket.IsConnected());
+}
+
+TEST(SocketRun, GuardsBeforeARun) {
+    struct Nested : Recorder {
+        bool OnSockConnect() override {
+            nested = Connect(target, 0);
+            nestedError = LastError();
+            return false;
+        }
+        sockaddr_in* target = nullptr;
+        bool nested = true;
+        int nestedError = 0;
+    } socket;
+    LoopbackServer server(ServerScript{});
+    Ipv4Address address = Loopback(server.Port());
+    socket.target = address.Get();
+    EXPECT_TRUE(socket.Connect(address.Get(), 0));
+    EXPECT_FALSE(socket.nested);
+    EXPECT_EQ(socket.nestedError, 10056);
+
+    Recorder refused;
+    Ipv4Address nowhere = Loopback(corvane::test::UnusedPort());
+    EXPECT_FALSE(refused.Connect(nowhere.Get(), 0));
+    EXPECT_EQ(refused.LastError(), 10061);
+
+    struct NotStarted : Recorder {
+        NotStarted() { m_bInitialized = false; }
+    } notStarted;
+    EXPECT_FALSE(notStarted.IsInitialized());
+    EXPECT_FALSE(notStarted.Connect(address.Get(), 0));
+    EXPECT_EQ(notStarted.LastError(), 10093);
+}
+
+}  // namespace
