@@ -1,0 +1,182 @@
+#include <corvane/message.h>
+#include <corvane/xml.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+WMSOAPStructMember Str(WMString const& name, WMString const& value) {
+    return WMSOAPStructMember(name, value);
+}
+
+TEST(MessageSetup, NewMessageStateAndInitialize) {
+    WMSOAPMessage message;
+    EXPECT_TRUE(message.IsLocalFault());
+    EXPECT_FALSE(message.IsSOAPFault());
+    EXPECT_FALSE(message.IsLiteralFault());
+    EXPECT_FALSE(message.IsRequestPhase());
+    EXPECT_FALSE(message.UseExplicitTyping());
+    EXPECT_TRUE(message.IsDefaultActor());
+    EXPECT_FALSE(message.IsIntermediary());
+    EXPECT_TRUE(message.IsRPCStyle());
+    EXPECT_TRUE(message.CheckMustUnderstand());
+
+    message.SetBuffer(u"<kept/>");
+    EXPECT_TRUE(message.Initialize(nullptr, 0, u"svc", u"port", u"", u"\"act\"", u"", true));
+    EXPECT_EQ(*message.GetBufferPtr(), u"<kept/>");
+    EXPECT_TRUE(message.IsRequestPhase());
+    EXPECT_TRUE(message.UseExplicitTyping());
+    EXPECT_EQ(message.GetServiceName(), u"svc");
+    EXPECT_EQ(message.GetPortName(), u"port");
+    EXPECT_EQ(message.GetSOAPAction(), u"\"act\"");
+
+    // The length is not consulted: the text runs to its terminating zero.
+    WMChar text[] = u"<a>longer</a>";
+    message.Initialize(text, 3, u"", u"", u"urn:me", u"", u"http://next/", false);
+    EXPECT_EQ(*message.GetBufferPtr(), u"<a>longer</a>");
+    EXPECT_EQ(message.GetBufferLength(), 13u);
+    EXPECT_FALSE(message.IsDefaultActor());
+    EXPECT_TRUE(message.IsIntermediary());
+    message.SetActorURI(u"");
+    EXPECT_TRUE(message.IsDefaultActor());
+}
+
+TEST(MessageFault, FlagsMoveAsFaultsAreSetAndCleared) {
+    WMSOAPMessage message;
+    message.SetLocalFaultFlag(false);  // a received fault
+    message.SetSOAPFaultLit(u"<SOAP-ENV:Body/>", u"enc");
+    EXPECT_TRUE(message.IsSOAPFault());
+    EXPECT_TRUE(message.IsLiteralFault());
+    WMString xml;
+    ASSERT_TRUE(message.GetBodyElemLit(xml));  // one slot for the literal body and fault
+    EXPECT_EQ(xml, u"<SOAP-ENV:Body/>");
+
+    message.SetSOAPFault(u"SOAP-ENV:Client", u"bad", u"urn:actor", true);
+    EXPECT_FALSE(message.IsLiteralFault());
+    EXPECT_FALSE(message.IsLocalFault());  // left as it was
+    EXPECT_EQ(message.GetSOAPFaultCode(), u"SOAP-ENV:Client");
+    EXPECT_EQ(message.GetSOAPFaultString(), u"bad");
+    EXPECT_EQ(message.GetSOAPFaultActor(), u"urn:actor");
+    EXPECT_TRUE(message.GetSOAPFaultNeedDetail());
+
+    WMSOAPStructMember value = Str(u"v", u"x");
+    message.AddFaultDetailElem(u"urn:d", u"why", value);
+    message.AddFaultHeaderElem(u"urn:h", u"h", value, true, u"");
+    message.AddFaultHeaderElemLit(u"urn:h", u"l", u"<l/>", false, u"", u"");
+    message.ClearSOAPFault();
+    EXPECT_FALSE(message.IsSOAPFault());
+    EXPECT_TRUE(message.IsLocalFault());
+    EXPECT_FALSE(message.GetSOAPFaultNeedDetail());
+    EXPECT_EQ(message.GetSOAPFaultCode(), u"");
+    EXPECT_EQ(message.GetNumFaultDetailElems(), 0);
+    EXPECT_EQ(message.GetNumFaultHeaderElems(), 0);
+    EXPECT_EQ(message.GetNumFaultHeaderElemsLit(), 0);
+    // The literal body is not part of the fault and stays.
+    EXPECT_TRUE(message.GetBodyElemLit(xml));
+
+    WMSOAPMessage fresh;
+    EXPECT_FALSE(fresh.GetBodyElemLit(xml));
+    EXPECT_EQ(xml, u"<SOAP-ENV:Body/>");
+}
+
+TEST(MessageEntries, LookUpMatchesNamespaceAndNameExactly) {
+    WMSOAPMessage message;
+    WMSOAPStructMember first = Str(u"v", u"first");
+    WMSOAPStructMember second = Str(u"v", u"second");
+    message.AddHeaderElem(u"urn:a", u"auth", false, first, u"");
+    message.AddHeaderElem(u"urn:a", u"auth", true, second, u"");
+    WMSOAPStructMember out;
+    EXPECT_FALSE(message.GetHeaderElem(u"urn:b", u"auth", out));
+    EXPECT_FALSE(message.GetHeaderElem(u"urn:a", u"Auth", out));
+    ASSERT_TRUE(message.GetHeaderElem(u"urn:a", u"auth", out));
+    EXPECT_EQ(out.StringValue(), u"first");
+
+    message.AddHeaderElemLit(u"urn:a", u"raw", u"<a:raw xmlns:a='urn:a'/>", true, u"x", u"");
+    WMString xml;
+    EXPECT_FALSE(message.GetHeaderElemLit(u"", u"raw", xml));
+    ASSERT_TRUE(message.GetHeaderElemLit(u"urn:a", u"raw", xml));
+    EXPECT_EQ(xml, u"<a:raw xmlns:a='urn:a'/>");
+
+    message.AddFaultDetailElem(u"urn:d", u"info", first);
+    EXPECT_FALSE(message.GetFaultDetailElem(u"urn:x", u"info", out));
+    EXPECT_TRUE(message.GetFaultDetailElem(u"urn:d", u"info", out));
+
+    message.ClearHeaderElems();  // encoded and literal alike
+    EXPECT_EQ(message.GetNumHeaderElems(), 0);
+    EXPECT_EQ(message.GetNumHeaderElemsLit(), 0);
+}
+
+TEST(MessageEntries, IterationKeepsOrderAndStopsAtTheEnd) {
+    WMSOAPMessage message;
+    message.AddMethodParam(u"", u"x", WMSOAPStructMember(u"x", 1), true, false);
+    message.AddMethodParam(u"", u"x", WMSOAPStructMember(u"x", 2), false, true);
+    EXPECT_EQ(message.GetNumMethodParams(), 2);
+
+    WMString ns, name;
+    WMSOAPStructMember value;
+    bool in = false, out = false;
+    long position = 7;
+    ASSERT_TRUE(message.GetFirstMethodParam(ns, name, value, in, out, position));
+    EXPECT_EQ(position, 0);
+    EXPECT_EQ(value.LongValue(), 1);
+    EXPECT_TRUE(in);
+    EXPECT_FALSE(out);
+    ASSERT_TRUE(message.GetNextMethodParam(ns, name, value, in, out, position));
+    EXPECT_EQ(position, 1);
+    EXPECT_EQ(name, u"x");
+    EXPECT_EQ(value.LongValue(), 2);
+    EXPECT_TRUE(out);
+    EXPECT_FALSE(message.GetNextMethodParam(ns, name, value, in, out, position));
+    EXPECT_EQ(position, 1);
+    EXPECT_EQ(value.LongValue(), 2);
+
+    WMString xml, actor, style;
+    bool mustUnderstand = false;
+    EXPECT_FALSE(
+        message.GetFirstHeaderElemLit(ns, name, xml, mustUnderstand, actor, style, position));
+    EXPECT_EQ(position, 1);
+    message.AddFaultHeaderElemLit(u"urn:h", u"a", u"<a/>", true, u"urn:act", u"urn:enc");
+    ASSERT_TRUE(
+        message.GetFirstFaultHeaderElemLit(ns, name, xml, mustUnderstand, actor, style, position));
+    EXPECT_EQ(ns, u"urn:h");
+    EXPECT_EQ(xml, u"<a/>");
+    EXPECT_TRUE(mustUnderstand);
+    EXPECT_EQ(actor, u"urn:act");
+    EXPECT_EQ(style, u"urn:enc");
+    EXPECT_FALSE(
+        message.GetNextFaultHeaderElemLit(ns, name, xml, mustUnderstand, actor, style, position));
+
+    message.ClearMethodParams();
+    EXPECT_FALSE(message.GetFirstMethodParam(ns, name, value, in, out, position));
+}
+
+TEST(MessageCopy, CopiesAreDeepAndIndependent) {
+    WMSOAPMessage original;
+    WMSOAPStructMember value = Str(u"v", u"one");
+    original.AddHeaderElem(u"urn:a", u"h", true, value, u"actor");
+    original.SetBodyElemLit(u"<b/>", u"");
+    original.SetMethodName(u"Add");
+    original.SetRootElement(new WMXMLElement(u"root"));
+
+    WMSOAPMessage copy(original);
+    copy.ClearHeaderElems();
+    copy.SetBodyElemLit(u"<c/>", u"");
+    EXPECT_EQ(original.GetNumHeaderElems(), 1);
+    WMString xml;
+    original.GetBodyElemLit(xml);
+    EXPECT_EQ(xml, u"<b/>");
+    EXPECT_EQ(copy.GetMethodName(), u"Add");
+
+    WMXMLElement* root = copy.DetachRootElement();
+    ASSERT_NE(root, nullptr);
+    EXPECT_EQ(root->GetQualifiedName(), u"root");
+    EXPECT_EQ(copy.DetachRootElement(), nullptr);
+    delete root;
+
+    copy = original;
+    EXPECT_EQ(copy.GetNumHeaderElems(), 1);
+    copy.GetBodyElemLit(xml);
+    EXPECT_EQ(xml, u"<b/>");
+}
+
+}  // namespace
