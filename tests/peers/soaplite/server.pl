@@ -7,8 +7,13 @@
 # Usage: server.pl PORT LIFETIME_SECONDS
 # Listens on 127.0.0.1:PORT, exits after LIFETIME_SECONDS or on SIGTERM.
 # echoString with the input "raise-fault" answers a SOAP fault with code, string, actor and detail.
+# GET /?wsdl or /round2_base.wsdl, and /round2_groupB.wsdl, answer the WSDL with its soap:address
+# rewritten to this server.
 use strict;
 use warnings;
+use File::Basename qw(dirname);
+use File::Spec;
+use HTTP::Response;
 use SOAP::Lite;
 use SOAP::Transport::HTTP;
 
@@ -134,6 +139,22 @@ package main;
 my ($port, $lifetime) = @ARGV;
 die "usage: $0 PORT LIFETIME_SECONDS\n" unless defined $lifetime && $port =~ /^\d+$/;
 
+my $wsdl_dir = File::Spec->catdir(dirname(File::Spec->rel2abs(__FILE__)), '..', '..', 'data', 'wsdl');
+
+# The WSDL named by a GET request, with its address made absolute; undef for any other request.
+sub wsdl_for {
+    my ($request) = @_;
+    return undef unless $request->method eq 'GET';
+    my ($path, $query) = ($request->uri->path, $request->uri->query // '');
+    my $name = lc $query eq 'wsdl' || $path eq '/round2_base.wsdl' ? 'round2_base'
+             : $path eq '/round2_groupB.wsdl' ? 'round2_groupB'
+             : return undef;
+    open my $file, '<:raw', File::Spec->catfile($wsdl_dir, "$name.wsdl") or return undef;
+    my $text = do { local $/; <$file> };
+    $text =~ s{(<soap:address\s+location=")[^"]*(")}{$1http://127.0.0.1:$port/$name.inc$2};
+    return $text;
+}
+
 $SIG{TERM} = $SIG{INT} = sub { exit 0 };
 alarm $lifetime;
 
@@ -144,4 +165,22 @@ my $daemon = SOAP::Transport::HTTP::Daemon->new(
 # "uri#method". Methods are found by the body namespace instead.
 $daemon->on_action(sub { });
 $daemon->dispatch_with({ 'http://soapinterop.org/' => 'Round2' });
-$daemon->handle;
+
+# SOAP::Transport::HTTP::Daemon::handle, with WSDL documents answered before SOAP dispatch.
+while (my $connection = $daemon->accept) {
+    while (my $request = $connection->get_request) {
+        my $wsdl = wsdl_for($request);
+        my $response;
+        if (defined $wsdl) {
+            $response = HTTP::Response->new(
+                200, 'OK', [ 'Content-Type' => 'text/xml; charset=utf-8' ], $wsdl);
+        } else {
+            $daemon->request($request);
+            $daemon->SOAP::Transport::HTTP::Server::handle;
+            $response = $daemon->response;
+        }
+        local $SIG{PIPE} = 'IGNORE';
+        $connection->send_response($response);
+    }
+    $connection->close;
+}
