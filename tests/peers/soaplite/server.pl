@@ -72,9 +72,11 @@ sub echoBase64 { return scalar_of('outputBase64', 'base64Binary', $_[1]) }
 sub echoDate { return scalar_of('outputDate', 'dateTime', $_[1]) }
 sub echoHexBinary { return scalar_of('outputHexBinary', 'hexBinary', $_[1]) }
 sub echoDecimal { return scalar_of('outputDecimal', 'decimal', $_[1]) }
+# A boolean typed as a string arrives as its text, and the text "false" is true to Perl.
 sub echoBoolean {
     my (undef, $b) = @_;
-    return scalar_of('outputBoolean', 'boolean', $b ? 'true' : 'false');
+    my $false = !defined $b || $b =~ /^\s*(?:0|false|)\s*$/i;
+    return scalar_of('outputBoolean', 'boolean', $false ? 'false' : 'true');
 }
 sub echoStruct { return struct_of('outputStruct', $_[1]) }
 
