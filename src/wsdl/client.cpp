@@ -2,18 +2,21 @@
 
 #include "wsdl/description.h"
 #include "wsdl/frame.h"
+#include "wsdl/queries.h"
 
 #include <climits>
 #include <vector>
 
 using corvane::QName;
 using corvane::WStringView;
+using corvane::detail::ElementType;
+using corvane::detail::FindComplexType;
+using corvane::detail::FindGlobalElement;
+using corvane::detail::MemberSequences;
+using corvane::detail::MessagePartType;
+using corvane::detail::PartType;
 
 namespace {
-
-// Reference chains (ref to an element that is itself a ref ...) and derivation chains are
-// followed this far at most, so that a cyclic schema cannot loop.
-constexpr int kMaxChain = 16;
 
 const WMString kDocumentStyle = u"document";
 
@@ -55,75 +58,6 @@ void SplitHttpLocation(const WMString& location, WMString& host, int& port, WMSt
 WMString DirectoryOf(const WMString& location) {
     std::size_t slash = location.rfind(u'/');
     return slash == WMString::npos ? WMString() : location.substr(0, slash + 1);
-}
-
-const WMSchemaElemHandler* FindGlobalElement(const WMDefinitionsHandler& defs, const QName& name) {
-    const WMSchemaHandler* schema = defs.GetTypes().FindSchema(name.ns);
-    return schema ? schema->FindElement(name.local, name.ns) : nullptr;
-}
-
-const WMSchemaComplexTypeHandler* FindComplexType(const WMDefinitionsHandler& defs,
-                                                  WStringView local, WStringView ns) {
-    const WMSchemaHandler* schema = defs.GetTypes().FindSchema(ns);
-    return schema ? schema->FindComplexType(local, ns) : nullptr;
-}
-
-// The type of an element; one declared by `ref` takes the type of the referenced element.
-const QName* ElementType(const WMDefinitionsHandler& defs, const WMSchemaElemHandler* element) {
-    for (int i = 0; element && i < kMaxChain; ++i) {
-        if (!element->IsRef()) {
-            return &element->GetType();
-        }
-        element = FindGlobalElement(defs, element->GetType());
-    }
-    return nullptr;
-}
-
-// The type of a message part: its `type`, or else the type of the global element its
-// `element` names.
-bool PartType(const WMDefinitionsHandler& defs, const WMMessagePartHandler* part,
-              WMString& typeName, WMString& typeNS) {
-    if (!part) {
-        return false;
-    }
-    if (!part->GetType().local.empty()) {
-        typeName = part->GetType().local;
-        typeNS = part->GetType().ns;
-        return true;
-    }
-    const WMSchemaElemHandler* element = FindGlobalElement(defs, part->GetElement());
-    if (!element || element->GetType().local.empty()) {
-        return false;
-    }
-    typeName = element->GetType().local;
-    typeNS = element->GetType().ns;
-    return true;
-}
-
-bool MessagePartType(const WMDefinitionsHandler& defs, const WMMessageHandler* message,
-                     const WMString& part, WMString& typeName, WMString& typeNS) {
-    return message && PartType(defs, corvane::FindIn(message->GetParts(), part), typeName, typeNS);
-}
-
-// The sequences whose elements are the members of a struct type, base-most first. An extension
-// adds its elements after those of its base (the order of an instance of the derived type); a
-// restriction restates the content, so its sequence stands alone.
-std::vector<const WMSequenceHandler*> MemberSequences(const WMDefinitionsHandler& defs,
-                                                      const WMSchemaComplexTypeHandler* type) {
-    std::vector<const WMSequenceHandler*> sequences;
-    for (int i = 0; type && i < kMaxChain; ++i) {
-        const WMComplexContentHandler* content = type->GetComplexContent();
-        const WMDerivationHandler* derivation = content ? content->GetDerivation() : nullptr;
-        const WMSequenceHandler* own = type->GetEffectiveSequence();
-        if (own) {
-            sequences.push_back(own);
-        }
-        if (!derivation || !dynamic_cast<const WMExtensionHandler*>(derivation)) {
-            break;
-        }
-        type = FindComplexType(defs, derivation->GetBase().local, derivation->GetBase().ns);
-    }
-    return {sequences.rbegin(), sequences.rend()};
 }
 
 const WMSchemaElemHandler* MemberAt(const std::vector<const WMSequenceHandler*>& sequences,
