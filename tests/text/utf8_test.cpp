@@ -85,6 +85,15 @@ TEST(WideStringToUTF8, ZeroUnitsAreCountedButNotAppended) {
     EXPECT_EQ(WideStringToUTF8(text.data(), 3, out), 3);
     EXPECT_EQ(out, "ab");
 
+    for (std::size_t at = 0; at < 12; ++at) {  // a zero in every place of a run of ASCII
+        WMString run = u"abcdefghijkl";
+        run[at] = u'\0';
+        std::string expected = "abcdefghijkl";
+        expected.erase(at, 1);
+        EXPECT_EQ(WideStringToUTF8(run, out), 12);
+        EXPECT_EQ(out, expected);
+    }
+
     // The malloc form copies every encoded byte, the zero included.
     char* buf = nullptr;
     ASSERT_EQ(WideStringToUTF8(text.data(), 3, &buf), 3);
