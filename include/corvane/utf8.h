@@ -2,7 +2,8 @@
 //
 // The conversion works on single code units: surrogate pairs are neither joined nor produced.
 // A lone surrogate is written as its own 3-byte sequence, and 4- to 6-byte sequences decode to
-// the low 16 bits of their value. Every function reports failure by returning 0.
+// the low 16 bits of their value. Every function reports failure by returning 0; a string
+// whose result would not fit in an int is refused that way too, without output.
 #ifndef CORVANE_UTF8_H
 #define CORVANE_UTF8_H
 

@@ -2,6 +2,7 @@
 // definition (sequences of up to six bytes).
 #include <corvane/utf8.h>
 
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -74,9 +75,12 @@ constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
 constexpr std::uint64_t kLaneOnes = 0x0001000100010001ULL;
 constexpr std::uint64_t kLaneHighBits = 0xFF80FF80FF80FF80ULL;
 
+// Results are counts in an int: longer inputs are refused rather than miscounted.
+constexpr std::size_t kMaxCount = static_cast<std::size_t>(INT_MAX);
+
 int DecodeString(unsigned char const* in, std::size_t length, WMString& out) {
     out.clear();
-    if (in == nullptr || length == 0) {
+    if (in == nullptr || length == 0 || length > kMaxCount) {
         return 0;
     }
     out.resize(length);  // never more code units than bytes
@@ -130,6 +134,9 @@ int EncodeString(WMChar const* text, std::size_t length, std::string& out) {
         std::uint32_t const c = text[i];
         counted += 1 + (c > kRows[0].largest) + (c > kRows[1].largest);
         zeros += c == 0;
+    }
+    if (counted > kMaxCount) {
+        return 0;
     }
     // Sized exactly in one step: no growth while appending.
     out.resize(counted - zeros);
@@ -190,6 +197,9 @@ int WideStringToUTF8(WMChar const* text, unsigned long length, char** out) {
     std::size_t bytes = 0;
     for (unsigned long i = 0; i < length; ++i) {
         bytes += static_cast<std::size_t>(corvane::EncodedLength(text[i]));
+    }
+    if (bytes > corvane::kMaxCount) {
+        return 0;
     }
     auto* buffer = static_cast<unsigned char*>(std::malloc(bytes));
     *out = reinterpret_cast<char*>(buffer);
