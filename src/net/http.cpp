@@ -21,6 +21,7 @@ constexpr std::size_t kMaxResponseUnits = 128u * 1024 * 1024;
 // Send takes an int length: larger requests go out in pieces, queued in order.
 constexpr std::size_t kMaxSendPiece = 1u << 30;
 constexpr int kHttpsPort = 443;
+constexpr int kSslZeroReturn = 6;
 
 bool IsSpace(WMChar c) {
     return c == u' ' || (c >= u'\t' && c <= u'\r');
@@ -356,7 +357,8 @@ bool WMHTTPRequestSock::ReadTLS(bool& more) {
             return false;
         }
     }
-    return true;
+    // The peer's close notification ends the response even while its socket stays open.
+    return DynSSL::SSL_get_error(m_ssl, received) != kSslZeroReturn;
 }
 
 void WMHTTPRequestSock::OnSockClose() {}

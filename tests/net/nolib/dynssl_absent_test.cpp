@@ -1,0 +1,43 @@
+// OpenSSL is installed on the system but not beside this executable: the loader must not
+// use it, and every forwarder answers 1. A directory set afterwards is loaded from.
+#include <corvane/dynssl.h>
+#include <corvane/http.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+namespace {
+
+class HttpProbe : public WMHTTPRequestSock {
+public:
+    HttpProbe() : WMHTTPRequestSock(80, 2000) {}
+    int LastError() const { return m_nLastError; }
+};
+
+ssl_ctx_st* One() {
+    return reinterpret_cast<ssl_ctx_st*>(std::uintptr_t{1});
+}
+
+TEST(TlsLoaderWithoutLibraries, ForwardersAnswerOneAndTlsConnectionsFail) {
+    EXPECT_EQ(DynSSL::SSL_library_init(), 1);
+    EXPECT_EQ(DynSSL::m_bLoadSuccess, 0);
+    EXPECT_EQ(DynSSL::m_hLibeay32Instance, nullptr);
+    EXPECT_EQ(DynSSL::m_SSL_library_init, nullptr);
+    EXPECT_EQ(DynSSL::SSL_CTX_new(nullptr), One());
+    EXPECT_EQ(DynSSL::ERR_get_error(), 1u);
+    EXPECT_EQ(DynSSL::SSL_ctrl(nullptr, 0, 0, nullptr), 1);
+
+    // No handshake can happen: the connection fails at TLS set-up, with the 1 that the
+    // missing ERR_get_error answers as its code.
+    HttpProbe http;
+    EXPECT_FALSE(http.SendHTTPRequest(443, u"GET", u"127.0.0.1", u"/", u"", u"", u""));
+    EXPECT_EQ(http.LastError(), 1);
+
+    // The loader retries while nothing has been loaded, from the directory now given.
+    DynSSL::SetLibraryDirectory(CORVANE_TLS_LIBRARY_DIR);
+    EXPECT_EQ(DynSSL::SSL_library_init(), 1);
+    EXPECT_EQ(DynSSL::m_bLoadSuccess, 1);
+    EXPECT_NE(DynSSL::m_SSL_library_init, nullptr);
+}
+
+}  // namespace
