@@ -45,6 +45,7 @@ private:
     void OnSockClose() override;
     bool ReadTLS(bool& more);
     bool Append(char const* bytes, long count);
+    bool Reserve(std::size_t capacity);
 
     int m_nDefaultPort;
     WMString m_contentType;
@@ -55,9 +56,12 @@ private:
     WMString m_statusCode;
     WMString m_reasonPhrase;
     std::vector<char> m_receiveBuffer;
-    WMString m_content;  // before the header block is complete: everything received
-    bool m_bHaveContent;
-    std::size_t m_lineStart;   // where the next header line begins in m_content
+    // malloc/realloc-grown (large blocks grow without copying), always zero-terminated; before
+    // the header block is complete it holds everything received, afterwards only the body.
+    WMChar* m_pContent;
+    std::size_t m_nContentSize;
+    std::size_t m_nContentCapacity;
+    std::size_t m_lineStart;   // where the next header line begins in the content
     std::size_t m_searchFrom;  // where ReadHeader goes on looking for a line end
     std::list<WMString> m_headerLines;
     bool m_bHeadersComplete;

@@ -4,6 +4,10 @@
 
 #include <climits>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
 
 #include "net/network_events.h"
 #include "net/tls.h"
@@ -18,6 +22,7 @@ namespace platform = corvane::platform;
 constexpr std::size_t kReceiveBufferSize = 64 * 1024;
 // A response beyond this fails instead of exhausting memory (bad or endless peers).
 constexpr std::size_t kMaxResponseUnits = 128u * 1024 * 1024;
+constexpr std::size_t kMaxPresizeUnits = 32u * 1024 * 1024;
 // Send takes an int length: larger requests go out in pieces, queued in order.
 constexpr std::size_t kMaxSendPiece = 1u << 30;
 constexpr int kHttpsPort = 443;
@@ -75,6 +80,15 @@ bool EqualsIgnoringCase(WMChar const* a, std::size_t length, WMChar const* b) {
     return b[i] == 0;
 }
 
+// The position of `c` in text[from, size), or WMString::npos.
+std::size_t Find(WMChar const* text, std::size_t size, std::size_t from, WMChar c) {
+    if (from >= size) {
+        return WMString::npos;
+    }
+    WMChar const* found = std::char_traits<WMChar>::find(text + from, size - from, c);
+    return found == nullptr ? WMString::npos : static_cast<std::size_t>(found - text);
+}
+
 WMString Hex(unsigned value) {
     char digits[8];
     std::snprintf(digits, sizeof(digits), "%X", value);
@@ -91,7 +105,9 @@ WMHTTPRequestSock::WMHTTPRequestSock(int defaultPort, unsigned long timeout)
       m_nMinorVersion(0),
       m_bStatusLineSeen(false),
       m_receiveBuffer(kReceiveBufferSize),
-      m_bHaveContent(false),
+      m_pContent(nullptr),
+      m_nContentSize(0),
+      m_nContentCapacity(0),
       m_lineStart(0),
       m_searchFrom(0),
       m_bHeadersComplete(false),
@@ -110,8 +126,9 @@ WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
       m_statusCode(other.m_statusCode),
       m_reasonPhrase(other.m_reasonPhrase),
       m_receiveBuffer(kReceiveBufferSize),
-      m_content(other.m_content),
-      m_bHaveContent(other.m_bHaveContent),
+      m_pContent(nullptr),
+      m_nContentSize(0),
+      m_nContentCapacity(0),
       m_lineStart(other.m_lineStart),
       m_searchFrom(other.m_searchFrom),
       m_headerLines(other.m_headerLines),
@@ -125,6 +142,16 @@ WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
       m_bFailed(other.m_bFailed) {
     for (auto const& entry : other.m_hostCache) {
         m_hostCache.emplace(entry.first, std::make_unique<WMHostEnt>(*entry.second));
+    }
+    if (other.m_pContent != nullptr) {
+        const std::size_t bytes = (other.m_nContentSize + 1) * sizeof(WMChar);
+        m_pContent = static_cast<WMChar*>(std::malloc(bytes));
+        if (m_pContent == nullptr) {
+            throw std::bad_alloc();
+        }
+        std::memcpy(m_pContent, other.m_pContent, bytes);
+        m_nContentSize = other.m_nContentSize;
+        m_nContentCapacity = other.m_nContentSize;
     }
 }
 
@@ -140,8 +167,9 @@ WMHTTPRequestSock& WMHTTPRequestSock::operator=(WMHTTPRequestSock const& other) 
         m_bStatusLineSeen = copy.m_bStatusLineSeen;
         m_statusCode = std::move(copy.m_statusCode);
         m_reasonPhrase = std::move(copy.m_reasonPhrase);
-        m_content = std::move(copy.m_content);
-        m_bHaveContent = copy.m_bHaveContent;
+        std::swap(m_pContent, copy.m_pContent);
+        std::swap(m_nContentSize, copy.m_nContentSize);
+        std::swap(m_nContentCapacity, copy.m_nContentCapacity);
         m_lineStart = copy.m_lineStart;
         m_searchFrom = copy.m_searchFrom;
         m_headerLines = std::move(copy.m_headerLines);
@@ -158,7 +186,9 @@ WMHTTPRequestSock& WMHTTPRequestSock::operator=(WMHTTPRequestSock const& other) 
     return *this;
 }
 
-WMHTTPRequestSock::~WMHTTPRequestSock() = default;
+WMHTTPRequestSock::~WMHTTPRequestSock() {
+    std::free(m_pContent);
+}
 
 bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMString const& host,
                                         WMString const& path, WMString const& query,
@@ -213,8 +243,10 @@ bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMStri
 
 void WMHTTPRequestSock::Clear() {
     m_headerLines.clear();
-    WMString().swap(m_content);
-    m_bHaveContent = false;
+    std::free(m_pContent);
+    m_pContent = nullptr;
+    m_nContentSize = 0;
+    m_nContentCapacity = 0;
     m_contentType.clear();
     m_nContentLength = 0;
     m_statusCode.clear();
@@ -247,7 +279,7 @@ WMString WMHTTPRequestSock::GetContentType() {
 }
 
 WMChar* WMHTTPRequestSock::GetContent() {
-    return m_bHaveContent ? &m_content[0] : nullptr;
+    return m_pContent;
 }
 
 WMString WMHTTPRequestSock::GetHeader(WMChar const* name) {
@@ -364,17 +396,36 @@ bool WMHTTPRequestSock::ReadTLS(bool& more) {
 void WMHTTPRequestSock::OnSockClose() {}
 
 bool WMHTTPRequestSock::Append(char const* bytes, long count) {
-    if (m_content.size() + static_cast<std::size_t>(count) > kMaxResponseUnits) {
+    const std::size_t added = static_cast<std::size_t>(count);
+    if (m_nContentSize + added > kMaxResponseUnits) {
         m_nLastError = platform::kErrNoBuffers;
         m_bFailed = true;
         return false;
     }
-    platform::AnsiToWide(bytes, static_cast<std::size_t>(count), m_content);
-    m_bHaveContent = true;
+    if (m_nContentSize + added + 1 > m_nContentCapacity) {
+        std::size_t capacity = m_nContentCapacity < 4096 ? 4096 : m_nContentCapacity * 2;
+        if (!Reserve(capacity < m_nContentSize + added + 1 ? m_nContentSize + added + 1
+                                                           : capacity)) {
+            return false;
+        }
+    }
+    platform::AnsiToWide(bytes, added, m_pContent + m_nContentSize);
+    m_nContentSize += added;
+    m_pContent[m_nContentSize] = 0;
     if (!m_bHeadersComplete) {
         if (ReadHeader()) {
             if (m_nMajorVersion >= 1) {
                 ParseHeader();
+                // An announced length sizes the buffer at once; the announcement is the peer's
+                // word only, so it is capped.
+                if (m_nContentLength > 0) {
+                    const std::size_t announced = static_cast<std::size_t>(m_nContentLength);
+                    const std::size_t wanted =
+                        (announced < kMaxPresizeUnits ? announced : kMaxPresizeUnits) + 1;
+                    if (wanted > m_nContentCapacity && !Reserve(wanted)) {
+                        return false;
+                    }
+                }
             }
         } else if (m_bFailed) {
             return false;
@@ -383,18 +434,29 @@ bool WMHTTPRequestSock::Append(char const* bytes, long count) {
     return true;
 }
 
+bool WMHTTPRequestSock::Reserve(std::size_t capacity) {
+    void* grown = std::realloc(m_pContent, capacity * sizeof(WMChar));
+    if (grown == nullptr) {
+        m_nLastError = platform::kErrNoBuffers;
+        m_bFailed = true;
+        return false;
+    }
+    m_pContent = static_cast<WMChar*>(grown);
+    m_nContentCapacity = capacity;
+    return true;
+}
+
 // Takes what it can of the status line and header lines from the content; true once the
 // header block is complete. Positions are kept, so every character is looked at once.
 bool WMHTTPRequestSock::ReadHeader() {
     if (!m_bStatusLineSeen) {
-        const std::size_t lineFeed = m_content.find(u'\n', m_searchFrom);
+        const std::size_t lineFeed = Find(m_pContent, m_nContentSize, m_searchFrom, u'\n');
         if (lineFeed == WMString::npos) {
-            m_searchFrom = m_content.size();
+            m_searchFrom = m_nContentSize;
             return false;
         }
         // The status line loses its last character, the carriage return.
-        const WMString line = m_content.substr(0, lineFeed == 0 ? 0 : lineFeed - 1);
-        if (!ParseStatusLine(line)) {
+        if (!ParseStatusLine(WMString(m_pContent, lineFeed == 0 ? 0 : lineFeed - 1))) {
             m_bFailed = true;
             return false;
         }
@@ -407,19 +469,20 @@ bool WMHTTPRequestSock::ReadHeader() {
         m_searchFrom = m_lineStart;
     }
     for (;;) {
-        const std::size_t carriageReturn = m_content.find(u'\r', m_searchFrom);
-        if (carriageReturn == WMString::npos || carriageReturn + 1 >= m_content.size()) {
-            m_searchFrom = carriageReturn == WMString::npos ? m_content.size() : carriageReturn;
+        const std::size_t carriageReturn = Find(m_pContent, m_nContentSize, m_searchFrom, u'\r');
+        if (carriageReturn == WMString::npos || carriageReturn + 1 >= m_nContentSize) {
+            m_searchFrom = carriageReturn == WMString::npos ? m_nContentSize : carriageReturn;
             return false;
         }
         // A line is followed by two characters, the carriage return and the line feed.
         const std::size_t next = carriageReturn + 2;
         if (carriageReturn == m_lineStart) {
-            m_content.erase(0, next);
+            m_nContentSize -= next;
+            std::memmove(m_pContent, m_pContent + next, (m_nContentSize + 1) * sizeof(WMChar));
             m_bHeadersComplete = true;
             return true;
         }
-        m_headerLines.push_back(m_content.substr(m_lineStart, carriageReturn - m_lineStart));
+        m_headerLines.emplace_back(m_pContent + m_lineStart, carriageReturn - m_lineStart);
         m_lineStart = next;
         m_searchFrom = next;
     }

@@ -2,13 +2,16 @@
 
 namespace corvane::platform {
 
+void AnsiToWide(const char* bytes, std::size_t length, char16_t* out) {
+    for (std::size_t i = 0; i < length; ++i) {
+        out[i] = static_cast<unsigned char>(bytes[i]);
+    }
+}
+
 void AnsiToWide(const char* bytes, std::size_t length, std::u16string& out) {
     const std::size_t start = out.size();
     out.resize(start + length);
-    char16_t* to = &out[0] + start;
-    for (std::size_t i = 0; i < length; ++i) {
-        to[i] = static_cast<unsigned char>(bytes[i]);
-    }
+    AnsiToWide(bytes, length, &out[0] + start);
 }
 
 void WideToAnsi(const char16_t* text, std::size_t length, char* out) {

@@ -10,6 +10,8 @@ namespace corvane::platform {
 
 // Appends the wide form of `length` bytes to `out`, in one pass.
 void AnsiToWide(const char* bytes, std::size_t length, std::u16string& out);
+// Writes the wide form of `length` bytes to `out` (room for `length` code units).
+void AnsiToWide(const char* bytes, std::size_t length, char16_t* out);
 // Writes the byte form of `length` code units to `out` (room for `length` bytes).
 void WideToAnsi(const char16_t* text, std::size_t length, char* out);
 
