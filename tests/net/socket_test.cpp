@@ -162,3 +162,27 @@ TEST(SocketRun, GuardsBeforeARun) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(HostEnt, CopiesAreDeepAndListsEndWithNull) {
+    WMHostEnt* original = nullptr;
+    ASSERT_TRUE(corvane::platform::ResolveHost(
+        "127.0.0.1", [&original](hostent const* host) { original = new WMHostEnt(host); }));
+    WMHostEnt copy(*original);
+    WMHostEnt assigned = copy;
+    assigned = *original;
+    delete original;
+    for (WMHostEnt const* host : {&copy, &assigned}) {
+        EXPECT_STREQ(host->GetName(), "127.0.0.1");
+        EXPECT_EQ(host->GetAddrLength(), 4);
+        char* const* addresses = host->GetAddrList();
+        ASSERT_NE(addresses[0], nullptr);
+        EXPECT_EQ(std::string(addresses[0], 4), std::string("\x7f\0\0\x01", 4));
+        EXPECT_EQ(addresses[1], nullptr);
+        EXPECT_EQ(host->GetAliases()[0], nullptr);
+    }
+    EXPECT_FALSE(corvane::platform::ResolveHost("no-such-host.invalid", [](hostent const*) {}));
+}
+
+}  // namespace
