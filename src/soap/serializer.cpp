@@ -224,11 +224,15 @@ bool WMSOAPSerializer::SerializeSOAPMsgParam(WMSOAPStructMember& value, WMString
 bool WMSOAPSerializer::SerializeFaultDetailElem(WMString const& ns, WMString const& name,
                                                 WMSOAPStructMember& value, WMSOAPMessage& message,
                                                 Types& wsdl, Writer& out) {
-    // A detail entry is named after its part, and the message does not say which of the
-    // operation's faults it belongs to; the entry's name stands for the fault's name too.
+    // The message does not record which of the operation's faults it carries. An entry is
+    // looked up as the part of a fault of its own name, and failing that as a global element
+    // of its name and namespace (a fault part declared with an element is sent as that
+    // element).
     WMString typeName;
     WMString typeNS;
-    if (!wsdl.Wsdl().GetFaultDetailPartType(message.m_methodName, name, name, typeName, typeNS)) {
+    WMSOAPWSDLClient& client = wsdl.Wsdl();
+    if (!client.GetFaultDetailPartType(message.m_methodName, name, name, typeName, typeNS) &&
+        !client.GetHeaderElemType(name, ns, typeName, typeNS)) {
         return false;
     }
     out.Open(u"d", name);

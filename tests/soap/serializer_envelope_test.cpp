@@ -1,0 +1,336 @@
+// Golden envelopes: requests, responses, forwarding, headers, faults and the failures that
+// leave no text.
+#include <corvane/message.h>
+#include <corvane/utf8.h>
+#include <corvane/wsdl.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#define ENV u"http://schemas.xmlsoap.org/soap/envelope/"
+#define ENC u"http://schemas.xmlsoap.org/soap/encoding/"
+#define XSD u"http://www.w3.org/2001/XMLSchema"
+#define XSI u"http://www.w3.org/2001/XMLSchema-instance"
+#define DECL u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+#define OPEN_ENVELOPE DECL u"<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" ENV u"\">"
+#define CLOSE_ENVELOPE u"</SOAP-ENV:Envelope>"
+// A built-in value as every part, entry and member carries it.
+#define TYPED u" xsi:type=\"ns:string\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\""
+#define INTEROP u"http://soapinterop.org/"
+
+namespace {
+
+std::unique_ptr<WMSOAPWSDLClient> Load(char const* file, WMString const& service,
+                                       WMString const& port) {
+    WMString location;
+    UTF8ToWideString(std::string("file://") + CORVANE_TEST_DATA + "/" + file, location);
+    auto wsdl = std::make_unique<WMSOAPWSDLClient>();
+    EXPECT_TRUE(wsdl->ReadServiceDesc(service, port, location)) << file;
+    return wsdl;
+}
+
+WMSOAPWSDLClient& Round2() {
+    static auto wsdl = Load("wsdl/round2_base.wsdl", u"InteropTest", u"InteropTestPort");
+    return *wsdl;
+}
+
+WMSOAPWSDLClient& GroupB() {
+    static auto wsdl = Load("wsdl/round2_groupB.wsdl", u"interopLabB", u"interopTestPortB");
+    return *wsdl;
+}
+
+WMSOAPWSDLClient& Edges() {
+    static auto wsdl = Load("serializer/edges.wsdl", u"EdgesService", u"EdgesPort");
+    return *wsdl;
+}
+
+// A request message for the method, as the client facade prepares one.
+void Prepare(WMSOAPMessage& message, WMString const& method, WMString const& ns,
+             WMString const& actor = WMString(), WMString const& nextHop = WMString()) {
+    message.Initialize(nullptr, 0, u"", u"", actor, u"", nextHop, false);
+    message.SetMethodName(method);
+    message.SetMethodNS(ns);
+}
+
+// The body of an RPC message: the method element in namespace m with its children.
+WMString Rpc(WMString const& element, WMString const& ns, WMString const& children) {
+    WMString text = u"<SOAP-ENV:Body><m:" + element +
+                    u" SOAP-ENV:encodingStyle=\"" ENC u"\" xmlns:SOAP-ENV=\"" ENV u"\" xmlns:m=\"" +
+                    ns + u"\"";
+    text += children.empty() ? u" />" : u">" + children + u"</m:" + element + u">";
+    return text + u"</SOAP-ENV:Body>";
+}
+
+WMString Text(WMSOAPMessage& message) {
+    return *message.GetBufferPtr();
+}
+
+TEST(SerializerRpc, RequestCarriesTheMethodAndItsParametersInOrder) {
+    WMSOAPMessage message;
+    Prepare(message, u"echoString", INTEROP);
+    message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"a<b & \"c\" >"), true,
+                           false);
+    ASSERT_TRUE(message.Serialize(Round2()));
+    EXPECT_EQ(Text(message),
+              OPEN_ENVELOPE u"<SOAP-ENV:Body><m:echoString SOAP-ENV:encodingStyle=\"" ENC
+                            u"\" xmlns:SOAP-ENV=\"" ENV u"\" xmlns:m=\"" INTEROP
+                            u"\"><inputString" TYPED
+                            u">a&lt;b &amp; \"c\" &gt;</inputString></m:echoString>"
+                            u"</SOAP-ENV:Body>" CLOSE_ENVELOPE);
+
+    // No parameters: an empty method element; no header entries: no Header element.
+    Prepare(message, u"echoVoid", INTEROP);
+    message.ClearMethodParams();
+    ASSERT_TRUE(message.Serialize(Round2()));
+    EXPECT_EQ(Text(message), OPEN_ENVELOPE + Rpc(u"echoVoid", INTEROP, u"") + CLOSE_ENVELOPE);
+
+    // Several parameters keep the message's order, not the WSDL's.
+    Prepare(message, u"echoStructAsSimpleTypes", INTEROP);
+    message.SetRequestPhase(false);
+    message.AddMethodParam(u"", u"outputFloat", WMSOAPStructMember(u"f", 0.5), false, true);
+    message.AddMethodParam(u"", u"outputInteger", WMSOAPStructMember(u"i", -3), false, true);
+    ASSERT_TRUE(message.Serialize(GroupB()));
+    EXPECT_EQ(Text(message), OPEN_ENVELOPE +
+                                 Rpc(u"echoStructAsSimpleTypesResponse", INTEROP,
+                                     u"<outputFloat" TYPED u">0.500000</outputFloat>"
+                                     u"<outputInteger" TYPED u">-3</outputInteger>") +
+                                 CLOSE_ENVELOPE);
+}
+
+TEST(SerializerRpc, ResponseWritesTheReturnValueFirst) {
+    WMSOAPMessage message;
+    Prepare(message, u"echoStructAsSimpleTypes", INTEROP);
+    message.SetRequestPhase(false);
+    message.AddMethodParam(u"", u"outputInteger", WMSOAPStructMember(u"i", 7), false, true);
+    WMSOAPStructMember result(u"r", u"first");
+    message.SetReturnValue(result);
+    message.SetRetValName(u"outputString");
+    ASSERT_TRUE(message.Serialize(GroupB()));
+    EXPECT_EQ(Text(message), OPEN_ENVELOPE +
+                                 Rpc(u"echoStructAsSimpleTypesResponse", INTEROP,
+                                     u"<outputString" TYPED u">first</outputString>"
+                                     u"<outputInteger" TYPED u">7</outputInteger>") +
+                                 CLOSE_ENVELOPE);
+
+    // A request never writes the return value, whatever it holds.
+    message.SetRequestPhase(true);
+    message.ClearMethodParams();
+    ASSERT_TRUE(message.Serialize(GroupB()));
+    EXPECT_EQ(Text(message),
+              OPEN_ENVELOPE + Rpc(u"echoStructAsSimpleTypes", INTEROP, u"") + CLOSE_ENVELOPE);
+}
+
+TEST(SerializerRpc, ForwardingNodeSendsTheLiteralBody) {
+    WMSOAPMessage message;
+    Prepare(message, u"echoVoid", INTEROP, u"", u"http://next.example/");
+    message.SetBodyElemLit(u"<SOAP-ENV:Body xmlns:SOAP-ENV='" ENV u"'><x:a xmlns:x='urn:x'>1</x:a>"
+                           u"</SOAP-ENV:Body>",
+                           u"");
+    ASSERT_TRUE(message.Serialize(Round2()));
+    // The body's own declaration matches the envelope's and is not repeated.
+    EXPECT_EQ(Text(message), OPEN_ENVELOPE
+              u"<SOAP-ENV:Body><x:a xmlns:x=\"urn:x\">1</x:a></SOAP-ENV:Body>" CLOSE_ENVELOPE);
+
+    // Without a literal body, an empty body comes before the RPC body.
+    WMSOAPMessage bare;
+    Prepare(bare, u"echoVoid", INTEROP, u"", u"http://next.example/");
+    ASSERT_TRUE(bare.Serialize(Round2()));
+    EXPECT_EQ(Text(bare),
+              OPEN_ENVELOPE u"<SOAP-ENV:Body />" + Rpc(u"echoVoid", INTEROP, u"") + CLOSE_ENVELOPE);
+}
+
+TEST(SerializerHeaders, LiteralEntriesComeFirstThenEncodedOnes) {
+    WMSOAPMessage message;
+    Prepare(message, u"check", u"urn:edges");
+    WMSOAPStructMember token(u"token", u"secret");
+    message.AddHeaderElem(u"urn:auth", u"token", true, token, u"urn:gate");
+    message.AddHeaderElem(u"urn:auth", u"token", false, token, u"");
+    message.AddHeaderElemLit(u"urn:t", u"trace",
+                             u"<t:trace xmlns:t='urn:t' SOAP-ENV:mustUnderstand='1' "
+                             u"xmlns:SOAP-ENV='" ENV u"'>on</t:trace>",
+                             true, u"", u"");
+    message.AddMethodParam(u"", u"note", WMSOAPStructMember(u"n", u"hi"), true, false);
+    ASSERT_TRUE(message.Serialize(Edges()));
+    EXPECT_EQ(Text(message),
+              OPEN_ENVELOPE
+              u"<SOAP-ENV:Header>"
+              u"<t:trace SOAP-ENV:mustUnderstand=\"1\" xmlns:SOAP-ENV=\"" ENV
+              u"\" xmlns:t=\"urn:t\">on</t:trace>"
+              u"<h:token SOAP-ENV:actor=\"urn:gate\" SOAP-ENV:encodingStyle=\"" ENC
+              u"\" SOAP-ENV:mustUnderstand=\"1\" xsi:type=\"ns:string\" xmlns:SOAP-ENV=\"" ENV
+              u"\" xmlns:h=\"urn:auth\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI
+              u"\">secret</h:token>"
+              u"<h:token SOAP-ENV:encodingStyle=\"" ENC
+              u"\" xsi:type=\"ns:string\" xmlns:SOAP-ENV=\"" ENV
+              u"\" xmlns:h=\"urn:auth\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI
+              u"\">secret</h:token>"
+              u"</SOAP-ENV:Header>" +
+                  Rpc(u"check", u"urn:edges", u"<note" TYPED u">hi</note>") + CLOSE_ENVELOPE);
+}
+
+TEST(SerializerHeaders, ResponseEntryTakesTheOutputHeaderType) {
+    WMSOAPMessage message;
+    Prepare(message, u"check", u"urn:edges");
+    message.SetRequestPhase(false);
+    WMSOAPStructType old;
+    old.SetMember(u"text", u"t");
+    WMSOAPStructMember session(u"session", old);
+    message.AddHeaderElem(u"urn:session", u"session", false, session, u"");
+    ASSERT_TRUE(message.Serialize(Edges()));
+    // A struct in a 1999 schema: its member's instance namespace is the 1999 one.
+    EXPECT_EQ(Text(message),
+              OPEN_ENVELOPE u"<SOAP-ENV:Header><h:session SOAP-ENV:encodingStyle=\"" ENC
+                            u"\" xmlns:SOAP-ENV=\"" ENV
+                            u"\" xmlns:h=\"urn:session\"><text xsi:type=\"ns:string\" "
+                            u"xmlns:ns=\"http://www.w3.org/1999/XMLSchema\" "
+                            u"xmlns:xsi=\"http://www.w3.org/1999/XMLSchema-instance\">t</text>"
+                            u"</h:session></SOAP-ENV:Header>" +
+                  Rpc(u"checkResponse", u"urn:edges", u"") + CLOSE_ENVELOPE);
+
+    // The same entry in a request is not an input header: the message fails.
+    message.SetRequestPhase(true);
+    EXPECT_FALSE(message.Serialize(Edges()));
+    EXPECT_EQ(message.GetBufferLength(), 0u);
+}
+
+TEST(SerializerFault, FaultEnvelopeWithAndWithoutDetail) {
+    WMSOAPMessage message;
+    Prepare(message, u"check", u"urn:edges");
+    message.SetRequestPhase(false);
+    message.AddMethodParam(u"", u"unknown", WMSOAPStructMember(u"x", 1), false, true);
+    message.SetSOAPFault(u"SOAP-ENV:Server", u"It broke <here>", u"", false);
+    // A fault replaces the body: the parameters are not looked at.
+    ASSERT_TRUE(message.Serialize(Edges()));
+    EXPECT_EQ(Text(message), OPEN_ENVELOPE u"<SOAP-ENV:Body><SOAP-ENV:Fault>"
+                             u"<faultcode>SOAP-ENV:Server</faultcode>"
+                             u"<faultstring>It broke &lt;here&gt;</faultstring>"
+                             u"</SOAP-ENV:Fault></SOAP-ENV:Body>" CLOSE_ENVELOPE);
+
+    // Detail asked for but without entries: an empty detail element.
+    message.SetSOAPFaultNeedDetail(true);
+    ASSERT_TRUE(message.Serialize(Edges()));
+    EXPECT_NE(Text(message).find(u"</faultstring><detail /></SOAP-ENV:Fault>"), WMString::npos);
+
+    // Two entries: one by the fault part of its name, one by the global element of its name.
+    message.AddFaultDetailElem(u"urn:d", u"problem", WMSOAPStructMember(u"p", u"disk"));
+    message.AddFaultDetailElem(u"urn:edges:types", u"reason", WMSOAPStructMember(u"r", 28));
+    ASSERT_TRUE(message.Serialize(Edges()));
+    EXPECT_EQ(Text(message),
+              OPEN_ENVELOPE u"<SOAP-ENV:Body><SOAP-ENV:Fault>"
+                            u"<faultcode>SOAP-ENV:Server</faultcode>"
+                            u"<faultstring>It broke &lt;here&gt;</faultstring>"
+                            u"<detail SOAP-ENV:encodingStyle=\"" ENC u"\" xmlns:SOAP-ENV=\"" ENV
+                            u"\"><d:problem xsi:type=\"ns:string\" xmlns:d=\"urn:d\" "
+                            u"xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\">disk</d:problem>"
+                            u"<d:reason xsi:type=\"ns:string\" xmlns:d=\"urn:edges:types\" "
+                            u"xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\">28</d:reason>"
+                            u"</detail></SOAP-ENV:Fault></SOAP-ENV:Body>" CLOSE_ENVELOPE);
+
+    // Entries without needs-detail are not written.
+    message.SetSOAPFaultNeedDetail(false);
+    ASSERT_TRUE(message.Serialize(Edges()));
+    EXPECT_EQ(Text(message).find(u"detail"), WMString::npos);
+}
+
+TEST(SerializerFault, FaultActorAndFaultHeaders) {
+    WMSOAPMessage message;
+    Prepare(message, u"check", u"urn:edges", u"urn:this-node");
+    message.SetRequestPhase(false);
+    message.SetSOAPFault(u"SOAP-ENV:Client", u"no", u"urn:someone-else", false);
+    message.AddFaultHeaderElem(u"urn:auth", u"trouble", WMSOAPStructMember(u"t", u"why"), true,
+                               u"");
+    message.AddFaultHeaderElemLit(u"urn:l", u"lit", u"<l:lit xmlns:l='urn:l'/>", false, u"", u"");
+    ASSERT_TRUE(message.Serialize(Edges()));
+    // A fault raised here names this node as the actor.
+    EXPECT_EQ(Text(message),
+              OPEN_ENVELOPE u"<SOAP-ENV:Header><l:lit xmlns:l=\"urn:l\" />"
+                            u"<h:trouble SOAP-ENV:encodingStyle=\"" ENC
+                            u"\" SOAP-ENV:mustUnderstand=\"1\" xsi:type=\"ns:string\" "
+                            u"xmlns:SOAP-ENV=\"" ENV u"\" xmlns:h=\"urn:auth\" xmlns:ns=\"" XSD
+                            u"\" xmlns:xsi=\"" XSI u"\">why</h:trouble></SOAP-ENV:Header>"
+                            u"<SOAP-ENV:Body><SOAP-ENV:Fault><faultcode>SOAP-ENV:Client</faultcode>"
+                            u"<faultstring>no</faultstring><faultactor>urn:this-node</faultactor>"
+                            u"</SOAP-ENV:Fault></SOAP-ENV:Body>" CLOSE_ENVELOPE);
+
+    // A received fault is not sent as a fault: the message goes out as a normal response.
+    message.SetLocalFaultFlag(false);
+    ASSERT_TRUE(message.Serialize(Edges()));
+    EXPECT_EQ(Text(message).find(u"Fault"), WMString::npos);
+
+    // At the ultimate receiver with no fault actor, no faultactor element.
+    WMSOAPMessage plain;
+    Prepare(plain, u"check", u"urn:edges", u"urn:this-node");
+    plain.SetSOAPFault(u"SOAP-ENV:Client", u"no", u"", false);
+    ASSERT_TRUE(plain.Serialize(Edges()));
+    EXPECT_EQ(Text(plain).find(u"faultactor"), WMString::npos);
+
+    // An intermediary names itself even when the fault carries no actor; here that is the
+    // default actor, an empty text.
+    WMSOAPMessage relay;
+    Prepare(relay, u"check", u"urn:edges", u"", u"http://next.example/");
+    relay.SetSOAPFault(u"SOAP-ENV:Server", u"down", u"", false);
+    ASSERT_TRUE(relay.Serialize(Edges()));
+    EXPECT_NE(Text(relay).find(u"<faultstring>down</faultstring><faultactor /></SOAP-ENV:Fault>"),
+              WMString::npos);
+}
+
+TEST(SerializerFault, LiteralFaultIsTheWholeBody) {
+    WMSOAPMessage message;
+    Prepare(message, u"check", u"urn:edges");
+    message.SetSOAPFaultLit(u"<SOAP-ENV:Body xmlns:SOAP-ENV='" ENV u"'><SOAP-ENV:Fault>"
+                            u"<faultcode>SOAP-ENV:Server</faultcode></SOAP-ENV:Fault>"
+                            u"</SOAP-ENV:Body>",
+                            u"");
+    ASSERT_TRUE(message.Serialize(Edges()));
+    EXPECT_EQ(Text(message), OPEN_ENVELOPE u"<SOAP-ENV:Body><SOAP-ENV:Fault><faultcode>"
+                             u"SOAP-ENV:Server</faultcode></SOAP-ENV:Fault></SOAP-ENV:Body>"
+                             CLOSE_ENVELOPE);
+}
+
+TEST(SerializerFailure, UnknownPartsAndBrokenLiteralsLeaveNoText) {
+    WMSOAPMessage message;
+    Prepare(message, u"echoString", INTEROP);
+    message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"ok"), true, false);
+    message.AddMethodParam(u"", u"notAPart", WMSOAPStructMember(u"s", u"x"), true, false);
+    message.SetBuffer(u"old text");
+    EXPECT_FALSE(message.Serialize(Round2()));
+    EXPECT_EQ(Text(message), u"");
+
+    // The output part is not an input part.
+    Prepare(message, u"echoString", INTEROP);
+    message.ClearMethodParams();
+    message.AddMethodParam(u"", u"outputString", WMSOAPStructMember(u"s", u"x"), true, false);
+    EXPECT_FALSE(message.Serialize(Round2()));
+
+    // An unknown operation.
+    Prepare(message, u"echoNothing", INTEROP);
+    message.ClearMethodParams();
+    message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"x"), true, false);
+    EXPECT_FALSE(message.Serialize(Round2()));
+
+    // A struct member that SOAPStruct does not declare.
+    WMSOAPStructType odd;
+    odd.SetMember(u"varString", u"s");
+    odd.SetMember(u"varColour", u"red");
+    Prepare(message, u"echoStruct", INTEROP);
+    message.ClearMethodParams();
+    message.AddMethodParam(u"", u"inputStruct", WMSOAPStructMember(u"s", odd), true, false);
+    EXPECT_FALSE(message.Serialize(Round2()));
+    EXPECT_EQ(message.GetBufferLength(), 0u);
+
+    // A literal header that does not parse.
+    Prepare(message, u"echoVoid", INTEROP);
+    message.ClearMethodParams();
+    message.AddHeaderElemLit(u"urn:x", u"x", u"<x:open xmlns:x='urn:x'>", false, u"", u"");
+    EXPECT_FALSE(message.Serialize(Round2()));
+
+    // A literal fault whose slot is empty.
+    WMSOAPMessage fault;
+    Prepare(fault, u"echoVoid", INTEROP);
+    fault.SetSOAPFaultLit(u"", u"");
+    EXPECT_FALSE(fault.Serialize(Round2()));
+}
+
+}  // namespace

@@ -1,0 +1,285 @@
+// How values become elements: built-ins, nil, structs, arrays, explicit typing, and the date
+// helpers and namespace tests of the serializer.
+#include <corvane/message.h>
+#include <corvane/serializer.h>
+#include <corvane/utf8.h>
+#include <corvane/wsdl.h>
+#include <corvane/xml.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#define ENC u"http://schemas.xmlsoap.org/soap/encoding/"
+#define XSD u"http://www.w3.org/2001/XMLSchema"
+#define XSI u"http://www.w3.org/2001/XMLSchema-instance"
+#define TYPED u" xsi:type=\"ns:string\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\""
+#define XSD_NS_ONLY u" xsi:type=\"ns:string\" xmlns:ns=\"" XSD u"\""
+
+namespace {
+
+WMSOAPWSDLClient& Load(char const* file, WMString const& service, WMString const& port) {
+    WMString location;
+    UTF8ToWideString(std::string("file://") + CORVANE_TEST_DATA + "/" + file, location);
+    auto* wsdl = new WMSOAPWSDLClient();
+    EXPECT_TRUE(wsdl->ReadServiceDesc(service, port, location)) << file;
+    return *wsdl;
+}
+
+WMSOAPWSDLClient& Round2() {
+    static std::unique_ptr<WMSOAPWSDLClient> wsdl(
+        &Load("wsdl/round2_base.wsdl", u"InteropTest", u"InteropTestPort"));
+    return *wsdl;
+}
+
+WMSOAPWSDLClient& GroupB() {
+    static std::unique_ptr<WMSOAPWSDLClient> wsdl(
+        &Load("wsdl/round2_groupB.wsdl", u"interopLabB", u"interopTestPortB"));
+    return *wsdl;
+}
+
+WMSOAPWSDLClient& Edges() {
+    static std::unique_ptr<WMSOAPWSDLClient> wsdl(
+        &Load("serializer/edges.wsdl", u"EdgesService", u"EdgesPort"));
+    return *wsdl;
+}
+
+// Serializes a one-parameter request and returns the parameter's element, cut out of the
+// method element; empty when serialization failed.
+WMString Param(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& part,
+               WMSOAPStructMember const& value, bool explicitTyping = false) {
+    WMSOAPMessage message;
+    message.Initialize(nullptr, 0, u"", u"", u"", u"", u"", explicitTyping);
+    message.SetMethodName(method);
+    message.SetMethodNS(u"urn:m");
+    message.AddMethodParam(u"", part, value, true, false);
+    if (!message.Serialize(wsdl)) {
+        return WMString();
+    }
+    WMString const& text = *message.GetBufferPtr();
+    std::size_t const start = text.find(u"\"urn:m\">") + 8;
+    std::size_t const end = text.find(u"</m:" + method + u">");
+    return text.substr(start, end - start);
+}
+
+std::vector<WMSOAPStructType> Items(std::vector<WMSOAPStructMember> const& members) {
+    std::vector<WMSOAPStructType> items;
+    for (auto const& member : members) {
+        WMSOAPStructType item;
+        item.SetMember(member);
+        items.push_back(item);
+    }
+    return items;
+}
+
+WMSOAPStructType SoapStruct(WMString const& s, int i, double f) {
+    WMSOAPStructType value;
+    value.SetMember(u"varString", s);
+    value.SetMember(u"varInt", i);
+    value.SetMember(u"varFloat", f);
+    return value;
+}
+
+TEST(SerializerBuiltIn, EveryBuiltInIsTypedAsStringInItsSchemaNamespace) {
+    EXPECT_EQ(Param(Round2(), u"echoInteger", u"inputInteger", WMSOAPStructMember(u"i", 42)),
+              u"<inputInteger" TYPED u">42</inputInteger>");
+    EXPECT_EQ(Param(Round2(), u"echoInteger", u"inputInteger",
+                    WMSOAPStructMember(u"i", std::int32_t{-2147483647 - 1})),
+              u"<inputInteger" TYPED u">-2147483648</inputInteger>");
+    // Doubles always with six decimals: precision below a millionth is lost.
+    EXPECT_EQ(Param(Round2(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 0.1)),
+              u"<inputFloat" TYPED u">0.100000</inputFloat>");
+    EXPECT_EQ(Param(Round2(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 1e-9)),
+              u"<inputFloat" TYPED u">0.000000</inputFloat>");
+    EXPECT_EQ(Param(Round2(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", -1.5e7)),
+              u"<inputFloat" TYPED u">-15000000.000000</inputFloat>");
+    // A date part takes a double as a plain number too.
+    EXPECT_EQ(Param(Round2(), u"echoDate", u"inputDate", WMSOAPStructMember(u"d", 36526.5)),
+              u"<inputDate" TYPED u">36526.500000</inputDate>");
+    // An empty string is no content.
+    EXPECT_EQ(Param(Round2(), u"echoString", u"inputString", WMSOAPStructMember(u"s", u"")),
+              u"<inputString" TYPED u" />");
+    // A struct or array value for a built-in part writes its (empty) string slot.
+    EXPECT_EQ(Param(Round2(), u"echoBoolean", u"inputBoolean",
+                    WMSOAPStructMember(u"b", WMSOAPStructType())),
+              u"<inputBoolean" TYPED u" />");
+}
+
+TEST(SerializerBuiltIn, NilFollowsTheSchemaNamespace) {
+    EXPECT_EQ(Param(Round2(), u"echoString", u"inputString", WMSOAPStructMember()),
+              u"<inputString xsi:nil=\"true\" xmlns:xsi=\"" XSI u"\" />");
+
+    WMSOAPStructMember text;
+    text.SetName(u"text");
+    WMSOAPStructType oldValue;
+    oldValue.SetMember(text);
+    WMSOAPStructType holder;
+    holder.SetMember(u"inner", oldValue);
+    EXPECT_EQ(Param(Edges(), u"check", u"holder", WMSOAPStructMember(u"h", holder)),
+              u"<holder><inner><text xsi:null=\"1\" "
+              u"xmlns:xsi=\"http://www.w3.org/1999/XMLSchema-instance\" /></inner></holder>");
+}
+
+TEST(SerializerStruct, MembersByTheWsdlsMemberTypes) {
+    WMSOAPStructMember value(u"s", SoapStruct(u"x&y", 5, 2.25));
+    EXPECT_EQ(Param(Round2(), u"echoStruct", u"inputStruct", value),
+              u"<inputStruct><varString" TYPED u">x&amp;y</varString><varInt" TYPED
+              u">5</varInt><varFloat" TYPED u">2.250000</varFloat></inputStruct>");
+
+    // Members are written in the value's order and may be left out.
+    WMSOAPStructType partial;
+    partial.SetMember(u"varFloat", 1.0);
+    partial.SetMember(u"varString", u"b");
+    EXPECT_EQ(
+        Param(Round2(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", partial)),
+        u"<inputStruct><"
+        u"varFloat" TYPED u">1.000000</varFloat><varString" TYPED u">b</varString></inputStruct>");
+
+    // Nested struct inside a struct (group B).
+    WMSOAPStructType nested;
+    nested.SetMember(u"varString", u"outer");
+    nested.SetMember(u"varInt", 1);
+    nested.SetMember(u"varFloat", 0.0);
+    nested.SetMember(u"varStruct", SoapStruct(u"inner", 2, 3.0));
+    EXPECT_EQ(Param(GroupB(), u"echoNestedStruct", u"inputStruct",
+                    WMSOAPStructMember(u"s", nested)),
+              u"<inputStruct><varString" TYPED u">outer</varString><varInt" TYPED
+              u">1</varInt><varFloat" TYPED u">0.000000</varFloat><varStruct><varString" TYPED
+              u">inner</varString><varInt" TYPED u">2</varInt><varFloat" TYPED
+              u">3.000000</varFloat></varStruct></inputStruct>");
+
+    // A member with a namespace is prefixed "nsm".
+    WMSOAPStructType qualified;
+    qualified.SetMemberQN(u"varString", u"http://soapinterop.org/xsd", u"q");
+    EXPECT_EQ(Param(Round2(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", qualified)),
+              u"<inputStruct><nsm:varString xsi:type=\"ns:string\" xmlns:ns=\"" XSD
+              u"\" xmlns:nsm=\"http://soapinterop.org/xsd\" xmlns:xsi=\"" XSI
+              u"\">q</nsm:varString></inputStruct>");
+    // ... and must be the namespace of the schema that declares the member.
+    WMSOAPStructType foreign;
+    foreign.SetMemberQN(u"varString", u"urn:elsewhere", u"q");
+    EXPECT_EQ(Param(Round2(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", foreign)),
+              u"");
+}
+
+TEST(SerializerArray, ArrayTypeComesFromTheWsdlNotFromTheValue) {
+    WMSOAPStructMember strings(
+        u"a", Items({WMSOAPStructMember(u"item", u"one"), WMSOAPStructMember(u"item", u"two")}));
+    EXPECT_EQ(Param(Round2(), u"echoStringArray", u"inputStringArray", strings),
+              u"<inputStringArray SOAP-ENC:arrayType=\"nsa:string[]\" xmlns:SOAP-ENC=\"" ENC
+              u"\" xmlns:nsa=\"" XSD u"\"><item" TYPED u">one</item><item" TYPED
+              u">two</item></inputStringArray>");
+
+    // No items, or a value that is not an array: the array element alone.
+    EXPECT_EQ(Param(Round2(), u"echoIntegerArray", u"inputIntegerArray",
+                    WMSOAPStructMember(u"a", std::vector<WMSOAPStructType>())),
+              u"<inputIntegerArray SOAP-ENC:arrayType=\"nsa:int[]\" "
+              u"xmlns:SOAP-ENC=\"" ENC u"\" xmlns:nsa=\"" XSD u"\" />");
+    EXPECT_EQ(
+        Param(Round2(), u"echoIntegerArray", u"inputIntegerArray", WMSOAPStructMember(u"a", 3)),
+        u"<inputIntegerArray SOAP-ENC:arrayType=\"nsa:int[]\" "
+        u"xmlns:SOAP-ENC=\"" ENC u"\" xmlns:nsa=\"" XSD u"\" />");
+
+    // Item elements are named by the members, several members per struct give several items.
+    WMSOAPStructType pair;
+    pair.SetMember(u"a", 1);
+    pair.SetMember(u"b", 2);
+    EXPECT_EQ(Param(Round2(), u"echoIntegerArray", u"inputIntegerArray",
+                    WMSOAPStructMember(u"a", std::vector<WMSOAPStructType>{pair})),
+              u"<inputIntegerArray SOAP-ENC:arrayType=\"nsa:int[]\" xmlns:SOAP-ENC=\"" ENC
+              u"\" xmlns:nsa=\"" XSD u"\"><a" TYPED u">1</a><b" TYPED
+              u">2</b></inputIntegerArray>");
+
+    // Structs as items; two dimensions as the WSDL declares them.
+    WMSOAPStructMember structs(u"a",
+                               Items({WMSOAPStructMember(u"item", SoapStruct(u"s", 1, 0.5))}));
+    EXPECT_EQ(Param(Round2(), u"echoStructArray", u"inputStructArray", structs),
+              u"<inputStructArray SOAP-ENC:arrayType=\"nsa:SOAPStruct[]\" xmlns:SOAP-ENC=\"" ENC
+              u"\" xmlns:nsa=\"http://soapinterop.org/xsd\"><item><varString" TYPED
+              u">s</varString><varInt" TYPED u">1</varInt><varFloat" TYPED
+              u">0.500000</varFloat></item></inputStructArray>");
+    WMSOAPStructMember grid(u"g", Items({WMSOAPStructMember(u"item", u"x")}));
+    EXPECT_EQ(Param(GroupB(), u"echo2DStringArray", u"input2DStringArray", grid),
+              u"<input2DStringArray SOAP-ENC:arrayType=\"nsa:string[,]\" "
+              u"xmlns:SOAP-ENC="
+              u"\"" ENC u"\" xmlns:nsa=\"" XSD u"\"><item" TYPED u">x</item></input2DStringArray>");
+}
+
+TEST(SerializerExplicitTyping, OnlyStructsAndArraysGainTypes) {
+    WMSOAPStructMember value(u"s", SoapStruct(u"v", 1, 1.0));
+    // The struct binds xsi, so its members need not declare it again.
+    EXPECT_EQ(Param(Round2(), u"echoStruct", u"inputStruct", value, true),
+              u"<inputStruct xsi:type=\"nss:SOAPStruct\" xmlns:nss=\"http://soapinterop.org/xsd\" "
+              u"xmlns:xsi=\"" XSI u"\"><varString" XSD_NS_ONLY u">v</varString><varInt" XSD_NS_ONLY
+              u">1</varInt><varFloat" XSD_NS_ONLY u">1.000000</varFloat></inputStruct>");
+
+    WMSOAPStructMember structs(u"a",
+                               Items({WMSOAPStructMember(u"item", SoapStruct(u"s", 2, 0.0))}));
+    EXPECT_EQ(Param(Round2(), u"echoStructArray", u"inputStructArray", structs, true),
+              u"<inputStructArray SOAP-ENC:arrayType=\"nsa:SOAPStruct[]\" "
+              u"xsi:type=\"SOAP-ENC:Array\" xmlns:SOAP-ENC=\"" ENC
+              u"\" xmlns:nsa=\"http://soapinterop.org/xsd\" xmlns:xsi=\"" XSI
+              u"\"><item xsi:type=\"nss:SOAPStruct\" xmlns:nss=\"http://soapinterop.org/xsd\">"
+              u"<varString" XSD_NS_ONLY u">s</varString><varInt" XSD_NS_ONLY
+              u">2</varInt><varFloat" XSD_NS_ONLY u">0.000000</varFloat></item>"
+              u"</inputStructArray>");
+
+    // Built-ins are typed the same with or without it.
+    EXPECT_EQ(Param(Round2(), u"echoString", u"inputString", WMSOAPStructMember(u"s", u"a"), true),
+              u"<inputString" TYPED u">a</inputString>");
+}
+
+TEST(SerializerDates, AutomationDatesAsSchemaTexts) {
+    WMSOAPSerializer serializer;
+    WMXMLElement element(u"d");
+    struct Case {
+        double date;
+        char16_t const* dateTime;
+        char16_t const* date_;
+        char16_t const* time;
+    };
+    Case const cases[] = {
+        {0.0, u"1899-12-30T00:00:00Z", u"1899-12-30", u"00:00:00Z"},
+        {36526.75, u"2000-01-01T18:00:00Z", u"2000-01-01", u"18:00:00Z"},
+        {60.0, u"1900-02-28T00:00:00Z", u"1900-02-28", u"00:00:00Z"},
+        // Half a second and more rounds up, to the next day if need be.
+        {1.0 - 0.4 / 86400, u"1899-12-31T00:00:00Z", u"1899-12-31", u"00:00:00Z"},
+        {0.6 / 86400, u"1899-12-30T00:00:01Z", u"1899-12-30", u"00:00:01Z"},
+        // Before the epoch the day counts back and the fraction still moves forward.
+        {-1.25, u"1899-12-29T06:00:00Z", u"1899-12-29", u"06:00:00Z"},
+        {-657434.0, u"100-01-01T00:00:00Z", u"100-01-01", u"00:00:00Z"},
+        {2958465.0, u"9999-12-31T00:00:00Z", u"9999-12-31", u"00:00:00Z"},
+    };
+    for (Case const& c : cases) {
+        ASSERT_TRUE(serializer.SerializeDateTime(c.date, &element)) << c.date;
+        EXPECT_EQ(element.GetText(), c.dateTime);
+        ASSERT_TRUE(serializer.SerializeDate(c.date, &element));
+        EXPECT_EQ(element.GetText(), c.date_);
+        ASSERT_TRUE(serializer.SerializeTime(c.date, &element));
+        EXPECT_EQ(element.GetText(), c.time);
+    }
+    element.SetText(u"kept");
+    EXPECT_FALSE(serializer.SerializeDateTime(-657434.5, &element));
+    EXPECT_FALSE(serializer.SerializeDate(2958466.0, &element));
+    EXPECT_FALSE(serializer.SerializeTime(0.0 / 0.0, &element));
+    EXPECT_FALSE(serializer.SerializeTime(0.0, nullptr));
+    EXPECT_EQ(element.GetText(), u"kept");
+}
+
+TEST(SerializerNamespaces, SchemaAndEncodingTests) {
+    EXPECT_TRUE(WMSOAPSerializer::IsXSDType(XSD));
+    EXPECT_TRUE(WMSOAPSerializer::IsXSDType(u"http://www.w3.org/1999/XMLSchema"));
+    EXPECT_TRUE(WMSOAPSerializer::IsXSDType(u"http://www.w3.org/2000/10/XMLSchema"));
+    EXPECT_FALSE(WMSOAPSerializer::IsXSDType(XSD u"/"));
+    EXPECT_FALSE(WMSOAPSerializer::IsXSDType(ENC));
+    EXPECT_TRUE(WMSOAPSerializer::IsSoapEncType(ENC));
+    EXPECT_FALSE(WMSOAPSerializer::IsSoapEncType(u"http://schemas.xmlsoap.org/soap/encoding"));
+    EXPECT_EQ(WMString(WMSOAPSerializer::GetXSDInstanceNS(XSD)), XSI);
+    EXPECT_EQ(WMString(WMSOAPSerializer::GetXSDInstanceNS(u"http://www.w3.org/2000/10/XMLSchema")),
+              u"http://www.w3.org/2000/10/XMLSchema-instance");
+    EXPECT_EQ(WMSOAPSerializer::GetXSDInstanceNS(ENC), nullptr);
+}
+
+}  // namespace
