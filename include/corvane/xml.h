@@ -183,6 +183,7 @@ private:
     WMString const& DefaultNS() const;
     corvane::detail::XMLScope* ScopeForWrite();
     bool ResolveWith(WMXMLElement const* parent, corvane::detail::XMLInterner* interner);
+    bool SerializeStartTag(WMXMLElement const* parent, WMString& out) const;
     void DeleteChildren();
 
     WMXMLAttributeMap m_attributes;

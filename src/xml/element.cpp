@@ -10,6 +10,14 @@ using corvane::detail::XMLInterner;
 using corvane::detail::XMLNameData;
 using corvane::detail::XMLScope;
 
+#if defined(__GNUC__)
+#define NOINLINE __attribute__((noinline))
+#elif defined(_MSC_VER)
+#define NOINLINE __declspec(noinline)
+#else
+#define NOINLINE
+#endif
+
 namespace {
 
 WMString const& EmptyString() {
@@ -36,14 +44,14 @@ bool Joined2Equal(WMString const& a1, WMString const& a2, WMString const& b1, WM
 
 // Record for `name` resolved to (ns, qname from localStart); reuses the current record when it
 // already says so, and the interner's record during a parse.
-XMLNameData* ResolvedName(XMLNameData* name, WMString const& ns, std::size_t localStart,
-                          XMLInterner* interner) {
+XMLNameData* ResolvedName(XMLNameData* name, XMLScope* scope, WMString const& ns,
+                          std::size_t localStart, XMLInterner* interner) {
     std::u16string_view local = std::u16string_view(name->qname).substr(localStart);
     if (name->ns == ns && std::u16string_view(name->local) == local) {
         return Ref(name);
     }
     if (interner) {
-        return interner->Resolved(name, ns, localStart);
+        return interner->Resolved(name, scope, ns, localStart);
     }
     return NewName(ns, WMString(local), name->qname);
 }
@@ -445,78 +453,126 @@ bool WMXMLElement::ResolveNSPrefixes(WMXMLElement const* parent) {
 }
 
 bool WMXMLElement::ResolveWith(WMXMLElement const* parent, XMLInterner* interner) {
+    auto charge = [interner](std::size_t units) { return !interner || interner->Charge(units); };
     if (parent) {
-        XMLScope* inherited = ShareScope(parent->m_scope, parent->m_scopeExposed);
+        XMLScope* source = parent->m_scope;
+        if (source && parent->m_scopeExposed && !charge(corvane::detail::ScopeSize(*source))) {
+            return false;
+        }
+        XMLScope* inherited = ShareScope(source, parent->m_scopeExposed);
         Unref(m_scope);
         m_scope = inherited;
         m_scopeExposed = false;
     }
 
+    bool detached = false;
     for (auto it = m_attributes.begin(); it != m_attributes.end();) {
-        if (it->second->GetQualifiedName().compare(0, 5, u"xmlns") == 0 &&
-            ProcNamespaceDecl(it->second)) {
-            delete it->second;
-            it = m_attributes.erase(it);
-        } else {
-            ++it;
+        if (it->second->GetQualifiedName().compare(0, 5, u"xmlns") == 0) {
+            // Declarations write to this element's own copy of the scope, made once.
+            if (!detached && m_scope && m_scope->refs.load(std::memory_order_acquire) > 1 &&
+                !charge(corvane::detail::ScopeSize(*m_scope))) {
+                return false;
+            }
+            detached = true;
+            if (ProcNamespaceDecl(it->second)) {
+                delete it->second;
+                it = m_attributes.erase(it);
+                continue;
+            }
         }
+        ++it;
     }
 
     WMXMLNSPrefixMap const& prefixes = Prefixes();
     WMString const& qname = GetQualifiedName();
     std::size_t const colon = qname.find(u':');
+    XMLNameData* resolvedName;
     if (colon == WMString::npos || colon == 0) {
-        AdoptNameData(ResolvedName(NameData(), DefaultNS(), 0, interner));
+        resolvedName = ResolvedName(NameData(), m_scope, DefaultNS(), 0, interner);
     } else {
         auto found = prefixes.find(qname.substr(0, colon));
         if (found == prefixes.end() || qname.find(u':', colon + 1) != WMString::npos) {
             return false;
         }
-        AdoptNameData(ResolvedName(NameData(), found->second, colon + 1, interner));
+        resolvedName = ResolvedName(NameData(), m_scope, found->second, colon + 1, interner);
     }
+    if (!resolvedName) {
+        return false;
+    }
+    AdoptNameData(resolvedName);
 
     if (m_attributes.empty()) {
         return true;
     }
+    // Attribute nodes move to the fresh map with their new keys, so that no node is
+    // allocated again; on failure they move back, keeping the element the owner of them all.
     WMString const& elementNS = GetNamespaceURI();
     WMString const& elementName = GetLocalName();
-    WMXMLAttributeMap resolved;
+    std::map<WMString, WMXMLAttribute*>& current = m_attributes;
+    std::map<WMString, WMXMLAttribute*> resolved;
     bool ok = true;
-    for (auto const& entry : m_attributes) {
-        WMXMLAttribute* attribute = entry.second;
+    while (!current.empty()) {
+        WMXMLAttribute* attribute = current.begin()->second;
         WMString const& name = attribute->GetQualifiedName();
         std::size_t const attrColon = name.find(u':');
-        WMString key;
-        if (attrColon == WMString::npos) {
-            attribute->AdoptNameData(ResolvedName(attribute->NameData(), WMString(), 0, interner));
-            XMLNameData* element = Ref(NameData());
-            Unref(attribute->m_element);
-            attribute->m_element = element;
-            key.reserve(elementNS.size() + elementName.size() + name.size());
-            key.append(elementNS).append(elementName).append(name);
-        } else {
+        WMString const* ns = &EmptyString();
+        std::size_t localStart = 0;
+        if (attrColon != WMString::npos) {
             auto found = attrColon == 0 ? prefixes.end() : prefixes.find(name.substr(0, attrColon));
             if (found == prefixes.end() || name.find(u':', attrColon + 1) != WMString::npos) {
                 ok = false;
                 break;
             }
-            attribute->AdoptNameData(
-                ResolvedName(attribute->NameData(), found->second, attrColon + 1, interner));
-            key.reserve(found->second.size() + name.size() - attrColon - 1);
-            key.append(found->second).append(name, attrColon + 1, WMString::npos);
+            ns = &found->second;
+            localStart = attrColon + 1;
         }
-        if (!resolved.emplace(std::move(key), attribute).second) {
+        std::size_t const keySize = attrColon == WMString::npos
+                                        ? elementNS.size() + elementName.size() + name.size()
+                                        : ns->size() + name.size() - localStart;
+        XMLNameData* attributeName = charge(keySize) ? ResolvedName(attribute->NameData(), m_scope,
+                                                                    *ns, localStart, interner)
+                                                     : nullptr;
+        if (!attributeName) {
+            ok = false;
+            break;
+        }
+        attribute->AdoptNameData(attributeName);
+        WMString const& qualified = attributeName->qname;  // `name` went with the old record
+        auto node = current.extract(current.begin());
+        WMString& key = node.key();
+        key.clear();
+        if (attrColon == WMString::npos) {
+            XMLNameData* element = Ref(NameData());
+            Unref(attribute->m_element);
+            attribute->m_element = element;
+            key.reserve(keySize);
+            key.append(elementNS).append(elementName).append(qualified);
+        } else {
+            key.reserve(keySize);
+            key.append(*ns).append(qualified, localStart, WMString::npos);
+        }
+        auto inserted = resolved.insert(std::move(node));
+        if (!inserted.inserted) {
+            auto back = current.insert(std::move(inserted.node));
+            if (!back.inserted) {
+                delete back.node.mapped();
+            }
             ok = false;
             break;
         }
     }
     if (!ok) {
-        // The attributes stay owned by the element's map; the fresh map must not delete them.
-        resolved.clear();
+        // Everything goes back to the element's map; where a new key meets an old one the
+        // element keeps one entry and the other attribute is deleted, so nothing is lost.
+        while (!resolved.empty()) {
+            auto back = current.insert(resolved.extract(resolved.begin()));
+            if (!back.inserted) {
+                delete back.node.mapped();
+            }
+        }
         return false;
     }
-    m_attributes.clear();
-    m_attributes.swap(resolved);
+    current.swap(resolved);
     return true;
 }
 
@@ -532,7 +588,9 @@ void WMXMLElement::EscAttributeValue(WMString& text) {
     text.swap(escaped);
 }
 
-void WMXMLElement::Serialize(WMXMLElement const* parent, WMString& out) const {
+// Writes the start tag, or the whole element when it is empty (then returns true). Kept apart
+// from the recursion of Serialize so that each level of it takes little stack.
+NOINLINE bool WMXMLElement::SerializeStartTag(WMXMLElement const* parent, WMString& out) const {
     WMString const& qname = GetQualifiedName();
     out += u'<';
     out += qname;
@@ -564,15 +622,22 @@ void WMXMLElement::Serialize(WMXMLElement const* parent, WMString& out) const {
     }
     if (m_text.empty() && m_children.empty()) {
         out += u" />";
-        return;
+        return true;
     }
     out += u'>';
     corvane::detail::AppendEscapedContent(out, m_text);
+    return false;
+}
+
+void WMXMLElement::Serialize(WMXMLElement const* parent, WMString& out) const {
+    if (SerializeStartTag(parent, out)) {
+        return;
+    }
     for (WMXMLElement const* child : m_children) {
         child->Serialize(this, out);
     }
     out += u"</";
-    out += qname;
+    out += GetQualifiedName();
     out += u'>';
 }
 

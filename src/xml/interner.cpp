@@ -6,15 +6,23 @@
 namespace corvane {
 namespace detail {
 
-XMLInterner::XMLInterner()
+XMLInterner::XMLInterner(std::size_t budget)
     // The seed varies with the interner's address, so colliding names cannot be prepared.
     : m_slots(64, nullptr),
       m_seed(0xcbf29ce484222325ULL ^
-             (reinterpret_cast<std::uintptr_t>(this) * 0x9e3779b97f4a7c15ULL)) {}
+             (reinterpret_cast<std::uintptr_t>(this) * 0x9e3779b97f4a7c15ULL)),
+      m_budget(budget) {}
 
 XMLInterner::~XMLInterner() {
     for (XMLNameData* data : m_slots) {
-        Unref(data);
+        if (data) {
+            Unref(data->resolved);
+            Unref(data->cacheScope);
+            data->resolved = nullptr;
+            data->cacheScope = nullptr;
+            data->cacheNs = nullptr;
+            Unref(data);
+        }
     }
 }
 
@@ -72,19 +80,54 @@ WMXMLAttribute* XMLInterner::NewAttribute(std::u16string_view qname, WMString&& 
     return new WMXMLAttribute(Lookup(qname), std::move(value));
 }
 
-XMLNameData* XMLInterner::Resolved(XMLNameData* qname, WMString const& ns, std::size_t localStart) {
+XMLNameData* XMLInterner::Resolved(XMLNameData* qname, XMLScope* scope, WMString const& ns,
+                                   std::size_t localStart) {
     std::u16string_view const local = std::u16string_view(qname->qname).substr(localStart);
+    bool const interned = qname->qname.size() <= kMaxInternedLength;
     XMLNameData* cached = qname->resolved;
-    if (cached && cached->ns == ns && std::u16string_view(cached->local) == local) {
-        return Ref(cached);
+    XMLNameData* data = nullptr;
+    if (cached && std::u16string_view(cached->local) == local) {
+        if (scope && qname->cacheScope == scope && qname->cacheNs == &ns) {
+            return Ref(cached);
+        }
+        if (cached->ns.size() == ns.size()) {
+            if (!Charge(ns.size())) {
+                return nullptr;
+            }
+            if (cached->ns == ns) {
+                data = Ref(cached);
+            }
+        }
     }
-    auto* data = new XMLNameData;
-    data->ns = ns;
-    data->local.assign(local);
-    data->qname = qname->qname;
-    Unref(qname->resolved);
-    qname->resolved = Ref(data);
+    if (!data) {
+        if (!Charge(ns.size() + local.size())) {
+            return nullptr;
+        }
+        data = new XMLNameData;
+        data->ns = ns;
+        data->local.assign(local);
+        data->qname = qname->qname;
+    }
+    if (interned && data != cached) {
+        Unref(qname->resolved);
+        qname->resolved = Ref(data);
+    }
+    if (interned && scope && qname->cacheScope != scope) {
+        scope->refs.fetch_add(1, std::memory_order_relaxed);
+        Unref(qname->cacheScope);
+        qname->cacheScope = scope;
+    }
+    qname->cacheNs = interned && scope ? &ns : nullptr;
     return data;
+}
+
+std::size_t ScopeSize(XMLScope const& scope) {
+    // An entry costs a node allocation besides its text; count it as 32 code units.
+    std::size_t size = scope.defaultNS.size();
+    for (auto const& entry : scope.prefixes) {
+        size += entry.first.size() + entry.second.size() + 32;
+    }
+    return size;
 }
 
 void AppendEscapedContent(WMString& out, std::u16string_view text) {

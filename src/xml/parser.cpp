@@ -8,6 +8,16 @@
 #include "xml/chars.h"
 #include "xml/model_impl.h"
 
+// Keeps helpers off the recursive path out of the frames of the recursion, so that the depth
+// limit fits in a small stack.
+#if defined(__GNUC__)
+#define NOINLINE __attribute__((noinline))
+#elif defined(_MSC_VER)
+#define NOINLINE __declspec(noinline)
+#else
+#define NOINLINE
+#endif
+
 namespace corvane {
 namespace detail {
 
@@ -23,7 +33,8 @@ public:
           m_cur(text.data()),
           m_line(line),
           m_handler(handler),
-          m_buildTree(buildTree) {}
+          m_buildTree(buildTree),
+          m_interner(kBudgetPerUnit * text.size() + kBudgetBase) {}
 
     // Parses the document; `storeRoot` receives the root as soon as it is complete.
     template <typename StoreRoot>
@@ -44,6 +55,11 @@ public:
     }
 
 private:
+    // Copy budget of a parse (see XMLInterner): ordinary documents use a few units per unit
+    // of input; the fixed part lets small documents declare long namespace URIs freely.
+    static constexpr std::size_t kBudgetPerUnit = 32;
+    static constexpr std::size_t kBudgetBase = std::size_t{1} << 22;
+
     // ---- reading characters
 
     char16_t NextCh() {
@@ -138,7 +154,7 @@ private:
     }
 
     // Entered after "&". Numbers keep only their low 16 bits.
-    char16_t ParseReference() {
+    NOINLINE char16_t ParseReference() {
         if (ParseCh(u'#')) {
             std::uint32_t value = 0;
             int digits = 0;
@@ -204,7 +220,7 @@ private:
 
     // ---- attributes and elements
 
-    bool ParseAttributeValue(WMString& value) {
+    NOINLINE bool ParseAttributeValue(WMString& value) {
         char16_t const quote = NextCh();
         if (quote != u'"' && quote != u'\'') {
             PrevCh();
@@ -244,7 +260,7 @@ private:
         }
     }
 
-    bool ParseAttribute(WMXMLElement* element) {
+    NOINLINE bool ParseAttribute(WMXMLElement* element) {
         std::u16string_view const name = ParseName();
         if (name.empty()) {
             return false;
@@ -367,7 +383,7 @@ private:
         }
     }
 
-    bool ParseEndTag(WMXMLElement* element) {
+    NOINLINE bool ParseEndTag(WMXMLElement* element) {
         if (!ParseString(u"</")) {
             return false;
         }
@@ -386,10 +402,7 @@ private:
         if (ParseComment()) {
             return;
         }
-        std::u16string_view target;
-        std::u16string_view data;
-        if (ParsePI(target, data)) {
-            FirePIEvent(target, data);
+        if (ParseAndReportPI()) {
             return;
         }
         if (ParseCDATA(element)) {
@@ -408,7 +421,7 @@ private:
 
     // ---- comments, CDATA, processing instructions, document type
 
-    bool ParseComment() {
+    NOINLINE bool ParseComment() {
         if (!ParseString(u"<!--")) {
             return false;
         }
@@ -442,7 +455,7 @@ private:
         }
     }
 
-    bool ParseCDATA(WMXMLElement* element) {
+    NOINLINE bool ParseCDATA(WMXMLElement* element) {
         if (!ParseString(u"<![CDATA[")) {
             return false;
         }
@@ -468,6 +481,16 @@ private:
             }
             ++p;
         }
+    }
+
+    NOINLINE bool ParseAndReportPI() {
+        std::u16string_view target;
+        std::u16string_view data;
+        if (!ParsePI(target, data)) {
+            return false;
+        }
+        FirePIEvent(target, data);
+        return true;
     }
 
     // Returns false after "<?" has been consumed when no target name follows.
@@ -542,12 +565,9 @@ private:
             if (ParseComment()) {
                 continue;
             }
-            std::u16string_view target;
-            std::u16string_view data;
-            if (!ParsePI(target, data)) {
+            if (!ParseAndReportPI()) {
                 return;
             }
-            FirePIEvent(target, data);
         }
     }
 
@@ -560,7 +580,7 @@ private:
 
     // ---- events and errors
 
-    [[noreturn]] void Error() {
+    [[noreturn]] NOINLINE void Error() {
         if (m_handler) {
             m_handler->FatalError(m_line);
         }
@@ -573,7 +593,7 @@ private:
         }
     }
 
-    void FireStartElementEvent(WMXMLElement* element) {
+    NOINLINE void FireStartElementEvent(WMXMLElement* element) {
         if (m_handler) {
             m_handler->StartElement(element->GetNamespaceURI(), element->GetLocalName(),
                                     element->GetQualifiedName(), element->m_attributes, element);
@@ -582,12 +602,15 @@ private:
 
     // Reports the default namespace when it differs from the parent's (always for the root),
     // then every prefix the parent does not have; end events come in the same order.
-    void FireNSMappingEvents(WMXMLElement* element, WMXMLElement* parent, bool start) {
+    NOINLINE void FireNSMappingEvents(WMXMLElement* element, WMXMLElement* parent, bool start) {
         if (!m_handler || (parent && parent->m_scope == element->m_scope)) {
             return;
         }
         static WMString const emptyPrefix;
         WMString const& defaultNS = element->DefaultNS();
+        if (parent && !m_interner.Charge(defaultNS.size())) {
+            Error();
+        }
         if (!parent || defaultNS != parent->DefaultNS()) {
             SendNSMapping(start, emptyPrefix, defaultNS);
         }
