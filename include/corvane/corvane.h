@@ -16,5 +16,6 @@
 #include <corvane/serializer.h>
 #include <corvane/wsdl.h>
 #include <corvane/client.h>
+#include <corvane/server.h>
 
 #endif

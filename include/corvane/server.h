@@ -1,0 +1,87 @@
+// Serving RPC/encoded SOAP calls from any HTTP server (an extension of the message layer).
+//
+// Corvane has no HTTP server of its own. An application hosts its service on the HTTP server it
+// prefers and hands each POST to a WMSOAPServerCall, which does what every server does the same
+// way: decode the body, read it into a WMSOAPMessage in the request phase, check the method and
+// the SOAPAction against the WSDL, and write the response or the fault back as bytes with the
+// HTTP status to send. Per request:
+//
+//     WMSOAPServerCall call(wsdl);
+//     if (call.ReadRequest(body, soapActionHeader)) {
+//         WMSOAPStructMember text;
+//         call.GetParam(u"inputString", text);
+//         call.SetReturnValue(text);
+//     }
+//     std::string answer;
+//     int status = call.WriteResponse(answer);  // 200, or 500 with a fault envelope
+//     // send status, "Content-Type: text/xml; charset=utf-8" and answer
+//
+// A call serves one request. It reads the WSDL client given to it and changes nothing in it;
+// the client must outlive the call. The WSDL client itself is used by one thread at a time, so a
+// server with several threads gives each request its own copy: copies share the parsed
+// description, which loading leaves read-only, and cost a few strings.
+#ifndef CORVANE_SERVER_H
+#define CORVANE_SERVER_H
+
+#include <corvane/message.h>
+#include <corvane/types.h>
+#include <corvane/values.h>
+
+#include <string>
+
+class WMSOAPWSDLClient;
+
+class CORVANE_API WMSOAPServerCall {
+public:
+    explicit WMSOAPServerCall(WMSOAPWSDLClient& wsdl);
+    WMSOAPServerCall(WMSOAPServerCall const& other);
+    WMSOAPServerCall& operator=(WMSOAPServerCall const& other);
+    virtual ~WMSOAPServerCall();
+
+    // Reads one request into a fresh message. `body` is the HTTP body: UTF-8, as the envelope
+    // declares; a body that is not valid UTF-8 is read as ISO-8859-1, one character per byte,
+    // which is how Corvane's own client writes text. `soapAction` is the SOAPAction header as
+    // received, quotes included (empty when the request had none): the WSDL's soapAction is
+    // kept in the quoted form that the header carries, and the two must be equal exactly, so
+    // "http://" matches soapAction="http://" while an unquoted http:// does not.
+    // Returns true when the call is ready to be answered; false when the request was refused,
+    // in which case the message holds the fault (its code and string as the library raised
+    // it) and WriteResponse sends it.
+    bool ReadRequest(std::string const& body, std::string const& soapAction);
+
+    // The operation called (the method element's local name), empty before a request was read.
+    WMString const& GetMethodName() const;
+
+    // The first input parameter of that name, as the request carried it. False when there is
+    // none.
+    bool GetParam(WMString const& name, WMSOAPStructMember& value);
+
+    // The operation's return value: the first output part that the operation's parameterOrder
+    // does not list. The value is sent under that part's name. False when the operation has no
+    // such part.
+    bool SetReturnValue(WMSOAPStructMember const& value);
+
+    // The value of an output parameter (an in-out parameter, or an output part that the
+    // parameterOrder lists). False when the operation has no such parameter.
+    bool SetOutParam(WMString const& name, WMSOAPStructMember const& value);
+
+    // Answers with a fault instead of a result; detail entries and fault header entries can be
+    // added to GetMessage() before WriteResponse.
+    void SetFault(WMString const& faultCode, WMString const& faultString);
+
+    // Serializes the response, or the fault when there is one, as UTF-8 into `body` and returns
+    // the HTTP status: 200 for a response, 500 for a fault. A response that the WSDL does not
+    // describe (a value of the wrong shape, a missing struct member type) is not sent half
+    // written: it becomes the fault "SOAP-ENV:Server" / "Unable to serialize RPC response.".
+    int WriteResponse(std::string& body);
+
+    // The message of the call, for anything the operations above do not cover (header entries,
+    // fault details, the request's text).
+    WMSOAPMessage& GetMessage();
+
+private:
+    WMSOAPWSDLClient* m_wsdl;
+    WMSOAPMessage m_message;
+};
+
+#endif

@@ -1,0 +1,23 @@
+// Byte-level text handling of the server helper: HTTP bodies and headers to wide text and back.
+#ifndef CORVANE_SOAP_SERVER_TEXT_H
+#define CORVANE_SOAP_SERVER_TEXT_H
+
+#include <corvane/types.h>
+
+#include <string>
+#include <string_view>
+
+namespace corvane {
+
+// Strict UTF-8 (no over-long forms, no encoded surrogates, nothing above U+10FFFF; characters
+// above U+FFFF become surrogate pairs). Bytes that are not valid UTF-8 as a whole are read as
+// ISO-8859-1, one character per byte, since that is what Corvane's own client sends.
+WMString DecodeHTTPText(std::string_view bytes);
+
+// Appends the UTF-8 form of `text` to `out`, joining surrogate pairs; a lone surrogate, which
+// UTF-8 cannot carry, becomes U+FFFD.
+void AppendUTF8(WMString const& text, std::string& out);
+
+}  // namespace corvane
+
+#endif
