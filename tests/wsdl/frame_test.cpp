@@ -1,0 +1,197 @@
+// How the parser frame routes a document to the handlers: skipped elements, the flat prefix
+// map, duplicate names, namespaces of lookups and imports from files.
+#include <gtest/gtest.h>
+
+#include "wsdl/description.h"
+#include "wsdl/wsdl_test_util.h"
+
+namespace corvane::test {
+namespace {
+
+class Frame : public ::testing::Test {
+protected:
+    const WMSOAPDefinitionsHandler& Load(const std::string& document) {
+        std::string path = m_dir.Write("doc" + std::to_string(m_count++) + ".wsdl", document);
+        m_parser.SetDocBase(Wide("file://" + m_dir.Path() + "/"));
+        EXPECT_TRUE(m_parser.LoadAndParseWSDLFile(Wide(path)))
+            << Narrow(m_parser.GetLoadErrorMessage());
+        static const WMSOAPWSDLDesc kEmpty;
+        return m_parser.GetWSDLDesc() ? m_parser.GetWSDLDesc()->GetDefinitions()
+                                      : kEmpty.GetDefinitions();
+    }
+
+    ScratchDir m_dir;
+    WMWSDLParser m_parser;
+    int m_count = 0;
+};
+
+TEST_F(Frame, UnknownElementsAreSkippedWithTheirSubtrees) {
+    const auto& defs = Load(Definitions(R"(
+<documentation>text <message name="inDoc"/></documentation>
+<x:ext xmlns:x="urn:x"><message name="inExt"/><x:deeper><portType name="P2"/></x:deeper></x:ext>
+<message name="kept"><x:part xmlns:x="urn:x" name="foreign"/><part name="p" type="xsd:int"/>
+ <documentation><part name="doc"/></documentation></message>
+<portType name="P"><operation name="o"><documentation/><input message="tns:kept"/></operation>
+</portType>)"));
+    EXPECT_EQ(defs.GetMessages().size(), 1u);
+    const WMMessageHandler* kept = defs.FindMessage({u"urn:t", u"kept"});
+    ASSERT_NE(kept, nullptr);
+    EXPECT_EQ(kept->GetParts().size(), 1u);
+    EXPECT_EQ(defs.GetPortTypes().size(), 1u);
+    const WMPortTypeHandler* portType = defs.FindPortType({u"urn:t", u"P"});
+    ASSERT_NE(portType, nullptr);
+    const WMOperationHandler* op = FindIn(portType->GetOperations(), u"o");
+    ASSERT_NE(op, nullptr);
+    ASSERT_NE(op->GetInput(), nullptr);
+    EXPECT_EQ(Narrow(op->GetInput()->GetMessage().local), "kept");
+    EXPECT_EQ(op->GetOutput(), nullptr);
+}
+
+TEST_F(Frame, PrefixMapIsFlat) {
+    // An inner default namespace replaces the outer one while it is in scope.
+    const auto& defs = Load(Definitions(R"(
+<wsdl:message name="m1" xmlns="urn:inner"><wsdl:part name="p" type="t"/></wsdl:message>)"));
+    const WMMessageHandler* m1 = defs.FindMessage({u"urn:t", u"m1"});
+    ASSERT_NE(m1, nullptr);
+    EXPECT_EQ(Narrow(FindIn(m1->GetParts(), u"p")->GetType().ns), "urn:inner");
+
+    // When the inner element ends the mapping is gone altogether, so a later use fails.
+    WMWSDLParser parser;
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Wide(m_dir.Write("flat.wsdl", Definitions(R"(
+<wsdl:message name="m1" xmlns="urn:inner"><wsdl:part name="p" type="t"/></wsdl:message>
+<message name="m2"><part name="p" type="t"/></message>)")))));
+    EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
+              "Unresolvable namespace for attribute 'type' on element: 'message'");
+
+    // The XML parser does not report a prefix bound again to another URI, so the outer
+    // binding stays in force.
+    const auto& rebound = Load(Definitions(
+        R"(<message name="m" xmlns:tns="urn:inner"><part name="p" type="tns:t"/></message>)"));
+    EXPECT_EQ(Narrow(FindIn(rebound.FindMessage({u"urn:t", u"m"})->GetParts(), u"p")->GetType().ns),
+              "urn:t");
+}
+
+TEST_F(Frame, UnprefixedValuesTakeTheDefaultNamespace) {
+    const auto& defs = Load(Definitions(R"(
+<message name="m"><part name="p" type="plain"/></message>)"));
+    const WMMessagePartHandler* part = FindIn(defs.FindMessage({u"urn:t", u"m"})->GetParts(), u"p");
+    EXPECT_EQ(Narrow(part->GetType().ns), "http://schemas.xmlsoap.org/wsdl/");
+    EXPECT_EQ(Narrow(part->GetType().local), "plain");
+}
+
+TEST_F(Frame, FirstDefinitionOfANameIsKept) {
+    const auto& defs = Load(Definitions(R"(
+<message name="m"><part name="first" type="xsd:int"/><part name="dup" type="xsd:int"/>
+ <part name="dup" type="xsd:string"/></message>
+<message name="m"><part name="second" type="xsd:int"/></message>
+<portType name="P"><operation name="o"><input message="tns:one"/><input message="tns:two"/>
+ </operation></portType>
+<types><xsd:schema targetNamespace="urn:s"><xsd:complexType name="C"><xsd:sequence>
+ <xsd:element name="a" type="xsd:int"/></xsd:sequence></xsd:complexType>
+ <xsd:complexType name="C"><xsd:sequence><xsd:element name="b" type="xsd:int"/></xsd:sequence>
+ </xsd:complexType></xsd:schema>
+ <xsd:schema targetNamespace="urn:s"><xsd:complexType name="D"/></xsd:schema></types>)"));
+    const WMMessageHandler* m = defs.FindMessage({u"urn:t", u"m"});
+    ASSERT_NE(m, nullptr);
+    ASSERT_EQ(m->GetParts().size(), 2u);
+    EXPECT_EQ(Narrow(FindIn(m->GetParts(), u"dup")->GetType().local), "int");
+    EXPECT_EQ(Narrow(m->GetFirstPart()->GetName()), "first");
+    const WMOperationHandler* op =
+        FindIn(defs.FindPortType({u"urn:t", u"P"})->GetOperations(), u"o");
+    EXPECT_EQ(Narrow(op->GetInput()->GetMessage().local), "one");
+    const WMSchemaHandler* schema = defs.GetTypes().FindSchema(u"urn:s");
+    ASSERT_NE(schema, nullptr);
+    const WMSchemaComplexTypeHandler* c = schema->FindComplexType(u"C", u"urn:s");
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ(Narrow(c->GetSequence()->GetElements().front()->GetName()), "a");
+    EXPECT_EQ(schema->FindComplexType(u"D", u"urn:s"), nullptr);
+}
+
+TEST_F(Frame, DocumentWithoutTargetNamespace) {
+    WMSOAPWSDLClient client;
+    std::string path = m_dir.Write("nons.wsdl", Definitions(R"(
+<message name="m"><part name="p" type="xsd:int"/></message>
+<portType name="P"><operation name="o"><input message="e:m"/></operation>
+ <operation name="q"><input message="tns:m"/></operation></portType>
+<binding name="B" type="e:P"><operation name="o"/><operation name="q"/></binding>
+<service name="S"><port name="p" binding="tns:B"><soap:address location="http://h/x"/></port>
+</service>)",
+                                                            "xmlns:e=''"));
+    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Wide("file://" + path)));
+    EXPECT_EQ(Narrow(client.GetDefinitionsTNS()), "");
+    // Only names whose prefix maps to the empty namespace find the messages.
+    EXPECT_TRUE(client.IsInputMsgPart(u"o", u"p"));
+    EXPECT_FALSE(client.IsInputMsgPart(u"q", u"p"));
+}
+
+TEST_F(Frame, SchemaDetails) {
+    const auto& defs = Load(Definitions(R"(<types>
+<schema xmlns="http://www.w3.org/1999/XMLSchema" targetNamespace="urn:old"
+  elementFormDefault="qualified"><element name="e"/></schema>
+<xsd:schema targetNamespace="urn:caps" elementFormDefault="Qualified"/>
+<xsd:schema targetNamespace="urn:both"><xsd:element name="two">
+ <xsd:complexType><xsd:sequence/></xsd:complexType><xsd:simpleType><xsd:restriction
+  base="xsd:string"/></xsd:simpleType></xsd:element></xsd:schema></types>)"));
+    const WMSchemaHandler* old = defs.GetTypes().FindSchema(u"urn:old");
+    ASSERT_NE(old, nullptr);
+    EXPECT_TRUE(old->IsElementFormQualified());
+    // Neither type nor ref: anyType of the 2001 namespace, even in a 1999 schema.
+    const WMSchemaElemHandler* e = old->FindElement(u"e", u"urn:old");
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(Narrow(e->GetType().ns), "http://www.w3.org/2001/XMLSchema");
+    EXPECT_EQ(Narrow(e->GetType().local), "anyType");
+    EXPECT_FALSE(defs.GetTypes().FindSchema(u"urn:caps")->IsElementFormQualified());
+
+    // A complex and a simple type nested in one element each get a name; the simple one,
+    // handled last, becomes the element's type.
+    const WMSchemaHandler* both = defs.GetTypes().FindSchema(u"urn:both");
+    EXPECT_EQ(both->GetComplexTypes().size(), 1u);
+    EXPECT_EQ(both->GetSimpleTypes().size(), 1u);
+    const WMSchemaElemHandler* two = both->FindElement(u"two", u"urn:both");
+    EXPECT_EQ(two->GetType().local, both->GetSimpleTypes().begin()->first);
+    EXPECT_NE(two->GetType().local, both->GetComplexTypes().begin()->first);
+}
+
+TEST_F(Frame, ImportsResolveAgainstTheDocumentDirectoryAndMerge) {
+    m_dir.Write("sub/types.xsd", R"(<schema xmlns="http://www.w3.org/2001/XMLSchema"
+  targetNamespace="urn:s"><complexType name="S"><all><element name="v" type="string"/></all>
+  </complexType></schema>)");
+    m_dir.Write("sub/imp.wsdl", Definitions(R"(<import namespace="urn:s" location="types.xsd"/>
+<message name="shared"><part name="fromImport" type="xsd:int"/></message>
+<message name="own"><part name="p" type="s:S"/></message>
+<portType name="P"><operation name="o"><input message="tns:own"/></operation></portType>)",
+                                            "targetNamespace='urn:imp' xmlns:s='urn:s'"));
+    const auto& defs = Load(Definitions(R"(
+<message name="shared"><part name="fromMain" type="xsd:int"/></message>
+<import namespace="urn:imp" location="sub/imp.wsdl"/>)"));
+    // The importing document's message stays; the imported one is not found by its namespace.
+    const WMMessageHandler* shared = defs.FindMessage({u"urn:t", u"shared"});
+    ASSERT_NE(shared, nullptr);
+    EXPECT_NE(FindIn(shared->GetParts(), u"fromMain"), nullptr);
+    EXPECT_EQ(defs.FindMessage({u"urn:imp", u"shared"}), nullptr);
+    EXPECT_NE(defs.FindMessage({u"urn:imp", u"own"}), nullptr);
+    EXPECT_NE(defs.FindPortType({u"urn:imp", u"P"}), nullptr);
+    // The bare schema two levels down joined the types.
+    const WMSchemaHandler* schema = defs.GetTypes().FindSchema(u"urn:s");
+    ASSERT_NE(schema, nullptr);
+    EXPECT_NE(schema->FindComplexType(u"S", u"urn:s"), nullptr);
+}
+
+TEST_F(Frame, FileLocationWithBackslashesIsReadWithSlashes) {
+    std::string path = m_dir.Write("win/svc.wsdl", Definitions(R"(
+<binding name="B" type="tns:P"/>
+<service name="S"><port name="p" binding="tns:B"><soap:address location="http://h/"/></port>
+</service>)"));
+    std::string windowsStyle = path;
+    for (char& c : windowsStyle) {
+        if (c == '/') {
+            c = '\\';
+        }
+    }
+    WMSOAPWSDLClient client;
+    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Wide("file://" + windowsStyle)));
+    EXPECT_EQ(Narrow(client.GetDocBase()), "file://" + m_dir.Path() + "/win/");
+}
+
+}  // namespace
+}  // namespace corvane::test
