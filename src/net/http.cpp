@@ -370,13 +370,21 @@ bool WMHTTPRequestSock::ReadTLS(bool& more) {
     char* buffer = m_receiveBuffer.data();
     const int size = static_cast<int>(m_receiveBuffer.size());
     corvane::detail::TlsRetry retry(m_socket, m_socketTimeout);
+    platform::ClearSocketError();
     int received = DynSSL::SSL_read(m_ssl, buffer, size);
     while (received <= 0) {
         if (!retry.Wait(DynSSL::SSL_get_error(m_ssl, received))) {
             HandleError(received);
+            // A record that stops half-way is a silent peer, as in the connection run, and a
+            // reset connection is a failed exchange; a close (notified or not) ends it well.
+            if (retry.TimedOut() || retry.SocketError() != 0) {
+                m_nLastError = retry.TimedOut() ? platform::kErrTimeout : retry.SocketError();
+                m_bFailed = true;
+            }
             more = false;
             return false;
         }
+        platform::ClearSocketError();
         received = DynSSL::SSL_read(m_ssl, buffer, size);
     }
     more = true;

@@ -16,12 +16,29 @@ using corvane::detail::NetworkEvents;
 constexpr int kErrNotInitialized = 10093;
 constexpr int kSslErrorNone = 0;
 constexpr int kSslWantRead = 2;
+constexpr int kSslWantWrite = 3;
+constexpr int kErrConnectionAborted = 10053;
 constexpr int kSslZeroReturn = 6;
 constexpr int kSslCtrlMode = 33;
 constexpr long kSslModeAcceptMovingWriteBuffer = 2;
 // OpenSSL keeps at most 16 codes in its error queue; the bound also stops the drain when the
 // forwarder of a missing entry point keeps answering 1.
 constexpr int kErrorQueueLimit = 16;
+
+// The Windows Sockets code for a send that made no progress. With TLS the library's own
+// verdict decides whether it would block: errno may be left over from an earlier call, and
+// taking a stale "would block" for a broken connection would retry it for ever.
+int SendFailure(ssl_st* ssl, long result) {
+    if (ssl == nullptr) {
+        return platform::LastSocketError();
+    }
+    const int error = platform::LastSocketError();
+    const int tlsError = DynSSL::SSL_get_error(ssl, static_cast<int>(result));
+    if (tlsError == kSslWantRead || tlsError == kSslWantWrite) {
+        return platform::kErrWouldBlock;
+    }
+    return error == 0 || error == platform::kErrWouldBlock ? kErrConnectionAborted : error;
+}
 
 std::vector<char*> PointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
@@ -277,6 +294,7 @@ bool WMWinSocket2::FlushPending() {
             long sent;
             if (m_bUseSSL) {
                 const int chunk = left > 0x40000000u ? 0x40000000 : static_cast<int>(left);
+                platform::ClearSocketError();
                 sent = DynSSL::SSL_write(m_ssl, data, chunk);
             } else {
                 sent = platform::SendSocket(m_socket, data, left);
@@ -285,7 +303,7 @@ bool WMWinSocket2::FlushPending() {
                 m_pendingOffset += static_cast<std::size_t>(sent);
                 continue;
             }
-            const int error = platform::LastSocketError();
+            const int error = SendFailure(m_bUseSSL ? m_ssl : nullptr, sent);
             if (error == platform::kErrWouldBlock) {
                 m_hEvent->NoteWouldBlock();
                 return true;
@@ -309,6 +327,7 @@ bool WMWinSocket2::Send(char* data, int length) {
     }
     int sent = 0;
     while (sent < length) {
+        platform::ClearSocketError();
         long n = m_bUseSSL ? DynSSL::SSL_write(m_ssl, data + sent, length - sent)
                            : platform::SendSocket(m_socket, data + sent,
                                                   static_cast<std::size_t>(length - sent));
@@ -316,7 +335,7 @@ bool WMWinSocket2::Send(char* data, int length) {
             sent += static_cast<int>(n);
             continue;
         }
-        const int error = platform::LastSocketError();
+        const int error = SendFailure(m_bUseSSL ? m_ssl : nullptr, n);
         if (error == platform::kErrWouldBlock) {
             m_pendingSends.emplace_front(data + sent, static_cast<std::size_t>(length - sent));
             m_pendingOffset = 0;
@@ -399,10 +418,15 @@ int WMWinSocket2::SSLConnect() {
     DynSSL::SSL_ctrl(m_ssl, kSslCtrlMode, kSslModeAcceptMovingWriteBuffer, nullptr);
     m_sbio = DynSSL::BIO_new_socket(static_cast<int>(m_socket), 0);
     DynSSL::SSL_set_bio(m_ssl, m_sbio, m_sbio);
-    // Set after the connection object exists, so it does not apply to this connection.
-    DynSSL::SSL_CTX_set_cipher_list(m_ctx, "EXP, EXPORT");
+    // Set after the connection object exists, so it does not apply to this connection. Where
+    // no such ciphers exist the call fails; its error must not linger in the queue, where it
+    // would be taken for the verdict of a later call.
+    if (DynSSL::SSL_CTX_set_cipher_list(m_ctx, "EXP, EXPORT") == 0) {
+        HandleError(0);
+    }
     corvane::detail::TlsRetry retry(m_socket, m_timeout);
     for (;;) {
+        platform::ClearSocketError();
         const int result = DynSSL::SSL_connect(m_ssl);
         if (result > 0) {
             return 1;

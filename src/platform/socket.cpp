@@ -56,6 +56,10 @@ int LastSocketError() {
     return MapErrno(errno);
 }
 
+void ClearSocketError() {
+    errno = 0;
+}
+
 SocketHandle OpenStreamSocket() {
     int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
     return fd < 0 ? kInvalidSocket : fd;

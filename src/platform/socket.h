@@ -27,6 +27,9 @@ constexpr int kErrTimeout = 258;
 
 // The Windows Sockets number of the calling thread's last failed system call (0 when none).
 int LastSocketError();
+// Forgets the last error, so that a library call that fails without a system error (an end of
+// stream) is not taken for the failure of an earlier call.
+void ClearSocketError();
 // Maps a POSIX errno value onto its Windows Sockets number.
 int MapErrno(int error);
 

@@ -33,7 +33,7 @@ print("ready", flush=True)
 connection, _ = listener.accept()
 connection.settimeout(20)
 peer = context.wrap_socket(connection, server_side=True)
-request = b""
+request = bytearray()
 while not request.endswith(b"\0"):
     chunk = peer.recv(65536)
     if not chunk:
@@ -44,7 +44,7 @@ while not request.endswith(b"\0"):
         peer.close()
         sys.exit(0)
 filler = b"".join(b"%07d\n" % i for i in range(200000))
-peer.sendall(b"HTTP/1.0 200 OK\r\nContent-Type: text/xml\r\n\r\n" + request + filler)
+peer.sendall(b"HTTP/1.0 200 OK\r\nContent-Type: text/xml\r\n\r\n" + bytes(request) + filler)
 # close_notify, then wait for the client's: the client must end on the notification itself.
 try:
     peer.unwrap()

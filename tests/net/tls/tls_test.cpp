@@ -127,6 +127,21 @@ TEST(TlsTransport, PostOverTlsReturnsTheServersReply) {
     EXPECT_TRUE(WMString(content + echoed.size() + 1) == WMString(filler.begin(), filler.end()));
 }
 
+TEST(TlsTransport, LargeBodyIsQueuedAndEchoedWhole) {
+    TlsPeer peer("echo");
+    CORVANE_REQUIRE_PEER(peer);
+    WMString body;
+    for (int i = 0; body.size() < (3u << 20); ++i) {
+        body += static_cast<WMChar>(u'a' + i % 26);
+    }
+    HttpProbe http;
+    ASSERT_TRUE(http.SendHTTPRequest(443, u"PUT", u"127.0.0.1", u"/", u"", u"", body))
+        << http.LastError();
+    WMChar const* content = http.GetContent();
+    ASSERT_NE(content, nullptr);
+    EXPECT_TRUE(WMString(content) == u"PUT / HTTP/1.0\r\n\r\n" + body);
+}
+
 TEST(TlsTransport, PeerResettingDuringALargeBodyFailsWithoutSignal) {
     TlsPeer peer("reset");
     CORVANE_REQUIRE_PEER(peer);
