@@ -82,7 +82,7 @@ private:
     // Enters the value of `element` (depth and cycle bookkeeping); false when too deep.
     bool Enter(corvane::WMSOAPParamHandler* element);
     void Leave();
-    bool ReadItem(corvane::WMSOAPParamHandler* item,
+    bool ReadItem(corvane::WMSOAPParamHandler* child, corvane::WMSOAPParamHandler* item,
                   enum WMSOAPStructMember::SOAPDataMember::DATATYPE itemKind,
                   WMString const& itemTypeNS, WMString const& itemTypeName,
                   WMSOAPStructMember& value, WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);

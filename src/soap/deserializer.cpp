@@ -282,14 +282,17 @@ bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
     for (WMSOAPParamHandler* child : element->GetChildren()) {
         WMString memberTypeName;
         WMString memberTypeNS;
-        // The description gives every member its schema's target namespace; unqualified
-        // member elements arrive without one.
-        if (!wsdl.GetStructMemberType(typeName, typeNS, child->GetLocalName(), child->GetNS(),
-                                      memberTypeName, memberTypeNS) &&
-            (!child->GetNS().empty() ||
-             !wsdl.GetStructMemberType(typeName, typeNS, child->GetLocalName(), typeNS,
-                                       memberTypeName, memberTypeNS))) {
-            return false;
+        // Member accessors are matched by name; their namespace is kept only when the
+        // description agrees with it (peers qualify members by accident, through a default
+        // namespace), so that the value can be written back.
+        WMString memberNS = child->GetNS();
+        if (!wsdl.GetStructMemberType(typeName, typeNS, child->GetLocalName(), memberNS,
+                                      memberTypeName, memberTypeNS)) {
+            memberNS.clear();
+            if (!wsdl.GetStructMemberType(typeName, typeNS, child->GetLocalName(), memberNS,
+                                          memberTypeName, memberTypeNS)) {
+                return false;
+            }
         }
         WMSOAPParamHandler* content = child;
         if (!child->GetHref().empty()) {
@@ -309,7 +312,7 @@ bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
             return false;
         }
         value.SetName(child->GetLocalName());
-        value.SetNS(child->GetNS());
+        value.SetNS(memberNS);
         members.SetMemberQN(value);
     }
     if (!ChargeCopy(m_created - createdBefore)) {
@@ -357,13 +360,15 @@ bool WMSOAPDeserializer::DeserializeArray(WMString typeNS, WMString typeName,
     return DeserializeArray(element, kind, itemNS, itemName, result, message, wsdl);
 }
 
-bool WMSOAPDeserializer::ReadItem(WMSOAPParamHandler* item, DataType itemKind,
-                                  WMString const& itemTypeNS, WMString const& itemTypeName,
-                                  WMSOAPStructMember& value, WMSOAPMessage& message,
-                                  WMSOAPWSDLClient& wsdl) {
+bool WMSOAPDeserializer::ReadItem(WMSOAPParamHandler* child, WMSOAPParamHandler* item,
+                                  DataType itemKind, WMString const& itemTypeNS,
+                                  WMString const& itemTypeName, WMSOAPStructMember& value,
+                                  WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    // A complex item reached through an href is named after the referring item element.
+    WMSOAPParamHandler* const referenced = item == child ? nullptr : item;
     if (itemKind == DataType::SOAP_STRUCT || itemKind == DataType::SOAP_ARRAY) {
-        return DeserializeComplexType(item, nullptr, true, itemTypeNS, itemTypeName, value, message,
-                                      wsdl);
+        return DeserializeComplexType(child, referenced, true, itemTypeNS, itemTypeName, value,
+                                      message, wsdl);
     }
     if (!IsAnyType(itemTypeName)) {
         return DeserializeBuiltInType(item, itemTypeName, value);
@@ -383,7 +388,7 @@ bool WMSOAPDeserializer::ReadItem(WMSOAPParamHandler* item, DataType itemKind,
     if (IsXSDType(ownNS) || IsSoapEncType(ownNS)) {
         return DeserializeBuiltInType(item, ownName, value);
     }
-    return DeserializeComplexType(item, nullptr, true, ownNS, ownName, value, message, wsdl);
+    return DeserializeComplexType(child, referenced, true, ownNS, ownName, value, message, wsdl);
 }
 
 bool WMSOAPDeserializer::DeserializeArray(WMSOAPParamHandler* element, DataType itemKind,
@@ -407,7 +412,7 @@ bool WMSOAPDeserializer::DeserializeArray(WMSOAPParamHandler* element, DataType 
         }
         std::size_t const before = m_created;
         WMSOAPStructMember value;
-        if (!ReadItem(item, itemKind, itemTypeNS, itemTypeName, value, message, wsdl) ||
+        if (!ReadItem(child, item, itemKind, itemTypeNS, itemTypeName, value, message, wsdl) ||
             !Charge(1) || !ChargeCopy(m_created - before)) {
             return false;
         }

@@ -212,10 +212,16 @@ bool WMSOAPRespDeserializer::DeserializeSOAPFault(WMSOAPMessage& message, WMSOAP
                 false);
         }
         WMSOAPStructMember value;
-        bool const ok = IsXSDType(typeNS) || IsSoapEncType(typeNS)
-                            ? DeserializeBuiltInType(content, typeName, value)
-                            : DeserializeComplexType(entry, content == entry ? nullptr : content,
-                                                     true, typeNS, typeName, value, message, wsdl);
+        bool ok = IsXSDType(typeNS) || IsSoapEncType(typeNS)
+                      ? DeserializeBuiltInType(content, typeName, value)
+                      : DeserializeComplexType(entry, content == entry ? nullptr : content, true,
+                                               typeNS, typeName, value, message, wsdl);
+        if (!ok && !described && !HitReferenceCycle()) {
+            // A type of its own that the description does not know: its text is all it says.
+            value.SetValue(content->GetValue());
+            value.SetName(content->GetLocalName());
+            ok = true;
+        }
         if (!ok) {
             corvane::ThrowSOAPFault(
                 HitReferenceCycle() ? kClient : kServer,

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <string_view>
 
 namespace corvane {
 
@@ -113,11 +114,20 @@ float ScanFloat(std::u16string_view text) {
         return 0.0f;
     }
     if (result.ec == std::errc::result_out_of_range) {
-        // Overflow gives infinity and underflow the nearest float, as strtof does.
+        // Overflow gives infinity and underflow the nearest float, as strtof does; beyond the
+        // range of a double the exponent's sign tells which.
         double wide = 0.0;
-        std::from_chars(first, last, wide, format);
-        value = std::fabs(wide) >= 1.0 ? std::numeric_limits<float>::infinity()
-                                       : static_cast<float>(std::fabs(wide));
+        if (std::from_chars(first, last, wide, format).ec == std::errc()) {
+            value = std::fabs(wide) >= 1.0 ? std::numeric_limits<float>::infinity()
+                                           : static_cast<float>(std::fabs(wide));
+        } else {
+            std::string_view const number(first, static_cast<std::size_t>(result.ptr - first));
+            auto const exponent = number.find_first_of(
+                format == std::chars_format::hex ? std::string_view("pP") : "eE");
+            bool const tiny = exponent != std::string_view::npos && exponent + 1 < number.size() &&
+                              number[exponent + 1] == '-';
+            value = tiny ? 0.0f : std::numeric_limits<float>::infinity();
+        }
     }
     return negative ? -value : value;
 }

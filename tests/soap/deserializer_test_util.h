@@ -1,0 +1,190 @@
+// Helpers shared by the deserializer tests: files, WSDL loading and decoding through the
+// message.
+#ifndef CORVANE_TESTS_SOAP_DESERIALIZER_TEST_UTIL_H
+#define CORVANE_TESTS_SOAP_DESERIALIZER_TEST_UTIL_H
+
+#include <corvane/message.h>
+#include <corvane/utf8.h>
+#include <corvane/values.h>
+#include <corvane/wsdl.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+
+namespace deser_test {
+
+inline std::string DataPath(std::string const& relative) {
+    return std::string(CORVANE_TEST_DATA) + "/" + relative;
+}
+
+inline WMString Wide(std::string const& utf8) {
+    WMString out;
+    UTF8ToWideString(utf8, out);
+    return out;
+}
+
+inline std::string Narrow(WMString const& text) {
+    std::string out;
+    WideStringToUTF8(text, out);
+    return out;
+}
+
+inline WMString ReadText(std::string const& relative) {
+    std::ifstream in(DataPath(relative), std::ios::binary);
+    EXPECT_TRUE(in.good()) << relative;
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return Wide(bytes);
+}
+
+// A WSDL client on one of the test descriptions, loaded once per process.
+inline WMSOAPWSDLClient& Wsdl(std::string const& file, WMString const& service,
+                              WMString const& port) {
+    static std::map<std::string, std::unique_ptr<WMSOAPWSDLClient>> loaded;
+    auto& slot = loaded[file];
+    if (!slot) {
+        slot = std::make_unique<WMSOAPWSDLClient>();
+        bool const ok =
+            slot->ReadServiceDesc(service, port, Wide("file://" + DataPath("wsdl/" + file)));
+        EXPECT_TRUE(ok) << file;
+    }
+    return *slot;
+}
+
+inline WMSOAPWSDLClient& Round2Base() {
+    return Wsdl("round2_base.wsdl", u"InteropTest", u"InteropTestPort");
+}
+
+inline WMSOAPWSDLClient& Round2GroupB() {
+    return Wsdl("round2_groupB.wsdl", u"interopLabB", u"interopTestPortB");
+}
+
+// The fault a call threw, if any.
+struct Thrown {
+    std::string code;
+    std::string text;
+};
+
+// Reads a response for `operation` through the message, as the client does.
+inline std::optional<Thrown> DecodeResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl,
+                                            WMString const& operation, WMString const& text) {
+    message.SetBuffer(text);
+    message.SetMethodName(operation);
+    message.SetRequestPhase(false);
+    try {
+        message.Deserialize(wsdl);
+        message.ProcessRPC(wsdl);
+    } catch (WMSOAPFault const& fault) {
+        return Thrown{Narrow(fault.GetFaultCode()), Narrow(fault.GetFaultString())};
+    }
+    return std::nullopt;
+}
+
+// Reads a request through the message, as a server does.
+inline std::optional<Thrown> DecodeRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl,
+                                           WMString const& soapAction, WMString const& text) {
+    WMString buffer = text;
+    message.Initialize(buffer.data(), static_cast<unsigned long>(buffer.size()), WMString(),
+                       WMString(), WMString(), soapAction, WMString(), false);
+    try {
+        message.Deserialize(wsdl);
+        message.ProcessRPC(wsdl);
+    } catch (WMSOAPFault const& fault) {
+        return Thrown{Narrow(fault.GetFaultCode()), Narrow(fault.GetFaultString())};
+    }
+    return std::nullopt;
+}
+
+// Compact text form of a value, for comparisons: 42, 1.5, "s", {a=1,b="x"}, [..].
+inline std::string Show(WMSOAPStructMember const& constMember);
+
+inline std::string ShowStruct(WMSOAPStructType const& value) {
+    std::string out = "{";
+    WMString name;
+    WMSOAPStructMember member;
+    long position = 0;
+    for (bool more = value.GetFirstMember(&name, member, &position); more;
+         more = value.GetNextMember(&name, member, &position)) {
+        if (out.size() > 1) {
+            out += ",";
+        }
+        out += Narrow(name) + "=" + Show(member);
+    }
+    return out + "}";
+}
+
+inline std::string Show(WMSOAPStructMember const& constMember) {
+    WMSOAPStructMember member = constMember;
+    std::ostringstream out;
+    switch (member.GetDataType()) {
+        case WMSOAPStructMember::SOAPDataMember::SOAP_LONG:
+            out << member.LongValue();
+            break;
+        case WMSOAPStructMember::SOAPDataMember::SOAP_DOUBLE:
+            out << member.DoubleValue();
+            break;
+        case WMSOAPStructMember::SOAPDataMember::SOAP_STRING:
+            out << '"' << Narrow(member.StringValue()) << '"';
+            break;
+        case WMSOAPStructMember::SOAPDataMember::SOAP_STRUCT:
+            out << ShowStruct(member.StructValue());
+            break;
+        case WMSOAPStructMember::SOAPDataMember::SOAP_ARRAY: {
+            out << "[";
+            bool first = true;
+            for (WMSOAPStructType const& item : member.ArrayValue()) {
+                out << (first ? "" : ",") << ShowStruct(item);
+                first = false;
+            }
+            out << "]";
+            break;
+        }
+        default:
+            out << "nil";
+            break;
+    }
+    return out.str();
+}
+
+// "name=value" for each method parameter, in order.
+inline std::string ShowParams(WMSOAPMessage& message) {
+    std::string out;
+    WMString ns;
+    WMString name;
+    WMSOAPStructMember value;
+    bool isInput = false;
+    bool isOutput = false;
+    long position = 0;
+    for (bool more = message.GetFirstMethodParam(ns, name, value, isInput, isOutput, position);
+         more; more = message.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {
+        out += (out.empty() ? "" : " ") + Narrow(name) + (isInput ? "<" : "") +
+               (isOutput ? ">" : "") + "=" + Show(value);
+    }
+    return out;
+}
+
+// A response envelope around `body` (the content of SOAP-ENV:Body), with the usual prefixes.
+inline WMString Envelope(std::string const& body, std::string const& header = std::string()) {
+    std::string text =
+        "<?xml version=\"1.0\"?>"
+        "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+        "xmlns:SOAP-ENC=\"http://schemas.xmlsoap.org/soap/encoding/\" "
+        "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
+        "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+        "xmlns:ns1=\"http://soapinterop.org/\" xmlns:ns2=\"http://soapinterop.org/xsd\" "
+        "SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">";
+    if (!header.empty()) {
+        text += "<SOAP-ENV:Header>" + header + "</SOAP-ENV:Header>";
+    }
+    text += "<SOAP-ENV:Body>" + body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
+    return Wide(text);
+}
+
+}  // namespace deser_test
+
+#endif
