@@ -6,9 +6,14 @@
 #include <corvane/socket.h>
 #include <corvane/types.h>
 
+#include <cstddef>
 #include <list>
 #include <map>
 #include <memory>
+#include <string>
+#include <vector>
+
+class WMHostEnt;
 
 class CORVANE_API WMHTTPRequestSock : public WMWinSocket2 {
 public:

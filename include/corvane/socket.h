@@ -1,5 +1,4 @@
-// WMWinSocket2: an event-driven TCP client socket with an optional TLS layer; WMHostEnt: a
-// copy of a resolved host record.
+// WMWinSocket2: an event-driven TCP client socket with an optional TLS layer.
 #ifndef CORVANE_SOCKET_H
 #define CORVANE_SOCKET_H
 
@@ -8,10 +7,8 @@
 #include <cstdint>
 #include <deque>
 #include <string>
-#include <vector>
 
 struct sockaddr_in;
-struct hostent;
 struct ssl_st;
 struct ssl_ctx_st;
 struct bio_st;
@@ -19,33 +16,6 @@ struct bio_st;
 namespace corvane::detail {
 class NetworkEvents;
 }  // namespace corvane::detail
-
-// A deep copy of a host record: official name, aliases and IPv4 addresses, each list ending
-// with a null entry as in the system's record.
-class CORVANE_API WMHostEnt {
-public:
-    explicit WMHostEnt(hostent const* host);
-    WMHostEnt(WMHostEnt const& other);
-    WMHostEnt& operator=(WMHostEnt const& other);
-    virtual ~WMHostEnt();
-
-    char const* GetName() const;
-    char* const* GetAliases() const;
-    short GetAddrType() const;
-    short GetAddrLength() const;
-    char* const* GetAddrList() const;  // GetAddrLength() bytes per address, network order
-
-private:
-    void Link();
-
-    std::string m_name;
-    std::vector<std::string> m_aliasText;
-    std::vector<char*> m_aliases;
-    short m_addrType;
-    short m_addrLength;
-    std::vector<std::string> m_addressBytes;
-    std::vector<char*> m_addresses;
-};
 
 // One Connect opens a connection and runs it to its end: it waits for network events (each
 // wait bounded by the time-out) and calls the virtual handlers, which a derived class

@@ -9,6 +9,7 @@
 #include <new>
 #include <string>
 
+#include "net/host_ent.h"
 #include "net/network_events.h"
 #include "net/tls.h"
 #include "platform/codepage.h"

@@ -1,6 +1,7 @@
 #include <corvane/dynssl.h>
 #include <corvane/socket.h>
 
+#include "net/host_ent.h"
 #include "net/network_events.h"
 #include "net/tls.h"
 #include "platform/executable.h"

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "net/host_ent.h"
 #include "net/loopback_server.h"
 #include "platform/socket.h"
 
