@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """TLS peer for the transport tests: serves HTTP/1.0 on 127.0.0.1:443 with a certificate made
-at start-up. Usage: tls_server.py WORKDIR OPENSSL MODE, MODE being "echo" (answer each request
-with its own bytes, then a filler body) or "reset" (read a little, then reset the connection).
+at start-up. Usage: tls_server.py WORKDIR OPENSSL MODE, MODE being "echo" (answer the request
+with its own bytes, then a filler body, then close_notify), "abrupt" (the same answer, then a TCP
+close without close_notify), "reset" (read a little, then reset the connection) or "silent"
+(accept, and never start the handshake).
 Prints "ready" once listening, or "skip: ..." when the port cannot be bound."""
 import os
 import socket
@@ -9,6 +11,7 @@ import ssl
 import struct
 import subprocess
 import sys
+import time
 
 workdir, openssl, mode = sys.argv[1], sys.argv[2], sys.argv[3]
 cert = os.path.join(workdir, "cert.pem")
@@ -31,6 +34,9 @@ listener.settimeout(20)
 print("ready", flush=True)
 
 connection, _ = listener.accept()
+if mode == "silent":
+    time.sleep(20)
+    sys.exit(0)
 connection.settimeout(20)
 peer = context.wrap_socket(connection, server_side=True)
 request = bytearray()
@@ -45,6 +51,9 @@ while not request.endswith(b"\0"):
         sys.exit(0)
 filler = b"".join(b"%07d\n" % i for i in range(200000))
 peer.sendall(b"HTTP/1.0 200 OK\r\nContent-Type: text/xml\r\n\r\n" + bytes(request) + filler)
+if mode == "abrupt":
+    peer.close()
+    sys.exit(0)
 # close_notify, then wait for the client's: the client must end on the notification itself.
 try:
     peer.unwrap()

@@ -16,7 +16,7 @@ using corvane::test::TlsPeer;
 
 class HttpProbe : public WMHTTPRequestSock {
 public:
-    HttpProbe() : WMHTTPRequestSock(80, 5000) {}
+    explicit HttpProbe(unsigned long timeout = 5000) : WMHTTPRequestSock(80, timeout) {}
     int LastError() const { return m_nLastError; }
 };
 
@@ -125,6 +125,28 @@ TEST(TlsTransport, PostOverTlsReturnsTheServersReply) {
     EXPECT_EQ(echoed, expected);
     const std::string filler = Filler();
     EXPECT_TRUE(WMString(content + echoed.size() + 1) == WMString(filler.begin(), filler.end()));
+}
+
+TEST(TlsTransport, CloseWithoutNotificationStillEndsTheResponse) {
+    TlsPeer peer("abrupt");
+    CORVANE_REQUIRE_PEER(peer);
+    HttpProbe http;
+    ASSERT_TRUE(http.SendHTTPRequest(443, u"GET", u"127.0.0.1", u"/", u"", u"", u""))
+        << http.LastError();
+    EXPECT_EQ(http.GetStatus(), 200);
+    WMChar const* content = http.GetContent();
+    ASSERT_NE(content, nullptr);
+    EXPECT_EQ(WMString(content), u"GET / HTTP/1.0\r\n\r\n");
+    const std::string filler = Filler();
+    EXPECT_TRUE(WMString(content + 19) == WMString(filler.begin(), filler.end()));
+}
+
+TEST(TlsTransport, HandshakeWithASilentPeerTimesOut) {
+    TlsPeer peer("silent");
+    CORVANE_REQUIRE_PEER(peer);
+    HttpProbe http(300);
+    EXPECT_FALSE(http.SendHTTPRequest(443, u"GET", u"127.0.0.1", u"/", u"", u"", u""));
+    EXPECT_EQ(http.LastError(), 258);
 }
 
 TEST(TlsTransport, LargeBodyIsQueuedAndEchoedWhole) {
