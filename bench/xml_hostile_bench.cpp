@@ -1,0 +1,159 @@
+// Hostile documents at a size and at twice that size: the time ratio shows that each parses
+// (or fails) in time linear in its length. Each shape is timed in tree and in event mode,
+// best of three runs; the table ends with the worst ratio.
+#include <benchmark/benchmark.h>
+#include <corvane/xml_parser.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+WMString Repeat(WMString const& piece, std::size_t count) {
+    WMString out;
+    out.reserve(piece.size() * count);
+    for (std::size_t i = 0; i < count; ++i) {
+        out += piece;
+    }
+    return out;
+}
+
+WMString Number(std::size_t value) {
+    std::string const digits = std::to_string(value);
+    return WMString(digits.begin(), digits.end());
+}
+
+struct Shape {
+    char const* name;
+    std::function<WMString(std::size_t)> make;  // a document of about n code units
+};
+
+std::vector<Shape> Shapes() {
+    return {
+        {"one element, many attributes",
+         [](std::size_t n) {
+             WMString text = u"<a";
+             for (std::size_t i = 0; text.size() < n; ++i) {
+                 text += u" n" + Number(i) + u"='v'";
+             }
+             return text + u"/>";
+         }},
+        {"many namespace declarations",
+         [](std::size_t n) {
+             WMString text = u"<a";
+             for (std::size_t i = 0; text.size() < n; ++i) {
+                 text += u" xmlns:p" + Number(i) + u"='urn:x'";
+             }
+             return text + u"><p0:b p1:c=''/></a>";
+         }},
+        {"large text node", [](std::size_t n) { return u"<a>" + WMString(n, u'x') + u"</a>"; }},
+        {"references in text",
+         [](std::size_t n) { return u"<a>" + Repeat(u"&amp;", n / 5) + u"</a>"; }},
+        {"line ends in text",
+         [](std::size_t n) { return u"<a>" + Repeat(u"\r\n\r", n / 3) + u"</a>"; }},
+        {"sibling elements",
+         [](std::size_t n) { return u"<a>" + Repeat(u"<b/>", n / 4) + u"</a>"; }},
+        {"large attribute value",
+         [](std::size_t n) { return u"<a v='" + WMString(n, u'x') + u"'/>"; }},
+        {"long element name",
+         [](std::size_t n) {
+             WMString const name(n / 2, u'n');
+             return u"<" + name + u"></" + name + u">";
+         }},
+        {"nesting far beyond the limit", [](std::size_t n) { return Repeat(u"<a>", n / 3); }},
+        {"unterminated content", [](std::size_t n) { return u"<a>" + Repeat(u"<b>x</b>", n / 8); }},
+        {"unterminated comment", [](std::size_t n) { return u"<a><!--" + Repeat(u"-x", n / 2); }},
+        {"unterminated CDATA",
+         [](std::size_t n) { return u"<a><![CDATA[" + Repeat(u"]]x", n / 3); }},
+        {"unterminated attribute value",
+         [](std::size_t n) { return u"<a v='" + Repeat(u"&lt;", n / 4); }},
+        {"unterminated DOCTYPE",
+         [](std::size_t n) { return u"<!DOCTYPE a " + Repeat(u"<!x>", n / 4); }},
+        {"document type declarations",
+         [](std::size_t n) { return Repeat(u"<!DOCTYPE a>", n / 12) + u"<a/>"; }},
+    };
+}
+
+class NullHandler : public WMXMLEventHandler {
+public:
+    int StartElement(WMString const&, WMString const&, WMString const&, WMXMLAttributeMap&,
+                     WMXMLElement*) override {
+        return 0;
+    }
+};
+
+double Seconds(WMString const& text, bool buildTree) {
+    double best = 1e9;
+    for (int run = 0; run < 3; ++run) {
+        NullHandler handler;
+        auto const start = std::chrono::steady_clock::now();
+        {
+            WMXMLParser parser;
+            parser.SetBuildTree(buildTree);
+            try {
+                parser.ParseXML(text, &handler);
+            } catch (int) {
+            }
+        }
+        std::chrono::duration<double> const elapsed = std::chrono::steady_clock::now() - start;
+        best = std::min(best, elapsed.count());
+    }
+    return best;
+}
+
+void ParseHostile(benchmark::State& state) {
+    std::vector<Shape> const shapes = Shapes();
+    Shape const& shape = shapes[static_cast<std::size_t>(state.range(0))];
+    WMString const text = shape.make(static_cast<std::size_t>(state.range(1)));
+    for (auto _ : state) {
+        WMXMLParser parser;
+        try {
+            parser.ParseXML(text, nullptr);
+        } catch (int) {
+        }
+    }
+    state.SetLabel(shape.name);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size() * 2));
+}
+
+void PrintRatios() {
+    std::size_t const n = 4u << 20;
+    double worst = 0;
+    char const* worstName = "";
+    std::printf("%-32s %10s %10s %7s   (tree mode | event mode)\n", "shape", "n s", "2n s",
+                "ratio");
+    for (Shape const& shape : Shapes()) {
+        WMString const small = shape.make(n);
+        WMString const large = shape.make(2 * n);
+        for (bool buildTree : {true, false}) {
+            double const a = Seconds(small, buildTree);
+            double const b = Seconds(large, buildTree);
+            double const ratio = b / a;
+            std::printf("%-32s %10.4f %10.4f %7.2f   %s\n", shape.name, a, b, ratio,
+                        buildTree ? "tree" : "events");
+            if (ratio > worst) {
+                worst = ratio;
+                worstName = shape.name;
+            }
+        }
+    }
+    std::printf("worst ratio for twice the size: %.2f (%s)\n", worst, worstName);
+}
+
+}  // namespace
+
+BENCHMARK(ParseHostile)
+    ->ArgsProduct({benchmark::CreateDenseRange(0, 14, 1), {1 << 20}})
+    ->Unit(benchmark::kMillisecond);
+
+int main(int argc, char** argv) {
+    PrintRatios();
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
