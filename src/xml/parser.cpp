@@ -1,5 +1,6 @@
 #include <corvane/xml_parser.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -260,7 +261,29 @@ private:
         }
     }
 
-    NOINLINE bool ParseAttribute(WMXMLElement* element) {
+    // Capacity for an attribute key that resolution will turn into the expanded name: guessed
+    // from the parent's scope, so that the key usually needs one allocation, not two.
+    static std::size_t ExpectedKeySize(std::u16string_view name, WMXMLElement const* element,
+                                       WMXMLElement const* parent) {
+        if (!parent) {
+            return name.size();
+        }
+        std::size_t const colon = name.find(u':');
+        if (colon == std::u16string_view::npos) {
+            std::u16string_view const qname = element->GetQualifiedName();
+            std::size_t const elementColon = qname.find(u':');
+            std::size_t const local = elementColon == std::u16string_view::npos
+                                          ? qname.size()
+                                          : qname.size() - elementColon - 1;
+            return parent->DefaultNS().size() + local + name.size();
+        }
+        WMXMLNSPrefixMap const& prefixes = parent->Prefixes();
+        auto found = prefixes.find(WMString(name.substr(0, colon)));
+        std::size_t const uri = found == prefixes.end() ? 0 : found->second.size();
+        return std::max(name.size(), uri + name.size() - colon - 1);
+    }
+
+    NOINLINE bool ParseAttribute(WMXMLElement* element, WMXMLElement const* parent) {
         std::u16string_view const name = ParseName();
         if (name.empty()) {
             return false;
@@ -275,7 +298,9 @@ private:
             Error();
         }
         WMXMLAttributeMap& attributes = element->m_attributes;
-        WMString key(name);
+        WMString key;
+        key.reserve(ExpectedKeySize(name, element, parent));
+        key.assign(name);
         auto position = attributes.lower_bound(key);
         if (position != attributes.end() && position->first == key) {
             Error();
@@ -300,7 +325,7 @@ private:
         std::unique_ptr<WMXMLElement> element(m_interner.NewElement(name));
         for (;;) {
             ParseWhiteSpace();
-            if (!ParseAttribute(element.get())) {
+            if (!ParseAttribute(element.get(), parent)) {
                 break;
             }
         }
@@ -413,7 +438,11 @@ private:
             Error();
         }
         if (m_buildTree) {
-            element->m_children.push_back(child);
+            WMXMLElementList& children = element->m_children;
+            if (children.empty()) {
+                children.reserve(4);  // most parents have a few children: one allocation
+            }
+            children.push_back(child);
         } else {
             delete static_cast<WMXMLMarkup*>(child);
         }
