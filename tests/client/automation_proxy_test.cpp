@@ -1,0 +1,206 @@
+// The automation proxy against a loopback server that answers with canned bytes.
+#include <corvane/client.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "client/loopback.h"
+#include "client/proxy_fault.h"
+
+namespace corvane::test {
+namespace {
+
+std::string const kEnvelope = "<SOAP-ENV:Envelope/>";
+
+struct Outcome {
+    bool completed = false;
+    WMString context;
+    WMString message;
+};
+
+Outcome Exchange(WMSOAPAutomationProxy& proxy, int port, WMSOAPMessage& message) {
+    Outcome outcome;
+    try {
+        outcome.completed =
+            proxy.InvokeSOAPMethod(u"\"urn:a\"", u"127.0.0.1", port, u"/svc", u"tester", message);
+    } catch (WMSOAPProxyFault const& fault) {
+        outcome.context = fault.GetContext();
+        outcome.message = fault.GetMessage();
+    }
+    return outcome;
+}
+
+TEST(AutomationProxy, PostsTheHeaderBlockInItsOrderAndStoresTheAnswer) {
+    StubServer server;
+    server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8", kEnvelope));
+    server.Start();
+
+    // One Latin-1 character and one beyond it: each is one code unit, so one byte on the wire
+    // ("?" for the second) and one unit of Content-Length.
+    WMString const request = u"<x>\u00e9\u4e2d</x>";
+    WMSOAPMessage message;
+    message.SetBuffer(request);
+    WMSOAPAutomationProxy proxy;
+    ASSERT_TRUE(proxy.InvokeSOAPMethod(u"\"urn:calls#swap\"", u"127.0.0.1", server.Port(),
+                                       u"/my svc", u"Agent/1.0", message));
+
+    std::string const expected =
+        "POST /my+svc HTTP/1.0\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
+        "\r\nUser-Agent: Agent/1.0\r\nContent-Type: text/xml; charset=\"utf-8\"\r\n"
+        "Content-Length: 9\r\nSOAPAction: \"urn:calls#swap\"\r\n\r\n<x>\xe9?</x>";
+    EXPECT_EQ(server.Request(1).substr(0, expected.size()), expected);
+
+    EXPECT_EQ(proxy.GetHTTPStatus(), 200);
+    EXPECT_EQ(proxy.GetXMLIn(), Widen(kEnvelope));
+    EXPECT_EQ(proxy.GetXMLInLength(), kEnvelope.size());
+    EXPECT_EQ(*proxy.GetXMLOut(), request);
+    EXPECT_EQ(proxy.GetXMLOutLength(), request.size());
+    EXPECT_EQ(*message.GetBufferPtr(), Widen(kEnvelope));
+}
+
+TEST(AutomationProxy, RefusesEveryStatusButOkAndServerErrorWithItsText) {
+    struct Case {
+        std::string statusLine;
+        int status;
+        WMString text;
+    };
+    std::vector<Case> const cases = {
+        {"HTTP/1.0 301 Moved Permanently", 301, u"HTTP Redirect: Moved permanently."},
+        {"HTTP/1.0 302 Found", 302, u"HTTP Redirect: Moved temporarily."},
+        {"HTTP/1.0 400 Bad Request", 400, u"HTTP Client Error: Bad Request."},
+        {"HTTP/1.0 401 Unauthorized", 401, u"HTTP Client Error: Unauthorized."},
+        {"HTTP/1.0 403 Forbidden", 403, u"HTTP Client Error: Forbidden."},
+        {"HTTP/1.0 404 Not Found", 404, u"HTTP Client Error: Not Found."},
+        {"HTTP/1.0 501 Not Implemented", 501, u"HTTP Server Error: Not Implemented."},
+        {"HTTP/1.0 503 Service Unavailable", 503, u"HTTP Server Error: Service Unavailable."},
+        {"HTTP/1.0 201 Created", 201, u"Unexpected HTTP Status Code."},
+        {"HTTP/1.0 304 Not Modified", 304, u"Unexpected HTTP Status Code."},
+        {"HTTP/1.0 502 Bad Gateway", 502, u"Unexpected HTTP Status Code."},
+    };
+    StubServer server;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        // Even an XML body does not rescue a refused status.
+        server.SetAnswer(static_cast<int>(i + 1),
+                         HttpAnswer(cases[i].statusLine, "text/xml", kEnvelope));
+    }
+    server.Start();
+
+    WMSOAPAutomationProxy proxy;
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.statusLine);
+        WMSOAPMessage message;
+        message.SetBuffer(u"<request/>");
+        Outcome const outcome = Exchange(proxy, server.Port(), message);
+        EXPECT_FALSE(outcome.completed);
+        EXPECT_EQ(outcome.context, u"Response Message");
+        EXPECT_EQ(outcome.message, c.text);
+        EXPECT_EQ(proxy.GetHTTPStatus(), c.status);
+        EXPECT_EQ(proxy.GetXMLIn(), u"");
+        EXPECT_EQ(*message.GetBufferPtr(), u"<request/>");
+    }
+}
+
+TEST(AutomationProxy, ServerErrorWithXmlCompletesAndOtherContentTypesAreRefused) {
+    StubServer server;
+    server.SetAnswer(1, HttpAnswer("HTTP/1.1 500 Internal Server Error", "text/xml", kEnvelope));
+    server.SetAnswer(2, HttpAnswer("HTTP/1.1 200 OK", "text/html", "<html/>"));
+    server.SetAnswer(3, HttpAnswer("HTTP/1.1 500 Internal Server Error", "text/plain", "oops"));
+    server.SetAnswer(4, HttpAnswer("HTTP/1.1 200 OK", "", kEnvelope));
+    server.Start();
+
+    WMSOAPAutomationProxy proxy;
+    WMSOAPMessage message;
+    message.SetBuffer(u"<request/>");
+    Outcome outcome = Exchange(proxy, server.Port(), message);
+    EXPECT_TRUE(outcome.completed);
+    EXPECT_EQ(proxy.GetHTTPStatus(), 500);
+    EXPECT_EQ(*message.GetBufferPtr(), Widen(kEnvelope));
+
+    for (int status : {200, 500, 200}) {
+        outcome = Exchange(proxy, server.Port(), message);
+        EXPECT_FALSE(outcome.completed);
+        EXPECT_EQ(outcome.context, u"Response Message");
+        EXPECT_EQ(outcome.message, u"Unexpected MIME type in Response.");
+        EXPECT_EQ(proxy.GetHTTPStatus(), status);
+    }
+}
+
+TEST(AutomationProxy, RedirectIsNeverFollowed) {
+    StubServer target;
+    target.SetAnswer(HttpAnswer("HTTP/1.0 200 OK", "text/xml", kEnvelope));
+    target.Start();
+    StubServer server;
+    server.SetAnswer("HTTP/1.0 302 Found\r\nLocation: http://127.0.0.1:" +
+                     std::to_string(target.Port()) + "/svc\r\nContent-Type: text/xml\r\n\r\n");
+    server.Start();
+
+    WMSOAPAutomationProxy proxy;
+    WMSOAPMessage message;
+    EXPECT_FALSE(proxy.InvokeMethod(u"", u"127.0.0.1", server.Port(), u"/svc", u"t", message));
+    EXPECT_EQ(proxy.GetHTTPStatus(), 302);
+    EXPECT_TRUE(server.HasRequest(1));
+    EXPECT_FALSE(target.HasRequest(1));
+}
+
+TEST(AutomationProxy, NoConnectionIsARequestFault) {
+    WMSOAPAutomationProxy proxy;
+    WMSOAPMessage message;
+    Outcome const outcome = Exchange(proxy, ClosedPort(), message);
+    EXPECT_FALSE(outcome.completed);
+    EXPECT_EQ(outcome.context, u"Request Message");
+    EXPECT_EQ(outcome.message, u"Could not connect to server.");
+    EXPECT_FALSE(proxy.InvokeMethod(u"", u"127.0.0.1", ClosedPort(), u"/", u"t", message));
+}
+
+TEST(AutomationProxy, ServerThatWaitsLongerThanTheTimeOutFails) {
+    StubServer server;
+    server.SetAnswer(HttpAnswer("HTTP/1.0 200 OK", "text/xml", kEnvelope));
+    server.SetDelaySeconds(5);
+    server.Start();
+
+    WMSOAPAutomationProxy proxy;
+    EXPECT_EQ(proxy.GetHTTPTimeout(), 600000UL);
+    proxy.SetHTTPTimeout(200);
+    WMSOAPMessage message;
+    EXPECT_FALSE(proxy.InvokeMethod(u"", u"127.0.0.1", server.Port(), u"/", u"t", message));
+}
+
+TEST(AutomationProxy, AnswerCutShortKeepsWhatArrived) {
+    std::string body(2000, 'x');
+    std::string const answer = HttpAnswer("HTTP/1.0 200 OK", "text/xml", body);
+    StubServer server;
+    server.SetAnswer(answer);
+    server.SetCloseAfter(answer.size() - 1500);
+    server.Start();
+
+    WMSOAPAutomationProxy proxy;
+    WMSOAPMessage message;
+    // HTTP/1.0 without chunking: the body ends where the connection does.
+    EXPECT_TRUE(proxy.InvokeMethod(u"", u"127.0.0.1", server.Port(), u"/", u"t", message));
+    EXPECT_EQ(proxy.GetXMLIn(), Widen(body.substr(0, 500)));
+}
+
+TEST(AutomationProxy, CopiesKeepTheLastExchange) {
+    StubServer server;
+    server.SetAnswer(HttpAnswer("HTTP/1.0 200 OK", "text/xml", kEnvelope));
+    server.Start();
+    WMSOAPAutomationProxy proxy;
+    proxy.SetHTTPTimeout(5000);
+    WMSOAPMessage message;
+    message.SetBuffer(u"<q/>");
+    ASSERT_TRUE(proxy.InvokeMethod(u"", u"127.0.0.1", server.Port(), u"/", u"t", message));
+
+    WMSOAPAutomationProxy copy(proxy);
+    WMSOAPAutomationProxy assigned;
+    assigned = proxy;
+    for (WMSOAPAutomationProxy* p : {&copy, &assigned}) {
+        EXPECT_EQ(p->GetHTTPStatus(), 200);
+        EXPECT_EQ(p->GetXMLIn(), Widen(kEnvelope));
+        EXPECT_EQ(*p->GetXMLOut(), u"<q/>");
+        EXPECT_EQ(p->GetHTTPTimeout(), 5000UL);
+    }
+}
+
+}  // namespace
+}  // namespace corvane::test

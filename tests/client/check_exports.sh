@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# Checks the dynamic symbols of libcorvane.so: every class and function of the exported interface
+# defines at least one, and every symbol defined belongs to one of them (or to the C++ library's
+# own templates). Usage: check_exports.sh NM LIBRARY
+set -euo pipefail
+nm=$1
+library=$2
+
+# The exported interface.
+exported=(
+    WMSOAPClient WMSOAPAutomationProxy WMSOAPStructMember WMSOAPStructType WMSOAPMessage
+    WMXMLMessage WMSOAPSerializer WMSOAPDeserializer WMSOAPRespDeserializer
+    WMSOAPReqDeserializer WMWSDLParser WMSOAPWSDLClient WMSOAPWSDLImporter WMXMLParser
+    WMXMLElement WMXMLAttribute WMXMLAttributeMap WMHTTPRequestSock WMWinSocket2 DynSSL WMHexCode
+    WMMD5 WideCharToUTF8 WideStringToUTF8 UTF8ToWideChar UTF8ToWideString
+)
+# Exported beside it because the classes above expose them: WMSOAPFault is thrown out of
+# WMSOAPMessage::ProcessRPC to servers; WMXMLName and WMXMLMarkup are the bases whose members
+# WMXMLElement and WMXMLAttribute inherit; WMHostEnt is the host record of WMWinSocket2;
+# WMSOAPServerCall is the server-side extension of the message layer (corvane/server.h).
+also=(WMSOAPFault WMXMLName WMXMLMarkup WMHostEnt WMSOAPServerCall)
+allowed=("${exported[@]}" "${also[@]}" std __gnu_cxx)
+
+# One owner per symbol: the class or function that the demangled name defines.
+owners=$("$nm" -D --defined-only -C "$library" | cut -d' ' -f3- | sed -E \
+    -e 's/^(vtable|typeinfo|typeinfo name|VTT|construction vtable|guard variable) for //' \
+    -e 's/^(non-virtual|virtual|covariant return) thunk to //' \
+    -e 's/^(void|bool|char|int|unsigned|long|short|double|float|const|auto)[ *&]+//' \
+    -e 's/^([A-Za-z_][A-Za-z0-9_]*).*/\1/' | sort -u)
+
+status=0
+for name in "${exported[@]}"; do
+    if ! grep -qx "$name" <<<"$owners"; then
+        echo "not exported: $name"
+        status=1
+    fi
+done
+# Symbols that the linker itself defines in every shared object.
+linker='^(_init|_fini|_edata|_end|__bss_start)$'
+while read -r owner; do
+    [[ -z $owner || $owner =~ $linker ]] && continue
+    if ! printf '%s\n' "${allowed[@]}" | grep -qx "$owner"; then
+        echo "exported but internal: $owner"
+        status=1
+    fi
+done <<<"$owners"
+exit $status

@@ -1,0 +1,254 @@
+// Whole calls against real SOAP servers on loopback: PHP's SoapServer and SOAP::Lite, both
+// serving the SOAPBuilders round 2 base operations (tests/peers).
+#include <corvane/client.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "client/loopback.h"
+
+namespace corvane::test {
+namespace {
+
+using DataType = WMSOAPStructMember::SOAPDataMember::DATATYPE;
+WMString const kInteropNS = u"http://soapinterop.org/";
+
+// One server per kind for the whole program, started on first use.
+struct RunningPeer {
+    Peer process;
+    TempDir dir;
+    WMString wsdlLocation;
+    bool up = false;
+};
+
+std::map<std::string, std::unique_ptr<RunningPeer>>& Peers() {
+    static std::map<std::string, std::unique_ptr<RunningPeer>> peers;
+    return peers;
+}
+
+RunningPeer& PeerOf(std::string const& kind) {
+    auto& slot = Peers()[kind];
+    if (!slot) {
+        slot = std::make_unique<RunningPeer>();
+        std::string const port = std::to_string(FreePort());
+        slot->up = slot->process.Start(kind + " " + port);
+        if (kind == "php") {
+            // Fetched from the server itself, which names its own address in it.
+            slot->wsdlLocation = u"http://127.0.0.1:" + Widen(port) + u"/round2_base.wsdl";
+        } else {
+            // SOAP::Lite serves no WSDL: a copy whose address is the server's.
+            std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/wsdl/round2_base.wsdl");
+            std::string const relative = "location=\"round2_base.inc\"";
+            wsdl.replace(wsdl.find(relative), relative.size(),
+                         "location=\"http://127.0.0.1:" + port + "/\"");
+            WriteFile(slot->dir.File("round2_base.wsdl"), wsdl);
+            slot->wsdlLocation = u"file://" + Widen(slot->dir.File("round2_base.wsdl"));
+        }
+    }
+    return *slot;
+}
+
+class PeerCall : public ::testing::TestWithParam<std::string> {
+protected:
+    static void TearDownTestSuite() { Peers().clear(); }
+
+    void SetUp() override {
+        RunningPeer& peer = PeerOf(GetParam());
+        ASSERT_TRUE(peer.up) << "the " << GetParam() << " server did not start";
+        ASSERT_TRUE(client_.Initialize(peer.wsdlLocation, u"InteropTest", u"InteropTestPort", u"",
+                                       u"CorvaneTest/1.0", u"", false));
+    }
+
+    // Calls an echo operation with one argument; the returned value, or a failure.
+    ::testing::AssertionResult Echo(WMString const& operation, WMSOAPStructMember argument,
+                                    WMSOAPStructMember& returned) {
+        WMString names[1] = {argument.GetName()};
+        WMSOAPStructMember values[1] = {argument};
+        if (!client_.InvokeSOAPMethod(operation, names, values, 1, returned)) {
+            return ::testing::AssertionFailure()
+                   << "call failed; sent " << Narrow(*client_.GetXMLOut()) << "; received "
+                   << Narrow(client_.GetXMLIn());
+        }
+        if (client_.IsSOAPFault()) {
+            WMString text;
+            client_.GetSOAPFaultString(text);
+            return ::testing::AssertionFailure() << "fault: " << Narrow(text);
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    WMSOAPClient client_;
+};
+
+WMSOAPStructType SOAPStruct(WMString const& text, int number, double real) {
+    WMSOAPStructType value;
+    value.SetMember(u"varString", text);
+    value.SetMember(u"varInt", number);
+    value.SetMember(u"varFloat", real);
+    return value;
+}
+
+void ExpectSOAPStruct(WMSOAPStructType const& value, WMString const& text, int number, float real) {
+    WMSOAPStructMember member;
+    ASSERT_TRUE(value.GetMember(u"varString", member));
+    EXPECT_EQ(member.GetDataType(), DataType::SOAP_STRING);
+    EXPECT_EQ(member.StringValue(), text);
+    ASSERT_TRUE(value.GetMember(u"varInt", member));
+    EXPECT_EQ(member.GetDataType(), DataType::SOAP_LONG);
+    EXPECT_EQ(member.LongValue(), number);
+    ASSERT_TRUE(value.GetMember(u"varFloat", member));
+    EXPECT_EQ(member.GetDataType(), DataType::SOAP_DOUBLE);
+    EXPECT_EQ(member.DoubleValue(), static_cast<double>(real));
+}
+
+// The one member of each array item, as the array form of the value model holds them.
+std::vector<WMSOAPStructMember> Items(WMSOAPStructMember const& array) {
+    std::vector<WMSOAPStructMember> items;
+    for (WMSOAPStructType const& item : array.ArrayValue()) {
+        WMSOAPStructMember member;
+        long position = 0;
+        if (item.GetFirstMember(nullptr, member, &position)) {
+            items.push_back(member);
+        }
+    }
+    return items;
+}
+
+template <class T>
+std::vector<WMSOAPStructType> ArrayOf(std::vector<T> const& values) {
+    std::vector<WMSOAPStructType> items;
+    for (T const& value : values) {
+        WMSOAPStructType item;
+        item.SetMember(u"item", value);
+        items.push_back(item);
+    }
+    return items;
+}
+
+TEST_P(PeerCall, EchoString) {
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(Echo(u"echoString",
+                     WMSOAPStructMember(u"inputString", WMString(u"Hello <&> world")), returned));
+    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_STRING);
+    EXPECT_EQ(returned.StringValue(), u"Hello <&> world");
+    // Every built-in value travels typed as a string of the schema namespace.
+    EXPECT_NE(client_.GetXMLOut()->find(u"ns:string"), WMString::npos);
+}
+
+TEST_P(PeerCall, EchoIntegerAndFloat) {
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(Echo(u"echoInteger", WMSOAPStructMember(u"inputInteger", -123456), returned));
+    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_LONG);
+    EXPECT_EQ(returned.LongValue(), -123456);
+
+    // Written with six decimals, read back in single precision.
+    ASSERT_TRUE(Echo(u"echoFloat", WMSOAPStructMember(u"inputFloat", 3.14159265), returned));
+    EXPECT_NE(client_.GetXMLOut()->find(u">3.141593<"), WMString::npos);
+    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_DOUBLE);
+    EXPECT_EQ(returned.DoubleValue(), static_cast<double>(3.141593f));
+}
+
+TEST_P(PeerCall, EchoStruct) {
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(Echo(u"echoStruct",
+                     WMSOAPStructMember(u"inputStruct", SOAPStruct(u"struct text", 17, 0.25)),
+                     returned));
+    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_STRUCT);
+    ExpectSOAPStruct(returned.StructValue(), u"struct text", 17, 0.25f);
+}
+
+TEST_P(PeerCall, EchoArraysOfBuiltInTypes) {
+    WMSOAPStructMember returned;
+    std::vector<WMString> const strings = {u"one", u"two", u"three"};
+    ASSERT_TRUE(Echo(u"echoStringArray", WMSOAPStructMember(u"inputStringArray", ArrayOf(strings)),
+                     returned));
+    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_ARRAY);
+    std::vector<WMSOAPStructMember> items = Items(returned);
+    ASSERT_EQ(items.size(), strings.size());
+    for (std::size_t i = 0; i < strings.size(); ++i) {
+        EXPECT_EQ(items[i].StringValue(), strings[i]);
+    }
+
+    std::vector<int> const integers = {1, -2, 2147483647};
+    ASSERT_TRUE(Echo(u"echoIntegerArray",
+                     WMSOAPStructMember(u"inputIntegerArray", ArrayOf(integers)), returned));
+    items = Items(returned);
+    ASSERT_EQ(items.size(), integers.size());
+    for (std::size_t i = 0; i < integers.size(); ++i) {
+        EXPECT_EQ(items[i].GetDataType(), DataType::SOAP_LONG);
+        EXPECT_EQ(items[i].LongValue(), integers[i]);
+    }
+
+    std::vector<double> const reals = {0.5, -1.25, 1e-9};
+    ASSERT_TRUE(
+        Echo(u"echoFloatArray", WMSOAPStructMember(u"inputFloatArray", ArrayOf(reals)), returned));
+    items = Items(returned);
+    ASSERT_EQ(items.size(), reals.size());
+    EXPECT_EQ(items[0].DoubleValue(), 0.5);
+    EXPECT_EQ(items[1].DoubleValue(), -1.25);
+    // "%f" keeps six decimals: 1e-9 travels as 0.000000.
+    EXPECT_EQ(items[2].DoubleValue(), 0.0);
+}
+
+TEST_P(PeerCall, EchoStructArray) {
+    std::vector<WMSOAPStructType> structs;
+    for (int i = 0; i < 3; ++i) {
+        WMSOAPStructType item;
+        item.SetMember(u"item", SOAPStruct(u"s" + Widen(std::to_string(i)), i * 10, i + 0.5));
+        structs.push_back(item);
+    }
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(
+        Echo(u"echoStructArray", WMSOAPStructMember(u"inputStructArray", structs), returned));
+    std::vector<WMSOAPStructMember> items = Items(returned);
+    ASSERT_EQ(items.size(), 3U);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(items[i].GetDataType(), DataType::SOAP_STRUCT);
+        ExpectSOAPStruct(items[i].StructValue(), u"s" + Widen(std::to_string(i)), i * 10, i + 0.5f);
+    }
+}
+
+TEST_P(PeerCall, EchoVoidReturnsNoValue) {
+    WMSOAPStructMember returned(u"before", WMString(u"value"));
+    ASSERT_TRUE(client_.InvokeSOAPMethod(u"echoVoid", nullptr, nullptr, 0, returned));
+    EXPECT_FALSE(client_.IsSOAPFault());
+    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_NONE);
+}
+
+TEST_P(PeerCall, FaultWithDetail) {
+    WMString names[1] = {u"inputString"};
+    WMSOAPStructMember values[1] = {WMSOAPStructMember(u"inputString", WMString(u"raise-fault"))};
+    WMSOAPStructMember returned(u"before", 1);
+    ASSERT_TRUE(client_.InvokeSOAPMethod(u"echoString", names, values, 1, returned));
+    ASSERT_TRUE(client_.IsSOAPFault());
+    WMString code, text, actor;
+    client_.GetSOAPFaultCode(code);
+    client_.GetSOAPFaultString(text);
+    client_.GetSOAPFaultActor(actor);
+    EXPECT_EQ(code, GetParam() == "php" ? u"SOAP-ENV:Server" : u"soap:Server");
+    EXPECT_EQ(text, u"Fault raised on request");
+    EXPECT_EQ(actor, u"http://127.0.0.1/peer-actor");
+    EXPECT_EQ(returned.GetName(), u"before");
+    EXPECT_EQ(values[0].StringValue(), u"raise-fault");
+
+    // The round 2 description declares no fault message; the entry is read by its xsi:type.
+    WMSOAPStructMember detail;
+    ASSERT_TRUE(client_.GetFaultDetailEntry(kInteropNS, u"faultDetail", detail));
+    EXPECT_EQ(detail.GetDataType(), DataType::SOAP_STRUCT);
+    ExpectSOAPStruct(detail.StructValue(), u"raise-fault", 42, 0.5f);
+    EXPECT_FALSE(client_.GetFaultDetailEntry(u"", u"faultDetail", detail));
+
+    // The client goes on with the next call.
+    ASSERT_TRUE(
+        Echo(u"echoString", WMSOAPStructMember(u"inputString", WMString(u"after")), returned));
+    EXPECT_EQ(returned.StringValue(), u"after");
+}
+
+INSTANTIATE_TEST_SUITE_P(Peers, PeerCall, ::testing::Values("php", "soaplite"),
+                         [](auto const& info) { return info.param; });
+
+}  // namespace
+}  // namespace corvane::test

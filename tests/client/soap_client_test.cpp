@@ -1,0 +1,381 @@
+// WMSOAPClient step by step against a loopback server that answers with canned envelopes.
+#include <corvane/client.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "client/loopback.h"
+#include "client/name_list.h"
+
+namespace corvane::test {
+namespace {
+
+using DataType = WMSOAPStructMember::SOAPDataMember::DATATYPE;
+
+std::string Envelope(std::string const& header, std::string const& body) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+           "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+           "xmlns:SOAP-ENC=\"http://schemas.xmlsoap.org/soap/encoding/\" "
+           "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
+           "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+           "SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">" +
+           (header.empty() ? "" : "<SOAP-ENV:Header>" + header + "</SOAP-ENV:Header>") +
+           "<SOAP-ENV:Body>" + body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
+}
+
+std::string Ok(std::string const& envelope) {
+    return HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8", envelope);
+}
+
+std::string SwapAnswer(std::string const& returned, std::string const& a,
+                       std::string const& session = "") {
+    std::string header;
+    if (!session.empty()) {
+        header = "<s:session xmlns:s=\"urn:calls:session\" xsi:type=\"xsd:string\">" + session +
+                 "</s:session>";
+    }
+    return Ok(Envelope(header,
+                       "<m:swapResponse xmlns:m=\"urn:calls\">"
+                       "<return xsi:type=\"xsd:string\">" +
+                           returned + "</return><a xsi:type=\"xsd:string\">" + a +
+                           "</a></m:swapResponse>"));
+}
+
+std::string CheckSSLAnswer(std::string const& value) {
+    return Ok(Envelope("",
+                       "<m:CheckSSLResponse xmlns:m=\"urn:calls\"><CheckSSLResult "
+                       "xsi:type=\"xsd:int\">" +
+                           value + "</CheckSSLResult></m:CheckSSLResponse>"));
+}
+
+std::string const kFault =
+    HttpAnswer("HTTP/1.1 500 Internal Server Error", "text/xml",
+               Envelope("",
+                        "<SOAP-ENV:Fault><faultcode>SOAP-ENV:Client</faultcode>"
+                        "<faultstring>No such thing</faultstring>"
+                        "<faultactor>urn:the-actor</faultactor></SOAP-ENV:Fault>"));
+
+bool Contains(std::string const& text, std::string const& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// Whether the element that starts with `start` is written as an empty element.
+bool IsEmptyElement(std::string const& text, std::string const& start) {
+    std::size_t const at = text.find(start);
+    if (at == std::string::npos) {
+        return false;
+    }
+    std::size_t const end = text.find('>', at);
+    return end != std::string::npos && text[end - 1] == '/';
+}
+
+// A client of tests/data/client/calls.wsdl whose endpoint is the stub. The first connection
+// is the probe of Initialize: each test says what it answers.
+class ClientTest : public ::testing::Test {
+protected:
+    void StartAndInitialize(std::string const& probeAnswer = CheckSSLAnswer("0")) {
+        server_.SetAnswer(1, probeAnswer);
+        server_.Start();
+        std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/client/calls.wsdl");
+        wsdl.replace(wsdl.find("PORT"), 4, std::to_string(server_.Port()));
+        WriteFile(dir_.File("calls.wsdl"), wsdl);
+        ASSERT_TRUE(client_.Initialize(u"file://" + Widen(dir_.File("calls.wsdl")), u"Calls",
+                                       u"CallsPort", u"", u"CorvaneTest/1.0", u"", false));
+    }
+
+    // One swap call with three arguments: b, a name the operation does not take, and a.
+    bool Swap(WMSOAPStructMember& returned) {
+        names_[0] = u"b";
+        names_[1] = u"bogus";
+        names_[2] = u"a";
+        values_[0] = WMSOAPStructMember(u"b", 7);
+        values_[1] = WMSOAPStructMember(u"bogus", WMString(u"never sent"));
+        values_[2] = WMSOAPStructMember(u"a", WMString(u"in-a"));
+        return client_.InvokeSOAPMethod(u"swap", names_, values_, 3, returned);
+    }
+
+    TempDir dir_;
+    StubServer server_;
+    WMSOAPClient client_;
+    WMString names_[3];
+    WMSOAPStructMember values_[3];
+};
+
+TEST_F(ClientTest, InitializeProbesCheckSSLAndSwitchesToTLSOnlyOnOne) {
+    EXPECT_FALSE(client_.IsInitialized());
+    StartAndInitialize(CheckSSLAnswer("1"));
+    EXPECT_TRUE(client_.IsInitialized());
+    EXPECT_EQ(client_.GetWSDLClient().GetSSLEnabled(), 1);
+    EXPECT_EQ(client_.GetWSDLClient().GetSOAPSvcPortNbr(), 443);
+
+    // The probe is an rpc call without parameters, with the operation's SOAPAction.
+    std::string const probe = server_.Request(1);
+    EXPECT_TRUE(Contains(probe, "POST /svc HTTP/1.0\r\n"));
+    EXPECT_TRUE(Contains(probe, "User-Agent: CorvaneTest/1.0\r\n"));
+    EXPECT_TRUE(Contains(probe, "SOAPAction: \"urn:calls#CheckSSL\"\r\n"));
+    EXPECT_TRUE(Contains(probe, "xmlns:m=\"urn:calls\""));
+    EXPECT_TRUE(IsEmptyElement(probe, "<m:CheckSSL "));
+}
+
+TEST_F(ClientTest, ProbeOutcomesOtherThanOneKeepTheDescribedEndpoint) {
+    for (std::string const& answer : {CheckSSLAnswer("0"), CheckSSLAnswer("2"), kFault,
+                                      HttpAnswer("HTTP/1.0 404 Not Found", "text/html", "")}) {
+        StubServer server;
+        server.SetAnswer(answer);
+        server.Start();
+        std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/client/calls.wsdl");
+        wsdl.replace(wsdl.find("PORT"), 4, std::to_string(server.Port()));
+        WriteFile(dir_.File("probe.wsdl"), wsdl);
+        WMSOAPClient client;
+        ASSERT_TRUE(client.Initialize(u"file://" + Widen(dir_.File("probe.wsdl")), u"Calls",
+                                      u"CallsPort", u"", u"t", u"", false));
+        EXPECT_TRUE(client.IsInitialized());
+        EXPECT_EQ(client.GetWSDLClient().GetSSLEnabled(), 0);
+        EXPECT_EQ(client.GetWSDLClient().GetSOAPSvcPortNbr(), server.Port());
+    }
+}
+
+TEST_F(ClientTest, InitializeFailsWithoutADescription) {
+    WMSOAPClient client;
+    EXPECT_FALSE(client.Initialize(u"file:///nonexistent/calls.wsdl", u"Calls", u"CallsPort", u"",
+                                   u"t", u"", false));
+    EXPECT_FALSE(client.IsInitialized());
+    EXPECT_FALSE(client.Initialize(u"calls.wsdl", u"Calls", u"CallsPort", u"", u"t", u"", false));
+}
+
+TEST_F(ClientTest, SendsInputPartsInCallOrderAndCopiesResultsBackByName) {
+    server_.SetAnswer(2, SwapAnswer("returned", "out-a"));
+    StartAndInitialize();
+
+    // The same name twice: both entries are sent and both receive the returned value.
+    WMString names[4] = {u"b", u"bogus", u"a", u"a"};
+    WMSOAPStructMember values[4] = {WMSOAPStructMember(u"b", 7),
+                                    WMSOAPStructMember(u"bogus", WMString(u"never sent")),
+                                    WMSOAPStructMember(u"a", WMString(u"first")),
+                                    WMSOAPStructMember(u"a", WMString(u"second"))};
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(client_.InvokeSOAPMethod(u"swap", names, values, 4, returned));
+    EXPECT_FALSE(client_.IsSOAPFault());
+
+    std::string const request = server_.Request(2);
+    EXPECT_TRUE(Contains(request, "SOAPAction: \"urn:calls#swap\"\r\n"));
+    std::size_t const b = request.find(">7</b>");
+    std::size_t const first = request.find(">first</a>");
+    std::size_t const second = request.find(">second</a>");
+    ASSERT_NE(b, std::string::npos);
+    ASSERT_NE(first, std::string::npos);
+    ASSERT_NE(second, std::string::npos);
+    EXPECT_LT(b, first);
+    EXPECT_LT(first, second);
+    EXPECT_FALSE(Contains(request, "never sent"));
+    EXPECT_EQ(Narrow(*client_.GetXMLOut()),
+              request.substr(request.find("\r\n\r\n") + 4, client_.GetXMLOutLength()));
+
+    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_STRING);
+    EXPECT_EQ(returned.StringValue(), u"returned");
+    EXPECT_EQ(values[0].LongValue(), 7);
+    EXPECT_EQ(values[1].StringValue(), u"never sent");
+    EXPECT_EQ(values[2].StringValue(), u"out-a");
+    EXPECT_EQ(values[3].StringValue(), u"out-a");
+    std::string const answer = SwapAnswer("returned", "out-a");
+    EXPECT_EQ(client_.GetXMLIn(), Widen(answer.substr(answer.find("\r\n\r\n") + 4)));
+    EXPECT_EQ(client_.GetXMLInLength(), client_.GetXMLIn().size());
+}
+
+TEST_F(ClientTest, CallWithoutParametersSendsAnEmptyMethodElement) {
+    server_.SetAnswer(2, CheckSSLAnswer("5"));
+    StartAndInitialize();
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(client_.InvokeSOAPMethod(u"CheckSSL", nullptr, nullptr, 0, returned));
+    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_LONG);
+    EXPECT_EQ(returned.LongValue(), 5);
+    std::string const request = server_.Request(2);
+    EXPECT_TRUE(IsEmptyElement(request, "<m:CheckSSL "));
+}
+
+TEST_F(ClientTest, OperationsThatCannotBeCalledFailBeforeAnythingIsSent) {
+    StartAndInitialize();
+    WMString names[1] = {u"x"};
+    WMSOAPStructMember values[1] = {WMSOAPStructMember(u"x", WMString(u"v"))};
+    WMSOAPStructMember returned(u"kept", 1);
+    EXPECT_FALSE(client_.InvokeSOAPMethod(u"docOp", names, values, 1, returned));
+    EXPECT_FALSE(client_.InvokeSOAPMethod(u"noSuchOperation", names, values, 1, returned));
+    EXPECT_FALSE(server_.HasRequest(2));
+    EXPECT_EQ(returned.GetName(), u"kept");
+    EXPECT_EQ(returned.LongValue(), 1);
+}
+
+TEST_F(ClientTest, ServerFaultIsHeldByTheMessageAndIsNotAFailure) {
+    server_.SetAnswer(2, kFault);
+    server_.SetAnswer(3, SwapAnswer("r", "a"));
+    StartAndInitialize();
+
+    WMSOAPStructMember returned(u"kept", 1);
+    ASSERT_TRUE(Swap(returned));
+    EXPECT_TRUE(client_.IsSOAPFault());
+    WMString code, text, actor;
+    EXPECT_TRUE(client_.GetSOAPFaultCode(code));
+    EXPECT_TRUE(client_.GetSOAPFaultString(text));
+    EXPECT_TRUE(client_.GetSOAPFaultActor(actor));
+    EXPECT_EQ(code, u"SOAP-ENV:Client");
+    EXPECT_EQ(text, u"No such thing");
+    EXPECT_EQ(actor, u"urn:the-actor");
+    // Not a 200 answer: nothing is copied back.
+    EXPECT_EQ(returned.GetName(), u"kept");
+    EXPECT_EQ(values_[2].StringValue(), u"in-a");
+    WMSOAPStructMember detail;
+    EXPECT_FALSE(client_.GetFaultDetailEntry(u"urn:x", u"none", detail));
+
+    // The next call, without NewMessage, starts clean.
+    ASSERT_TRUE(Swap(returned));
+    EXPECT_FALSE(client_.IsSOAPFault());
+    EXPECT_EQ(returned.StringValue(), u"r");
+}
+
+TEST_F(ClientTest, UnreadableAnswerFailsAndTheFaultTellsWhy) {
+    server_.SetAnswer(2, Ok("<SOAP-ENV:Envelope <broken"));
+    server_.SetAnswer(
+        3, HttpAnswer("HTTP/1.0 500 Internal Server Error", "text/xml", "Internal Server Error"));
+    StartAndInitialize();
+
+    for (int call = 0; call < 2; ++call) {
+        WMSOAPStructMember returned(u"kept", 1);
+        EXPECT_FALSE(Swap(returned));
+        EXPECT_TRUE(client_.IsSOAPFault());
+        WMString code, text;
+        client_.GetSOAPFaultCode(code);
+        client_.GetSOAPFaultString(text);
+        EXPECT_EQ(code, u"SOAP-ENV:Server");
+        EXPECT_EQ(text, u"XML Parser: Parse Error on Line 1.");
+        EXPECT_EQ(returned.GetName(), u"kept");
+    }
+}
+
+TEST_F(ClientTest, RefusedExchangesFailWithoutAFault) {
+    std::string const body = Envelope("", "<m:swapResponse xmlns:m=\"urn:calls\"/>");
+    server_.SetAnswer(2, HttpAnswer("HTTP/1.0 302 Found", "text/xml", body));
+    server_.SetAnswer(3, HttpAnswer("HTTP/1.0 404 Not Found", "text/xml", body));
+    server_.SetAnswer(4, HttpAnswer("HTTP/1.0 200 OK", "text/html", body));
+    StartAndInitialize();
+
+    for (int call = 0; call < 3; ++call) {
+        WMSOAPStructMember returned(u"kept", 1);
+        EXPECT_FALSE(Swap(returned));
+        EXPECT_FALSE(client_.IsSOAPFault());
+        EXPECT_EQ(returned.GetName(), u"kept");
+        EXPECT_EQ(values_[2].StringValue(), u"in-a");
+    }
+    // The stale request parameters of failed calls are not sent again.
+    server_.Stop();
+    WMSOAPStructMember returned;
+    EXPECT_FALSE(Swap(returned));
+}
+
+TEST_F(ClientTest, AnswerCutShortIsUnreadable) {
+    // Every answer, the probe's included, is cut 40 bytes before its end.
+    std::string const answer = SwapAnswer("returned", "out-a");
+    server_.SetCloseAfter(answer.size() - 40);
+    server_.SetAnswer(2, answer);
+    StartAndInitialize();
+    WMSOAPStructMember returned;
+    EXPECT_FALSE(Swap(returned));
+    EXPECT_TRUE(client_.IsSOAPFault());
+    WMString text;
+    client_.GetSOAPFaultString(text);
+    EXPECT_EQ(text.rfind(u"XML Parser: Parse Error on Line ", 0), 0U);
+}
+
+TEST_F(ClientTest, HeaderEntriesTravelWithTheirCallOnly) {
+    server_.SetAnswer(2, SwapAnswer("r1", "a1", "from-server"));
+    server_.SetAnswer(3, SwapAnswer("r2", "a2"));
+    StartAndInitialize();
+
+    WMSOAPStructMember session(u"session", WMString(u"first-session"));
+    // Namespace, actor, name: the facade's own order.
+    ASSERT_TRUE(client_.SetRequestHeaderEntry(u"urn:calls:session", u"urn:some-actor", u"session",
+                                              session, true));
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(Swap(returned));
+    std::string const first = server_.Request(2);
+    EXPECT_TRUE(Contains(first, "h:session"));
+    EXPECT_TRUE(Contains(first, "xmlns:h=\"urn:calls:session\""));
+    EXPECT_TRUE(Contains(first, "SOAP-ENV:actor=\"urn:some-actor\""));
+    EXPECT_TRUE(Contains(first, "SOAP-ENV:mustUnderstand=\"1\""));
+    EXPECT_TRUE(Contains(first, "first-session"));
+
+    WMSOAPStructMember answered;
+    ASSERT_TRUE(client_.GetResponseHeaderEntry(u"urn:calls:session", u"session", answered));
+    EXPECT_EQ(answered.StringValue(), u"from-server");
+    EXPECT_FALSE(client_.GetResponseHeaderEntry(u"urn:other", u"session", answered));
+
+    // Set after the exchange: sent with the next call, which leaves out the answer's entry.
+    WMSOAPStructMember next(u"session", WMString(u"second-session"));
+    ASSERT_TRUE(client_.SetRequestHeaderEntry(u"urn:calls:session", u"", u"session", next, false));
+    ASSERT_TRUE(Swap(returned));
+    std::string const second = server_.Request(3);
+    EXPECT_TRUE(Contains(second, "second-session"));
+    EXPECT_FALSE(Contains(second, "first-session"));
+    EXPECT_FALSE(Contains(second, "from-server"));
+    EXPECT_FALSE(Contains(second, "SOAP-ENV:mustUnderstand"));
+    EXPECT_FALSE(Contains(second, "SOAP-ENV:actor"));
+    EXPECT_FALSE(client_.GetResponseHeaderEntry(u"urn:calls:session", u"session", answered));
+}
+
+TEST_F(ClientTest, ClearHeadersAndNewMessageDropEntries) {
+    server_.SetAnswer(2, SwapAnswer("r", "a"));
+    StartAndInitialize();
+    WMSOAPStructMember session(u"session", WMString(u"dropped"));
+    client_.SetRequestHeaderEntry(u"urn:calls:session", u"", u"session", session, false);
+    client_.ClearHeaders();
+    client_.SetRequestHeaderEntry(u"urn:calls:session", u"", u"session", session, false);
+    EXPECT_TRUE(client_.NewMessage());
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(Swap(returned));
+    EXPECT_FALSE(Contains(server_.Request(2), "dropped"));
+    EXPECT_FALSE(Contains(server_.Request(2), "SOAP-ENV:Header"));
+}
+
+TEST_F(ClientTest, CopiesCallOnTheirOwn) {
+    server_.SetAnswer(2, SwapAnswer("original", "a"));
+    server_.SetAnswer(3, SwapAnswer("copy", "a"));
+    StartAndInitialize();
+    WMSOAPClient copy(client_);
+    EXPECT_TRUE(copy.IsInitialized());
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(Swap(returned));
+    EXPECT_EQ(returned.StringValue(), u"original");
+    WMString names[1] = {u"a"};
+    WMSOAPStructMember values[1] = {WMSOAPStructMember(u"a", WMString(u"x"))};
+    ASSERT_TRUE(copy.InvokeSOAPMethod(u"swap", names, values, 1, returned));
+    EXPECT_EQ(returned.StringValue(), u"copy");
+    EXPECT_EQ(client_.GetXMLIn().find(u"copy"), WMString::npos);
+}
+
+TEST_F(ClientTest, TimeOutGovernsTheCalls) {
+    server_.SetDelaySeconds(5);
+    server_.Start();
+    std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/client/calls.wsdl");
+    wsdl.replace(wsdl.find("PORT"), 4, std::to_string(server_.Port()));
+    WriteFile(dir_.File("calls.wsdl"), wsdl);
+    client_.SetHTTPTimeout(200);
+    // The probe times out, which Initialize shrugs off; so does the call, which fails.
+    ASSERT_TRUE(client_.Initialize(u"file://" + Widen(dir_.File("calls.wsdl")), u"Calls",
+                                   u"CallsPort", u"", u"t", u"", false));
+    WMSOAPStructMember returned;
+    EXPECT_FALSE(Swap(returned));
+    EXPECT_FALSE(client_.IsSOAPFault());
+}
+
+TEST(NameList, KeepsEmptyPiecesBeforeCommasOnly) {
+    using corvane::detail::SplitNameList;
+    using List = std::vector<WMString>;
+    EXPECT_EQ(SplitNameList(u""), List{});
+    EXPECT_EQ(SplitNameList(u"one"), List{u"one"});
+    EXPECT_EQ(SplitNameList(u"a,,b"), (List{u"a", u"", u"b"}));
+    EXPECT_EQ(SplitNameList(u"a,b,"), (List{u"a", u"b"}));
+    EXPECT_EQ(SplitNameList(u","), List{u""});
+    EXPECT_EQ(SplitNameList(u",x"), (List{u"", u"x"}));
+}
+
+}  // namespace
+}  // namespace corvane::test
