@@ -4,6 +4,8 @@
 
 #include <corvane/types.h>
 
+#include <cstddef>
+
 class WMXMLElement;
 class WMSOAPMessage;
 class WMSOAPWSDLClient;
@@ -13,6 +15,7 @@ class WMSOAPStructType;
 namespace corvane::detail {
 class EnvelopeWriter;
 class TypeCache;
+struct SchemaType;
 }  // namespace corvane::detail
 
 class CORVANE_API WMSOAPSerializer {
@@ -47,6 +50,7 @@ private:
     // where a tree-building step would have returned null.
     using Writer = corvane::detail::EnvelopeWriter;
     using Types = corvane::detail::TypeCache;
+    using Schema = corvane::detail::SchemaType;
 
     bool SerializeSOAPMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);
     bool SerializeSOAPFaultMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);
@@ -64,18 +68,21 @@ private:
     // Writes a literal part as the next child; false when it is not well-formed.
     bool SerializeElementLit(WMString const& xml, Writer& out);
 
-    // The value of a part, entry or member whose schema type is typeNS/typeName.
-    bool SerializeValue(WMString const& typeNS, WMString const& typeName, WMSOAPStructMember& value,
-                        WMSOAPMessage& message, Types& wsdl, Writer& out);
-    bool SerializeBuiltInType(WMString const& typeNS, WMSOAPStructMember& value, Writer& out);
-    bool SerializeComplexType(WMString const& typeNS, WMString const& typeName,
-                              WMSOAPStructMember& value, WMSOAPMessage& message, Types& wsdl,
-                              Writer& out);
-    bool SerializeArray(WMString const& itemNS, WMString const& itemType, WMSOAPStructMember& value,
-                        WMSOAPMessage& message, Types& wsdl, Writer& out);
-    bool SerializeStruct(WMString const& typeNS, WMString const& typeName,
-                         WMSOAPStructType const& structValue, WMSOAPMessage& message, Types& wsdl,
-                         Writer& out);
+    // The value of a part, entry, member or array item of the given schema type.
+    bool SerializeValue(Schema& type, WMSOAPStructMember& value, WMSOAPMessage& message,
+                        Types& wsdl, Writer& out);
+    bool SerializeBuiltInType(Schema const& type, WMSOAPStructMember& value, Writer& out);
+    bool SerializeComplexType(Schema& type, WMSOAPStructMember& value, WMSOAPMessage& message,
+                              Types& wsdl, Writer& out);
+    bool SerializeArray(Schema& arrayType, WMSOAPStructMember& value, WMSOAPMessage& message,
+                        Types& wsdl, Writer& out);
+    bool SerializeStruct(Schema& type, WMSOAPStructType const& structValue, WMSOAPMessage& message,
+                         Types& wsdl, Writer& out);
+
+    // Length of the last envelope, to size the next one's text at once.
+    std::size_t m_lengthHint = 0;
+    // Scratch text of a number, kept to spare an allocation per value.
+    WMString m_number;
 };
 
 #endif

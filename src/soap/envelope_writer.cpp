@@ -1,11 +1,39 @@
 #include "soap/envelope_writer.h"
 
+#include <corvane/serializer.h>
 #include <corvane/wsdl.h>
 #include <corvane/xml.h>
 
 #include <algorithm>
+#include <cstdint>
 
 namespace corvane::detail {
+
+namespace {
+
+// Orders expanded names as the attribute map orders its keys: the namespace URI followed by
+// the local name, compared as one string.
+bool KeyLess(std::u16string_view uri1, std::u16string_view local1, std::u16string_view uri2,
+             std::u16string_view local2) {
+    std::size_t const size1 = uri1.size() + local1.size();
+    std::size_t const size2 = uri2.size() + local2.size();
+    for (std::size_t i = 0; i < size1 && i < size2; ++i) {
+        WMChar const a = i < uri1.size() ? uri1[i] : local1[i - uri1.size()];
+        WMChar const b = i < uri2.size() ? uri2[i] : local2[i - uri2.size()];
+        if (a != b) {
+            return a < b;
+        }
+    }
+    return size1 < size2;
+}
+
+bool KeyEqual(std::u16string_view uri1, std::u16string_view local1, std::u16string_view uri2,
+              std::u16string_view local2) {
+    return uri1.size() + local1.size() == uri2.size() + local2.size() &&
+           !KeyLess(uri1, local1, uri2, local2) && !KeyLess(uri2, local2, uri1, local1);
+}
+
+}  // namespace
 
 void EnvelopeWriter::Open(std::u16string_view prefix, std::u16string_view local) {
     if (m_depth > 0 && !Top().tagWritten) {
@@ -16,66 +44,39 @@ void EnvelopeWriter::Open(std::u16string_view prefix, std::u16string_view local)
     }
     ++m_depth;
     Frame& frame = Top();
-    frame.qualifiedName.assign(prefix);
-    if (!prefix.empty()) {
-        frame.qualifiedName.push_back(u':');
-    }
-    frame.qualifiedName.append(local);
-    frame.prefixCount = 0;
-    frame.attributeCount = 0;
+    frame.prefix = prefix;
+    frame.local = local;
+    frame.prefixes.clear();
+    frame.attributes.clear();
     frame.tagWritten = false;
 }
 
 bool EnvelopeWriter::DeclarePrefix(std::u16string_view prefix, std::u16string_view uri) {
-    Frame& frame = Top();
-    auto begin = frame.prefixes.begin();
-    auto end = begin + static_cast<std::ptrdiff_t>(frame.prefixCount);
-    auto at = std::lower_bound(begin, end, prefix, [](auto const& entry, std::u16string_view p) {
-        return std::u16string_view(entry.first) < p;
-    });
-    if (at != end && at->first == prefix) {
+    auto& prefixes = Top().prefixes;
+    auto at = std::lower_bound(prefixes.begin(), prefixes.end(), prefix,
+                               [](auto const& entry, View p) { return entry.first < p; });
+    if (at != prefixes.end() && at->first == prefix) {
         return false;
     }
-    // Reuse the strings of a slot left by an earlier element, then rotate it into place.
-    auto const index = at - begin;
-    if (frame.prefixCount == frame.prefixes.size()) {
-        frame.prefixes.emplace_back();
-    }
-    auto slot = frame.prefixes.begin() + static_cast<std::ptrdiff_t>(frame.prefixCount);
-    slot->first.assign(prefix);
-    slot->second.assign(uri);
-    std::rotate(frame.prefixes.begin() + index, slot, slot + 1);
-    ++frame.prefixCount;
+    prefixes.emplace(at, prefix, uri);
     return true;
 }
 
 bool EnvelopeWriter::SetAttribute(std::u16string_view prefix, std::u16string_view local,
                                   std::u16string_view uri, std::u16string_view value) {
     Frame& frame = Top();
-    for (std::size_t i = 0; i < frame.prefixCount; ++i) {
-        if (frame.prefixes[i].first == prefix && frame.prefixes[i].second != uri) {
+    for (auto const& [bound, boundURI] : frame.prefixes) {
+        if (bound == prefix && boundURI != uri) {
             return false;
         }
     }
-    for (std::size_t i = 0; i < frame.attributeCount; ++i) {
-        WMString const& key = frame.attributes[i].key;
-        if (key.size() == uri.size() + local.size() &&
-            std::u16string_view(key).substr(0, uri.size()) == uri &&
-            std::u16string_view(key).substr(uri.size()) == local) {
+    for (Attribute const& attribute : frame.attributes) {
+        if (KeyEqual(attribute.uri, attribute.local, uri, local)) {
             return false;
         }
     }
     DeclarePrefix(prefix, uri);
-    if (frame.attributeCount == frame.attributes.size()) {
-        frame.attributes.emplace_back();
-    }
-    Attribute& attribute = frame.attributes[frame.attributeCount++];
-    attribute.key.assign(uri);
-    attribute.key.append(local);
-    attribute.qualifiedName.assign(prefix);
-    attribute.qualifiedName.push_back(u':');
-    attribute.qualifiedName.append(local);
-    attribute.value.assign(value);
+    frame.attributes.push_back(Attribute{prefix, local, uri, value});
     return true;
 }
 
@@ -94,13 +95,16 @@ void EnvelopeWriter::AppendElement(WMXMLElement const& element) {
     if (!frame.tagWritten) {
         WriteStartTag();
     }
-    if (frame.prefixCount == 0) {
+    if (frame.prefixes.empty()) {
         element.Serialize(nullptr, m_out);
         return;
     }
-    WMXMLElement parent(frame.qualifiedName);
-    for (std::size_t i = 0; i < frame.prefixCount; ++i) {
-        parent.SetNSPrefix(frame.prefixes[i].first, frame.prefixes[i].second);
+    WMString name(frame.prefix);
+    name.push_back(u':');
+    name.append(frame.local);
+    WMXMLElement parent(name);
+    for (auto const& [prefix, uri] : frame.prefixes) {
+        parent.SetNSPrefix(WMString(prefix), WMString(uri));
     }
     element.Serialize(&parent, m_out);
 }
@@ -109,13 +113,21 @@ void EnvelopeWriter::Close() {
     Frame& frame = Top();
     if (frame.tagWritten) {
         m_out.append(u"</");
-        m_out.append(frame.qualifiedName);
+        WriteName(frame);
         m_out.push_back(u'>');
     } else {
         WriteTagBody(frame);
         m_out.append(u" />");
     }
     --m_depth;
+}
+
+void EnvelopeWriter::WriteName(Frame const& frame) {
+    if (!frame.prefix.empty()) {
+        m_out.append(frame.prefix);
+        m_out.push_back(u':');
+    }
+    m_out.append(frame.local);
 }
 
 void EnvelopeWriter::WriteStartTag() {
@@ -127,24 +139,31 @@ void EnvelopeWriter::WriteStartTag() {
 
 void EnvelopeWriter::WriteTagBody(Frame& frame) {
     m_out.push_back(u'<');
-    m_out.append(frame.qualifiedName);
-    auto first = frame.attributes.begin();
-    auto last = first + static_cast<std::ptrdiff_t>(frame.attributeCount);
-    std::sort(first, last, [](Attribute const& a, Attribute const& b) { return a.key < b.key; });
-    for (auto it = first; it != last; ++it) {
+    WriteName(frame);
+    if (frame.attributes.size() > 1) {
+        std::sort(frame.attributes.begin(), frame.attributes.end(),
+                  [](Attribute const& a, Attribute const& b) {
+                      return KeyLess(a.uri, a.local, b.uri, b.local);
+                  });
+    }
+    for (Attribute const& attribute : frame.attributes) {
         m_out.push_back(u' ');
-        m_out.append(it->qualifiedName);
+        m_out.append(attribute.prefix);
+        m_out.push_back(u':');
+        m_out.append(attribute.local);
         m_out.append(u"=\"");
-        AppendEscaped(it->value, true);
+        AppendAttributeText(attribute.value);
         m_out.push_back(u'"');
     }
     Frame const* parent = m_depth > 1 ? &m_frames[m_depth - 2] : nullptr;
-    for (std::size_t i = 0; i < frame.prefixCount; ++i) {
-        auto const& [prefix, uri] = frame.prefixes[i];
+    for (auto const& [prefix, uri] : frame.prefixes) {
         if (parent != nullptr) {
             bool alike = false;
-            for (std::size_t j = 0; j < parent->prefixCount && !alike; ++j) {
-                alike = parent->prefixes[j].first == prefix && parent->prefixes[j].second == uri;
+            for (auto const& [parentPrefix, parentURI] : parent->prefixes) {
+                if (parentPrefix == prefix) {
+                    alike = parentURI == uri;
+                    break;
+                }
             }
             if (alike) {
                 continue;
@@ -153,15 +172,33 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         m_out.append(prefix.empty() ? u" xmlns" : u" xmlns:");
         m_out.append(prefix);
         m_out.append(u"=\"");
-        AppendEscaped(uri, true);
+        AppendAttributeText(uri);
         m_out.push_back(u'"');
     }
 }
 
-void EnvelopeWriter::AppendEscaped(std::u16string_view text, bool attribute) {
+void EnvelopeWriter::AppendAttributeText(View text) {
+    CleanText& slot = m_clean[(reinterpret_cast<std::uintptr_t>(text.data()) >> 4) % 16];
+    if (slot.data == text.data() && slot.size == text.size()) {
+        m_out.append(text);
+        return;
+    }
+    std::size_t const before = m_out.size();
+    AppendEscaped(text, true);
+    if (m_out.size() - before == text.size()) {
+        slot.data = text.data();
+        slot.size = text.size();
+    }
+}
+
+void EnvelopeWriter::AppendEscaped(View text, bool attribute) {
     std::size_t run = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        std::u16string_view entity;
+        // Every character that may need escaping sorts at or below '>'.
+        if (text[i] > u'>') {
+            continue;
+        }
+        View entity;
         switch (text[i]) {
             case u'&':
                 entity = u"&amp;";
@@ -196,53 +233,87 @@ void EnvelopeWriter::AppendEscaped(std::u16string_view text, bool attribute) {
     m_out.append(text.substr(run));
 }
 
-WMString const& TypeCache::Key(std::initializer_list<std::u16string_view> parts) {
-    // U+0000 cannot occur in a name read from a document, so it separates the parts.
-    m_key.clear();
-    for (std::u16string_view part : parts) {
-        m_key.append(part);
-        m_key.push_back(u'\0');
+SchemaType& TypeCache::Type(WMString const& name, WMString const& ns) {
+    // U+0000 cannot occur in a name read from a document, so it separates the two parts.
+    m_key.assign(ns);
+    m_key.push_back(u'\0');
+    m_key.append(name);
+    auto it = m_types.find(m_key);
+    if (it == m_types.end()) {
+        auto type = std::make_unique<SchemaType>();
+        type->name = name;
+        type->ns = ns;
+        Describe(*type);
+        it = m_types.emplace(m_key, std::move(type)).first;
     }
-    return m_key;
+    return *it->second;
 }
 
-TypeCache::QName const* TypeCache::ComplexBase(WMString const& typeName, WMString const& typeNS) {
-    WMString const& key = Key({typeName, typeNS});
-    auto it = m_bases.find(key);
-    if (it == m_bases.end()) {
-        Slot<QName> slot;
-        slot.found = m_wsdl.GetComplexBaseType(typeName, typeNS, slot.value.name, slot.value.ns);
-        it = m_bases.emplace(key, std::move(slot)).first;
+void TypeCache::Describe(SchemaType& type) {
+    type.builtIn = WMSOAPSerializer::IsXSDType(type.ns) || WMSOAPSerializer::IsSoapEncType(type.ns);
+    // Values of a type outside the schema namespaces still need an instance namespace for
+    // their xsi attributes: the 2001 one, the one every reader knows.
+    WMChar const* instance = WMSOAPSerializer::GetXSDInstanceNS(type.ns);
+    type.instanceNS = instance != nullptr ? std::u16string_view(instance) : kXsi2001NS;
+    if (type.builtIn) {
+        return;
     }
-    return it->second.found ? &it->second.value : nullptr;
+    // No answer means the WSDL does not know the type; a known type that derives from nothing
+    // answers with an empty base and is a struct.
+    WMString baseName;
+    WMString baseNS;
+    if (!m_wsdl.GetComplexBaseType(type.name, type.ns, baseName, baseNS)) {
+        type.kind = SchemaType::Kind::Unknown;
+        return;
+    }
+    type.explicitType = u"nss:" + type.name;
+    if (!WMSOAPSerializer::IsSoapEncType(baseNS) || baseName == u"Struct") {
+        type.kind = SchemaType::Kind::Struct;
+        return;
+    }
+    unsigned int dims = 0;
+    if (baseName != u"Array" ||
+        !m_wsdl.GetArrayType(type.name, type.ns, type.itemName, type.itemNS) ||
+        !m_wsdl.GetArrayDims(type.name, type.ns, dims)) {
+        type.kind = SchemaType::Kind::Unsupported;
+        return;
+    }
+    type.kind = SchemaType::Kind::Array;
+    // The item type as the WSDL declares it, dimensions included; no count from the value.
+    type.arrayType = u"nsa:" + type.itemName + u"[";
+    for (unsigned int dim = 1; dim < dims; ++dim) {
+        type.arrayType.push_back(u',');
+    }
+    type.arrayType.push_back(u']');
 }
 
-TypeCache::QName const* TypeCache::StructMemberType(WMString const& typeName,
-                                                    WMString const& typeNS,
-                                                    WMString const& memberName,
-                                                    WMString const& memberNS) {
-    WMString const& key = Key({typeName, typeNS, memberName, memberNS});
-    auto it = m_members.find(key);
-    if (it == m_members.end()) {
-        Slot<QName> slot;
-        slot.found = m_wsdl.GetStructMemberType(typeName, typeNS, memberName, memberNS,
-                                                slot.value.name, slot.value.ns);
-        it = m_members.emplace(key, std::move(slot)).first;
+SchemaType::Member* TypeCache::Member(SchemaType& type, WMString const& name, WMString const& ns) {
+    for (auto const& member : type.members) {
+        if (member->name == name && member->ns == ns) {
+            return member->known ? member.get() : nullptr;
+        }
     }
-    return it->second.found ? &it->second.value : nullptr;
+    auto member = std::make_unique<SchemaType::Member>();
+    member->name = name;
+    member->ns = ns;
+    member->known =
+        m_wsdl.GetStructMemberType(type.name, type.ns, name, ns, member->typeName, member->typeNS);
+    type.members.push_back(std::move(member));
+    return type.members.back()->known ? type.members.back().get() : nullptr;
 }
 
-TypeCache::ArrayInfo const* TypeCache::Array(WMString const& typeName, WMString const& typeNS) {
-    WMString const& key = Key({typeName, typeNS});
-    auto it = m_arrays.find(key);
-    if (it == m_arrays.end()) {
-        Slot<ArrayInfo> slot;
-        slot.found =
-            m_wsdl.GetArrayType(typeName, typeNS, slot.value.item.name, slot.value.item.ns) &&
-            m_wsdl.GetArrayDims(typeName, typeNS, slot.value.dims);
-        it = m_arrays.emplace(key, std::move(slot)).first;
+SchemaType& TypeCache::TypeOf(SchemaType::Member& member) {
+    if (member.type == nullptr) {
+        member.type = &Type(member.typeName, member.typeNS);
     }
-    return it->second.found ? &it->second.value : nullptr;
+    return *member.type;
+}
+
+SchemaType& TypeCache::ItemOf(SchemaType& array) {
+    if (array.item == nullptr) {
+        array.item = &Type(array.itemName, array.itemNS);
+    }
+    return *array.item;
 }
 
 }  // namespace corvane::detail

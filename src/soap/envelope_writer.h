@@ -5,7 +5,7 @@
 #include <corvane/types.h>
 
 #include <cstddef>
-#include <initializer_list>
+#include <memory>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -32,8 +32,11 @@ inline constexpr std::u16string_view kXsi2000NS = u"http://www.w3.org/2000/10/XM
 // or children. Skipping the tree saves a dozen allocations per element.
 //
 // Attributes and prefixes of an element must be set before its text or first child; the
-// start tag is written when content or the end of the element comes. Frames and their strings
-// are reused from element to element, so a long envelope allocates little beyond its text.
+// start tag is written when content or the end of the element comes. The writer keeps views,
+// not copies: a name handed to Open must stay valid until the element is closed, and the texts
+// handed to DeclarePrefix and SetAttribute must neither move nor change while the writer
+// lives, since their escaped form is remembered by address (the serializer passes constants,
+// the message's own strings and the entries of its type cache).
 class EnvelopeWriter {
 public:
     explicit EnvelopeWriter(WMString& out) : m_out(out) {}
@@ -55,66 +58,88 @@ public:
     void Close();
 
 private:
+    using View = std::u16string_view;
     struct Attribute {
-        WMString key;  // namespace URI followed by local name
-        WMString qualifiedName;
-        WMString value;
+        View prefix;
+        View local;
+        View uri;  // the key is uri followed by local
+        View value;
     };
     struct Frame {
-        WMString qualifiedName;
-        std::vector<std::pair<WMString, WMString>> prefixes;  // sorted by prefix
-        std::size_t prefixCount = 0;
+        View prefix;
+        View local;
+        std::vector<std::pair<View, View>> prefixes;  // sorted by prefix
         std::vector<Attribute> attributes;
-        std::size_t attributeCount = 0;
         bool tagWritten = false;
+    };
+    // Texts known to need no escaping, by address: the same URIs and type names come back
+    // on almost every element.
+    struct CleanText {
+        WMChar const* data = nullptr;
+        std::size_t size = 0;
     };
 
     Frame& Top() { return m_frames[m_depth - 1]; }
+    void WriteName(Frame const& frame);
     // Writes the open element's start tag, ending it with ">".
     void WriteStartTag();
     void WriteTagBody(Frame& frame);
-    void AppendEscaped(std::u16string_view text, bool attribute);
+    void AppendEscaped(View text, bool attribute);
+    void AppendAttributeText(View text);
 
     WMString& m_out;
     std::vector<Frame> m_frames;
     std::size_t m_depth = 0;
+    CleanText m_clean[16];
 };
 
-// Answers of the WSDL schema queries, kept for the length of one Serialize call: the items of
-// an array ask the same questions about the same types again and again.
-class TypeCache {
-public:
-    struct QName {
+// What the serializer needs to know of one schema type, asked of the WSDL once per Serialize
+// call and kept: the items of an array ask the same questions about the same types again and
+// again. Entries never move, so pointers to them stay valid for the whole call.
+struct SchemaType {
+    enum class Kind { Unknown, Array, Struct, Unsupported };
+    struct Member {
         WMString name;
         WMString ns;
-    };
-    struct ArrayInfo {
-        QName item;
-        unsigned int dims = 0;
+        bool known = false;
+        WMString typeName;
+        WMString typeNS;
+        SchemaType* type = nullptr;  // resolved on first use
     };
 
+    WMString name;
+    WMString ns;
+    bool builtIn = false;            // a schema or SOAP encoding type
+    std::u16string_view instanceNS;  // for the xsi prefix of values of this type
+    Kind kind = Kind::Unknown;       // of a complex type
+    // Arrays: the item type, and the arrayType text "nsa:" + item name + dimensions.
+    WMString itemName;
+    WMString itemNS;
+    WMString arrayType;
+    SchemaType* item = nullptr;
+    // Structs: "nss:" + name for explicit typing, and the members looked up so far.
+    WMString explicitType;
+    std::vector<std::unique_ptr<Member>> members;
+};
+
+class TypeCache {
+public:
     explicit TypeCache(WMSOAPWSDLClient& wsdl) : m_wsdl(wsdl) {}
 
     WMSOAPWSDLClient& Wsdl() { return m_wsdl; }
-    // Null when the WSDL does not know the type (or the member).
-    QName const* ComplexBase(WMString const& typeName, WMString const& typeNS);
-    QName const* StructMemberType(WMString const& typeName, WMString const& typeNS,
-                                  WMString const& memberName, WMString const& memberNS);
-    ArrayInfo const* Array(WMString const& typeName, WMString const& typeNS);
+    // The type of that name and namespace, looked up in the WSDL the first time.
+    SchemaType& Type(WMString const& name, WMString const& ns);
+    // The member's entry; null when the struct type does not declare it.
+    SchemaType::Member* Member(SchemaType& type, WMString const& name, WMString const& ns);
+    SchemaType& TypeOf(SchemaType::Member& member);
+    SchemaType& ItemOf(SchemaType& array);
 
 private:
-    template <class T>
-    struct Slot {
-        bool found = false;
-        T value;
-    };
-    WMString const& Key(std::initializer_list<std::u16string_view> parts);
+    void Describe(SchemaType& type);
 
     WMSOAPWSDLClient& m_wsdl;
     WMString m_key;
-    std::unordered_map<WMString, Slot<QName>> m_bases;
-    std::unordered_map<WMString, Slot<QName>> m_members;
-    std::unordered_map<WMString, Slot<ArrayInfo>> m_arrays;
+    std::unordered_map<WMString, std::unique_ptr<SchemaType>> m_types;
 };
 
 }  // namespace corvane::detail

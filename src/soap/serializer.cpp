@@ -28,7 +28,9 @@ WMSOAPSerializer::~WMSOAPSerializer() = default;
 
 bool WMSOAPSerializer::Serialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     try {
-        WMString text(kXmlDeclaration);
+        WMString text;
+        text.reserve(m_lengthHint);
+        text.assign(kXmlDeclaration);
         Writer out(text);
         Types types(wsdl);
         bool const written = message.m_isSOAPFault && message.m_isLocalFault
@@ -37,6 +39,7 @@ bool WMSOAPSerializer::Serialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl)
         if (!written) {
             return false;
         }
+        m_lengthHint = text.size();
         message.m_buffer = std::move(text);
         return true;
     } catch (std::bad_alloc const&) {
@@ -194,7 +197,7 @@ bool WMSOAPSerializer::SerializeHeaderElem(WMString const& ns, WMString const& n
         out.SetAttribute(kEnv, u"mustUnderstand", kSoapEnvNS, u"1");
     }
     out.SetAttribute(kEnv, u"encodingStyle", kSoapEnvNS, kSoapEncNS);
-    if (!SerializeValue(typeNS, typeName, value, message, wsdl, out)) {
+    if (!SerializeValue(wsdl.Type(typeName, typeNS), value, message, wsdl, out)) {
         return false;
     }
     out.Close();
@@ -214,7 +217,7 @@ bool WMSOAPSerializer::SerializeSOAPMsgParam(WMSOAPStructMember& value, WMString
         return false;
     }
     out.Open({}, partName);
-    if (!SerializeValue(typeNS, typeName, value, message, wsdl, out)) {
+    if (!SerializeValue(wsdl.Type(typeName, typeNS), value, message, wsdl, out)) {
         return false;
     }
     out.Close();
@@ -237,7 +240,7 @@ bool WMSOAPSerializer::SerializeFaultDetailElem(WMString const& ns, WMString con
     }
     out.Open(u"d", name);
     out.DeclarePrefix(u"d", ns);
-    if (!SerializeValue(typeNS, typeName, value, message, wsdl, out)) {
+    if (!SerializeValue(wsdl.Type(typeName, typeNS), value, message, wsdl, out)) {
         return false;
     }
     out.Close();

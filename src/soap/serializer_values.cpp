@@ -7,9 +7,7 @@
 #include "soap/envelope_writer.h"
 
 #include <charconv>
-#include <cmath>
 #include <cstdint>
-#include <cstdio>
 
 using namespace corvane::detail;
 
@@ -17,17 +15,9 @@ namespace {
 
 using DataType = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
-// The schema-instance namespace for an xsi attribute: the one that goes with a schema
-// namespace, and the 2001 one for any other (the SOAP encoding namespace, a user namespace),
-// so that the attribute is always bound to an instance namespace a reader knows.
-std::u16string_view InstanceNSFor(WMString const& ns) {
-    WMChar const* instance = WMSOAPSerializer::GetXSDInstanceNS(ns);
-    return instance != nullptr ? std::u16string_view(instance) : kXsi2001NS;
-}
-
-void AppendAscii(WMString& out, char const* text, std::size_t length) {
-    for (std::size_t i = 0; i < length; ++i) {
-        out.push_back(static_cast<WMChar>(static_cast<unsigned char>(text[i])));
+void AppendAscii(WMString& out, char const* text, char const* end) {
+    for (; text != end; ++text) {
+        out.push_back(static_cast<WMChar>(static_cast<unsigned char>(*text)));
     }
 }
 
@@ -35,17 +25,17 @@ void AppendAscii(WMString& out, char const* text, std::size_t length) {
 void FormatLong(WMString& out, std::int32_t value) {
     char buffer[16];
     auto const result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    AppendAscii(out, buffer, static_cast<std::size_t>(result.ptr - buffer));
+    AppendAscii(out, buffer, result.ptr);
 }
 
-// "%f": six digits after the point, never an exponent.
+// "%f": six digits after the point, never an exponent. to_chars gives the same text as
+// printf's "%f" (exact rounding, "inf", "nan") without going through the locale.
 void FormatDouble(WMString& out, double value) {
-    // The widest result, DBL_MAX, has 309 integer digits.
+    // The widest result, -DBL_MAX, has 309 integer digits.
     char buffer[352];
-    int const length = std::snprintf(buffer, sizeof buffer, "%f", value);
-    if (length > 0) {
-        AppendAscii(out, buffer, static_cast<std::size_t>(length));
-    }
+    auto const result =
+        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, 6);
+    AppendAscii(out, buffer, result.ptr);
 }
 
 }  // namespace
@@ -71,103 +61,77 @@ WMChar const* WMSOAPSerializer::GetXSDInstanceNS(WMString const& xsdNS) {
     return nullptr;
 }
 
-bool WMSOAPSerializer::SerializeValue(WMString const& typeNS, WMString const& typeName,
-                                      WMSOAPStructMember& value, WMSOAPMessage& message,
-                                      Types& wsdl, Writer& out) {
-    if (IsXSDType(typeNS) || IsSoapEncType(typeNS)) {
-        return SerializeBuiltInType(typeNS, value, out);
+bool WMSOAPSerializer::SerializeValue(Schema& type, WMSOAPStructMember& value,
+                                      WMSOAPMessage& message, Types& wsdl, Writer& out) {
+    if (type.builtIn) {
+        return SerializeBuiltInType(type, value, out);
     }
-    return SerializeComplexType(typeNS, typeName, value, message, wsdl, out);
+    return SerializeComplexType(type, value, message, wsdl, out);
 }
 
-bool WMSOAPSerializer::SerializeBuiltInType(WMString const& typeNS, WMSOAPStructMember& value,
+bool WMSOAPSerializer::SerializeBuiltInType(Schema const& type, WMSOAPStructMember& value,
                                             Writer& out) {
-    DataType const type = value.GetDataType();
-    if (type == DataType::SOAP_NONE) {
-        if (typeNS == kXsd1999NS) {
+    DataType const kind = value.GetDataType();
+    if (kind == DataType::SOAP_NONE) {
+        if (type.ns == kXsd1999NS) {
             out.SetAttribute(u"xsi", u"null", kXsi1999NS, u"1");
         } else {
-            out.SetAttribute(u"xsi", u"nil", InstanceNSFor(typeNS), u"true");
+            out.SetAttribute(u"xsi", u"nil", type.instanceNS, u"true");
         }
         return true;
     }
     // Every built-in value is typed "ns:string" in its schema namespace, whatever the part's
     // type: numbers included, and whether or not explicit typing was asked for.
-    out.DeclarePrefix(u"ns", typeNS);
-    out.SetAttribute(u"xsi", u"type", InstanceNSFor(typeNS), u"ns:string");
-    if (type == DataType::SOAP_LONG) {
-        WMString text;
-        FormatLong(text, value.LongValue());
-        out.Text(text);
-    } else if (type == DataType::SOAP_DOUBLE) {
-        WMString text;
-        FormatDouble(text, value.DoubleValue());
-        out.Text(text);
+    out.DeclarePrefix(u"ns", type.ns);
+    out.SetAttribute(u"xsi", u"type", type.instanceNS, u"ns:string");
+    if (kind == DataType::SOAP_LONG) {
+        FormatLong(m_number, value.LongValue());
+        out.Text(m_number);
+        m_number.clear();
+    } else if (kind == DataType::SOAP_DOUBLE) {
+        FormatDouble(m_number, value.DoubleValue());
+        out.Text(m_number);
+        m_number.clear();
     } else {
         out.Text(value.StringValue());
     }
     return true;
 }
 
-bool WMSOAPSerializer::SerializeComplexType(WMString const& typeNS, WMString const& typeName,
-                                            WMSOAPStructMember& value, WMSOAPMessage& message,
-                                            Types& wsdl, Writer& out) {
-    // No answer means the WSDL does not know the type; a known type that derives from nothing
-    // answers with an empty base and is a struct.
-    Types::QName const* base = wsdl.ComplexBase(typeName, typeNS);
-    if (base == nullptr) {
-        return false;
-    }
-    if (IsSoapEncType(base->ns)) {
-        if (base->name == u"Array") {
-            Types::ArrayInfo const* array = wsdl.Array(typeName, typeNS);
-            if (array == nullptr) {
-                return false;
-            }
-            // The item type as the WSDL declares it, dimensions included; the value's own
-            // length is not written.
-            WMString arrayType(u"nsa:");
-            arrayType.append(array->item.name);
-            arrayType.push_back(u'[');
-            for (unsigned int dim = 1; dim < array->dims; ++dim) {
-                arrayType.push_back(u',');
-            }
-            arrayType.push_back(u']');
-            out.SetAttribute(u"SOAP-ENC", u"arrayType", kSoapEncNS, arrayType);
-            out.DeclarePrefix(u"nsa", array->item.ns);
+bool WMSOAPSerializer::SerializeComplexType(Schema& type, WMSOAPStructMember& value,
+                                            WMSOAPMessage& message, Types& wsdl, Writer& out) {
+    switch (type.kind) {
+        case Schema::Kind::Array:
+            out.SetAttribute(u"SOAP-ENC", u"arrayType", kSoapEncNS, type.arrayType);
+            out.DeclarePrefix(u"nsa", type.itemNS);
             if (message.m_explicitTyping) {
-                out.SetAttribute(u"xsi", u"type", InstanceNSFor(typeNS), u"SOAP-ENC:Array");
+                out.SetAttribute(u"xsi", u"type", type.instanceNS, u"SOAP-ENC:Array");
             }
-            return SerializeArray(array->item.ns, array->item.name, value, message, wsdl, out);
-        }
-        if (base->name == u"Struct") {
-            return SerializeStruct(typeNS, typeName, value.StructValue(), message, wsdl, out);
-        }
-        return false;
+            return SerializeArray(type, value, message, wsdl, out);
+        case Schema::Kind::Struct:
+            return SerializeStruct(type, value.StructValue(), message, wsdl, out);
+        case Schema::Kind::Unknown:
+        case Schema::Kind::Unsupported:
+            break;
     }
-    return SerializeStruct(typeNS, typeName, value.StructValue(), message, wsdl, out);
+    return false;
 }
 
-bool WMSOAPSerializer::SerializeArray(WMString const& itemNS, WMString const& itemType,
-                                      WMSOAPStructMember& value, WMSOAPMessage& message,
-                                      Types& wsdl, Writer& out) {
+bool WMSOAPSerializer::SerializeArray(Schema& arrayType, WMSOAPStructMember& value,
+                                      WMSOAPMessage& message, Types& wsdl, Writer& out) {
     if (value.GetDataType() != DataType::SOAP_ARRAY) {
         return true;
     }
     // Each array element is a struct; each of its members becomes one item element, named by
     // the member (an array of scalars is a list of one-member structs).
-    bool const builtIn = IsXSDType(itemNS) || IsSoapEncType(itemNS);
-    WMString name;
+    Schema& itemType = wsdl.ItemOf(arrayType);
     WMSOAPStructMember member;
     for (WMSOAPStructType const& element : value.ArrayValue()) {
         long position = 0;
-        for (bool more = element.GetFirstMember(&name, member, &position); more;
-             more = element.GetNextMember(&name, member, &position)) {
-            out.Open({}, name);
-            bool const written =
-                builtIn ? SerializeBuiltInType(itemNS, member, out)
-                        : SerializeComplexType(itemNS, itemType, member, message, wsdl, out);
-            if (!written) {
+        for (bool more = element.GetFirstMember(nullptr, member, &position); more;
+             more = element.GetNextMember(nullptr, member, &position)) {
+            out.Open({}, member.GetName());
+            if (!SerializeValue(itemType, member, message, wsdl, out)) {
                 return false;
             }
             out.Close();
@@ -176,32 +140,27 @@ bool WMSOAPSerializer::SerializeArray(WMString const& itemNS, WMString const& it
     return true;
 }
 
-bool WMSOAPSerializer::SerializeStruct(WMString const& typeNS, WMString const& typeName,
-                                       WMSOAPStructType const& structValue, WMSOAPMessage& message,
-                                       Types& wsdl, Writer& out) {
+bool WMSOAPSerializer::SerializeStruct(Schema& type, WMSOAPStructType const& structValue,
+                                       WMSOAPMessage& message, Types& wsdl, Writer& out) {
     if (message.m_explicitTyping) {
-        out.DeclarePrefix(u"nss", typeNS);
-        WMString type(u"nss:");
-        type.append(typeName);
-        out.SetAttribute(u"xsi", u"type", InstanceNSFor(typeNS), type);
+        out.DeclarePrefix(u"nss", type.ns);
+        out.SetAttribute(u"xsi", u"type", type.instanceNS, type.explicitType);
     }
-    WMString name;
-    WMString ns;
     WMSOAPStructMember member;
     long position = 0;
-    for (bool more = structValue.GetFirstMemberQN(&name, &ns, member, &position); more;
-         more = structValue.GetNextMemberQN(&name, &ns, member, &position)) {
-        Types::QName const* memberType = wsdl.StructMemberType(typeName, typeNS, name, ns);
-        if (memberType == nullptr) {
+    for (bool more = structValue.GetFirstMemberQN(nullptr, nullptr, member, &position); more;
+         more = structValue.GetNextMemberQN(nullptr, nullptr, member, &position)) {
+        Schema::Member* declared = wsdl.Member(type, member.GetName(), member.GetNS());
+        if (declared == nullptr) {
             return false;
         }
-        if (ns.empty()) {
-            out.Open({}, name);
+        if (member.GetNS().empty()) {
+            out.Open({}, declared->name);
         } else {
-            out.Open(u"nsm", name);
-            out.DeclarePrefix(u"nsm", ns);
+            out.Open(u"nsm", declared->name);
+            out.DeclarePrefix(u"nsm", declared->ns);
         }
-        if (!SerializeValue(memberType->ns, memberType->name, member, message, wsdl, out)) {
+        if (!SerializeValue(wsdl.TypeOf(*declared), member, message, wsdl, out)) {
             return false;
         }
         out.Close();
