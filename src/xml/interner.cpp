@@ -80,6 +80,18 @@ WMXMLAttribute* XMLInterner::NewAttribute(std::u16string_view qname, WMString&& 
     return new WMXMLAttribute(Lookup(qname), std::move(value));
 }
 
+void XMLInterner::Rename(WMXMLElement* element, std::u16string_view qname) {
+    element->AdoptNameData(Lookup(qname));
+}
+
+void XMLInterner::Reuse(WMXMLAttribute* attribute, std::u16string_view qname,
+                        WMString const& value) {
+    attribute->AdoptNameData(Lookup(qname));
+    Unref(attribute->m_element);
+    attribute->m_element = nullptr;
+    attribute->m_value = value;
+}
+
 XMLNameData* XMLInterner::Resolved(XMLNameData* qname, XMLScope* scope, WMString const& ns,
                                    std::size_t localStart) {
     std::u16string_view const local = std::u16string_view(qname->qname).substr(localStart);

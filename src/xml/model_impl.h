@@ -74,6 +74,9 @@ public:
 
     WMXMLElement* NewElement(std::u16string_view qname);
     WMXMLAttribute* NewAttribute(std::u16string_view qname, WMString&& value);
+    // Give an element or attribute of a finished child a new name, for reuse in event mode.
+    void Rename(WMXMLElement* element, std::u16string_view qname);
+    void Reuse(WMXMLAttribute* attribute, std::u16string_view qname, WMString const& value);
     // Record for `qname` resolved to (ns, qname from localStart), where `ns` is a string of
     // `scope`; reuses the last record made. Null when the budget is exhausted.
     XMLNameData* Resolved(XMLNameData* qname, XMLScope* scope, WMString const& ns,

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "xml/chars.h"
 #include "xml/model_impl.h"
@@ -36,6 +38,18 @@ public:
           m_handler(handler),
           m_buildTree(buildTree),
           m_interner(kBudgetPerUnit * text.size() + kBudgetBase) {}
+
+    ~XMLReader() {
+        for (WMXMLElement* element : m_spareElements) {
+            delete static_cast<WMXMLMarkup*>(element);
+        }
+        for (AttributeNode& node : m_spareAttributes) {
+            delete node.mapped();
+        }
+    }
+
+    XMLReader(XMLReader const&) = delete;
+    XMLReader& operator=(XMLReader const&) = delete;
 
     // Parses the document; `storeRoot` receives the root as soon as it is complete.
     template <typename StoreRoot>
@@ -293,21 +307,64 @@ private:
             Error();
         }
         ParseWhiteSpace();
-        WMString value;
-        if (!ParseAttributeValue(value)) {
+        m_value.clear();
+        if (!ParseAttributeValue(m_value)) {
             Error();
         }
         WMXMLAttributeMap& attributes = element->m_attributes;
+        std::size_t const keySize = ExpectedKeySize(name, element, parent);
+        if (!m_spareAttributes.empty()) {
+            AttributeNode node = std::move(m_spareAttributes.back());
+            m_spareAttributes.pop_back();
+            WMString& key = node.key();
+            key.clear();
+            key.reserve(keySize);
+            key.assign(name);
+            auto position = attributes.lower_bound(key);
+            if (position != attributes.end() && position->first == key) {
+                m_spareAttributes.push_back(std::move(node));
+                Error();
+            }
+            m_interner.Reuse(node.mapped(), name, m_value);
+            attributes.insert(position, std::move(node));
+            return true;
+        }
         WMString key;
-        key.reserve(ExpectedKeySize(name, element, parent));
+        key.reserve(keySize);
         key.assign(name);
         auto position = attributes.lower_bound(key);
         if (position != attributes.end() && position->first == key) {
             Error();
         }
         attributes.emplace_hint(position, std::move(key),
-                                m_interner.NewAttribute(name, std::move(value)));
+                                m_interner.NewAttribute(name, WMString(m_value)));
         return true;
+    }
+
+    WMXMLElement* NewElement(std::u16string_view name) {
+        if (m_spareElements.empty()) {
+            return m_interner.NewElement(name);
+        }
+        WMXMLElement* element = m_spareElements.back();
+        m_spareElements.pop_back();
+        m_interner.Rename(element, name);
+        return element;
+    }
+
+    // Event mode: a finished child keeps its allocations (element, attribute entries, text
+    // capacity) for the elements that follow instead of being deleted. At most one element per
+    // level of nesting is ever spare, and the attribute entries of the largest start tag.
+    NOINLINE void Recycle(WMXMLElement* child) {
+        WMXMLAttributeMap& attributes = child->m_attributes;
+        while (!attributes.empty()) {
+            m_spareAttributes.push_back(attributes.extract(attributes.begin()));
+        }
+        child->m_text.clear();
+        child->DeleteChildren();  // none, unless a handler added some
+        Unref(child->m_scope);
+        child->m_scope = nullptr;
+        child->m_scopeExposed = false;
+        m_spareElements.push_back(child);
     }
 
     WMXMLElement* ParseElement(WMXMLElement* parent, int depth) {
@@ -322,7 +379,7 @@ private:
         if (name.empty()) {
             Error();
         }
-        std::unique_ptr<WMXMLElement> element(m_interner.NewElement(name));
+        std::unique_ptr<WMXMLElement> element(NewElement(name));
         for (;;) {
             ParseWhiteSpace();
             if (!ParseAttribute(element.get(), parent)) {
@@ -444,7 +501,7 @@ private:
             }
             children.push_back(child);
         } else {
-            delete static_cast<WMXMLMarkup*>(child);
+            Recycle(child);
         }
     }
 
@@ -668,6 +725,10 @@ private:
     WMXMLEventHandler* const m_handler;
     bool const m_buildTree;
     XMLInterner m_interner;
+    WMString m_value;  // the attribute value being read
+    using AttributeNode = std::map<WMString, WMXMLAttribute*>::node_type;
+    std::vector<WMXMLElement*> m_spareElements;
+    std::vector<AttributeNode> m_spareAttributes;
 };
 
 }  // namespace detail

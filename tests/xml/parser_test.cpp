@@ -214,3 +214,25 @@ TEST(XMLParser, ReparsingTheSerializedTreeGivesTheSameTree) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(XMLParser, EventModeReportsWhatTreeModeReports) {
+    WMString const documents[] = {
+        u"<r xmlns:p='urn:p'><a x='1' y='2' p:z='3'>t</a><b x='9'/><p:c xmlns='urn:d' q='&amp;'>"
+        u"<d/><e xmlns:p='urn:other' p:z='4'/></p:c><a y='2' x='1' p:z='3'>t</a></r>",
+        u"<r><a k='1'><b k='2'><c k='3'/></b></a><a/><a k='4' l='5'/></r>",
+    };
+    for (WMString const& document : documents) {
+        Recorder tree;
+        Recorder events;
+        WMXMLParser treeParser;
+        treeParser.ParseXML(document, &tree);
+        WMXMLParser eventParser;
+        eventParser.SetBuildTree(false);
+        eventParser.ParseXML(document, &events);
+        EXPECT_EQ(events.events, tree.events);
+    }
+}
+
+}  // namespace
