@@ -341,7 +341,7 @@ private:
         return true;
     }
 
-    WMXMLElement* NewElement(std::u16string_view name) {
+    NOINLINE WMXMLElement* NewElement(std::u16string_view name) {
         if (m_spareElements.empty()) {
             return m_interner.NewElement(name);
         }
@@ -351,10 +351,22 @@ private:
         return element;
     }
 
+    NOINLINE void Keep(WMXMLElement* element, WMXMLElement* child) {
+        if (!m_buildTree) {
+            Recycle(child);
+            return;
+        }
+        WMXMLElementList& children = element->m_children;
+        if (children.empty()) {
+            children.reserve(4);  // most parents have a few children: one allocation
+        }
+        children.push_back(child);
+    }
+
     // Event mode: a finished child keeps its allocations (element, attribute entries, text
     // capacity) for the elements that follow instead of being deleted. At most one element per
     // level of nesting is ever spare, and the attribute entries of the largest start tag.
-    NOINLINE void Recycle(WMXMLElement* child) {
+    void Recycle(WMXMLElement* child) {
         WMXMLAttributeMap& attributes = child->m_attributes;
         while (!attributes.empty()) {
             m_spareAttributes.push_back(attributes.extract(attributes.begin()));
@@ -494,15 +506,7 @@ private:
         if (!child) {
             Error();
         }
-        if (m_buildTree) {
-            WMXMLElementList& children = element->m_children;
-            if (children.empty()) {
-                children.reserve(4);  // most parents have a few children: one allocation
-            }
-            children.push_back(child);
-        } else {
-            Recycle(child);
-        }
+        Keep(element, child);
     }
 
     // ---- comments, CDATA, processing instructions, document type
