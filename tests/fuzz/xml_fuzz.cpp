@@ -29,10 +29,15 @@ bool Parses(WMXMLParser& parser, WMString const& text, WMXMLEventHandler* handle
     }
 }
 
-// The written form cannot carry U+0000 (it reads as the end of the input), so trees holding
-// one are not compared.
-bool HoldsZero(WMXMLElement const& element) {
+// Trees the written form cannot carry are not compared: U+0000 reads as the end of the input,
+// and a declaration "xmlns:" binds the empty prefix without changing the default namespace,
+// while the written form declares the empty prefix as the default namespace.
+bool Unwritable(WMXMLElement const& element) {
     if (element.GetText().find(u'\0') != WMString::npos) {
+        return true;
+    }
+    auto const empty = element.GetNSPrefixMap().find(WMString());
+    if (empty != element.GetNSPrefixMap().end() && empty->second != element.GetDefaultNS()) {
         return true;
     }
     for (auto const& entry : element.GetAttributeMap()) {
@@ -41,7 +46,7 @@ bool HoldsZero(WMXMLElement const& element) {
         }
     }
     for (WMXMLElement const* child : element.GetChildElements()) {
-        if (HoldsZero(*child)) {
+        if (Unwritable(*child)) {
             return true;
         }
     }
@@ -92,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     Parses(events, text, &handler);
 
     WMXMLParser tree;
-    if (!Parses(tree, text, nullptr) || HoldsZero(*tree.GetDocRoot())) {
+    if (!Parses(tree, text, nullptr) || Unwritable(*tree.GetDocRoot())) {
         return 0;
     }
     WMString written;

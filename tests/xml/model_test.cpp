@@ -106,6 +106,16 @@ TEST(XMLResolve, DeclarationsLeaveTheAttributesAndKeysBecomeExpanded) {
     EXPECT_EQ(e->GetNSPrefixMap().at(u""), u"urn:d");
 }
 
+TEST(XMLResolve, PrefixDeclarationWithEmptyNameLeavesTheDefaultNamespace) {
+    auto e = Element(u"e");
+    e->SetAttribute(u"xmlns:", u"urn:x");
+    ASSERT_TRUE(e->ResolveNSPrefixes(nullptr));
+    EXPECT_EQ(e->GetNSPrefixMap().at(u""), u"urn:x");
+    EXPECT_EQ(e->GetDefaultNS(), u"");
+    EXPECT_EQ(e->GetNamespaceURI(), u"");
+    EXPECT_TRUE(e->GetAttributeMap().empty());
+}
+
 TEST(XMLResolve, SameExpandedAttributeNameFails) {
     auto e = Element(u"e");
     e->SetAttribute(u"xmlns:p", u"urn:x");
