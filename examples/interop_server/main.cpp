@@ -23,9 +23,9 @@
 
 namespace {
 
-// Bodies above this size are refused before they are read, so that a client cannot make the
-// server hold unbounded memory.
-constexpr std::size_t kMaxRequestBytes = 32 * 1024 * 1024;
+// Bodies above this size are refused before they are read. Reading a request takes about twenty
+// times its size in memory while it is served, so this bounds what one request can hold.
+constexpr std::size_t kMaxRequestBytes = 8 * 1024 * 1024;
 constexpr char kContentType[] = "text/xml; charset=utf-8";
 
 using Operation = std::function<void(WMSOAPServerCall&)>;
