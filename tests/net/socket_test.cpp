@@ -183,7 +183,7 @@ TEST(HostEnt, CopiesAreDeepAndListsEndWithNull) {
         EXPECT_EQ(addresses[1], nullptr);
         EXPECT_EQ(host->GetAliases()[0], nullptr);
     }
-    EXPECT_FALSE(corvane::platform::ResolveHost("no-such-host.invalid", [](hostent const*) {}));
+    EXPECT_FALSE(corvane::platform::ResolveHost("no-such-host..invalid", [](hostent const*) {}));
 }
 
 }  // namespace
