@@ -18,6 +18,15 @@ WMString Key(std::u16string_view ns, std::u16string_view localName) {
     return key;
 }
 
+// Makes room for one more entry ahead of creating it, so that appending the new owned pointer
+// cannot throw and lose it; the capacity still grows geometrically.
+template <class T>
+void RoomForOne(std::vector<T>& list) {
+    if (list.size() == list.capacity()) {
+        list.reserve(list.empty() ? 4 : 2 * list.capacity());
+    }
+}
+
 // Attribute keys that do not depend on the element, built once.
 struct FixedKeys {
     WMString encodingStyle = Key(soapuri::kEnvelope, u"encodingStyle");
@@ -136,7 +145,7 @@ WMSOAPParamHandler* WMSOAPParamHandler::NewParam(WMString const& ns, WMString co
 WMSOAPEventHandler* WMSOAPParamHandler::StartElement(WMString const& ns, WMString const& localName,
                                                      WMString const&, WMXMLAttributeMap& attributes,
                                                      NSMap const& nsMap, WMXMLElement*) {
-    m_children.reserve(m_children.size() + 1);
+    RoomForOne(m_children);
     WMSOAPParamHandler* child = NewParam(ns, localName, attributes, nsMap);
     m_children.push_back(child);
     return child;
@@ -292,7 +301,7 @@ WMSOAPEventHandler* WMSOAPHeaderHandler::StartElement(WMString const& ns, WMStri
     if (!entry->GetId().empty()) {
         m_ids.emplace(entry->GetId(), entry.get());
     }
-    m_entries.reserve(m_entries.size() + 1);
+    RoomForOne(m_entries);
     m_entries.push_back(entry.release());
     return m_entries.back();
 }
@@ -319,7 +328,7 @@ WMSOAPEventHandler* WMSOAPBodyHandlerBase::AddIndependent(WMString const& ns,
     if (!element->GetId().empty()) {
         m_ids.emplace(element->GetId(), element.get());
     }
-    m_independent.reserve(m_independent.size() + 1);
+    RoomForOne(m_independent);
     m_independent.push_back(element.release());
     return m_independent.back();
 }

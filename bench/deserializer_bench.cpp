@@ -1,0 +1,193 @@
+// Reading an echoStructArrayResponse of 10,000 (and of 100) SOAPStruct items through
+// WMSOAPMessage::Deserialize and ProcessRPC, against PHP's SoapClient reading the same answer.
+#include <corvane/message.h>
+#include <corvane/utf8.h>
+#include <corvane/values.h>
+#include <corvane/wsdl.h>
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace {
+
+std::string const kWsdlPath = std::string(CORVANE_TEST_DATA) + "/wsdl/round2_base.wsdl";
+
+// The answer PHP's SoapServer gives (see tests/data/peers/php/echoStructArray.xml), with
+// `items` items "item number i", i, i + 0.5.
+std::string Response(int items) {
+    std::string text =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SOAP-ENV:Envelope "
+        "xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+        "xmlns:ns1=\"http://soapinterop.org/\" xmlns:ns2=\"http://soapinterop.org/xsd\" "
+        "xmlns:SOAP-ENC=\"http://schemas.xmlsoap.org/soap/encoding/\" "
+        "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
+        "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+        "SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><SOAP-ENV:Body>"
+        "<ns1:echoStructArrayResponse><outputStructArray SOAP-ENC:arrayType=\"ns2:SOAPStruct[" +
+        std::to_string(items) + "]\" xsi:type=\"ns2:ArrayOfSOAPStruct\">";
+    for (int i = 0; i < items; ++i) {
+        text +=
+            "<item xsi:type=\"ns2:SOAPStruct\"><varString xsi:type=\"xsd:string\">item number " +
+            std::to_string(i) + "</varString><varInt xsi:type=\"xsd:int\">" + std::to_string(i) +
+            "</varInt><varFloat xsi:type=\"xsd:float\">" + std::to_string(i) +
+            ".5</varFloat></item>";
+    }
+    return text +
+           "</outputStructArray></ns1:echoStructArrayResponse></SOAP-ENV:Body>"
+           "</SOAP-ENV:Envelope>\n";
+}
+
+struct Fixture {
+    WMSOAPWSDLClient wsdl;
+    WMString text;
+    int items;
+
+    explicit Fixture(int count) : items(count) {
+        WMString location;
+        UTF8ToWideString("file://" + kWsdlPath, location);
+        if (!wsdl.ReadServiceDesc(u"InteropTest", u"InteropTestPort", location)) {
+            std::fprintf(stderr, "cannot read %s\n", kWsdlPath.c_str());
+            std::exit(1);
+        }
+        UTF8ToWideString(Response(count), text);
+    }
+
+    // One read as the client does it, on a fresh message.
+    void Decode() {
+        WMSOAPMessage message;
+        message.SetBuffer(text);
+        message.SetMethodName(u"echoStructArray");
+        message.SetRequestPhase(false);
+        try {
+            message.Deserialize(wsdl);
+            message.ProcessRPC(wsdl);
+        } catch (WMSOAPFault const&) {
+            std::fprintf(stderr, "the answer did not decode\n");
+            std::exit(1);
+        }
+        if (message.GetReturnValue().ArrayValue().size() != static_cast<std::size_t>(items)) {
+            std::fprintf(stderr, "wrong number of items\n");
+            std::exit(1);
+        }
+    }
+};
+
+Fixture& Shared(int items) {
+    static Fixture large(10000);
+    static Fixture small(100);
+    return items == 10000 ? large : small;
+}
+
+void BM_DecodeStructArray(benchmark::State& state) {
+    Fixture& f = Shared(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        f.Decode();
+    }
+    state.SetItemsProcessed(state.iterations() * f.items);
+}
+BENCHMARK(BM_DecodeStructArray)->Arg(100)->Arg(10000)->Unit(benchmark::kMicrosecond);
+
+// Processor time, not wall time: the machine is shared.
+double BestCorvaneNanos(Fixture& f, int runs) {
+    double best = 1e300;
+    for (int run = 0; run < runs; ++run) {
+        std::clock_t const start = std::clock();
+        f.Decode();
+        best = std::min(best, 1e9 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
+    }
+    return best;
+}
+
+// A field of /proc/self/status in kilobytes (Linux).
+long StatusKilobytes(std::string const& field) {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind(field + ":", 0) == 0) {
+            return std::atol(line.c_str() + field.size() + 1);
+        }
+    }
+    return 0;
+}
+
+// Peak resident memory during one read above the resident memory before it: writing 5 to
+// clear_refs resets the peak to the current level.
+double PeakMegabytesOfOneDecode(Fixture& f) {
+    std::ofstream("/proc/self/clear_refs") << "5";
+    long const before = StatusKilobytes("VmRSS");
+    f.Decode();
+    return static_cast<double>(StatusKilobytes("VmHWM") - before) / 1000.0;
+}
+
+// PHP's SoapClient with __doRequest returning the answer: the processor time runs from the
+// moment the answer is handed back to the end of the call (the decoding), best of five; the
+// peak memory is memory_get_peak_usage above the level before the call. PHP prints
+// "nanoseconds bytes" to a temporary file.
+bool RunPhp(int items, double& nanos, double& bytes) {
+    auto const dir = std::filesystem::temp_directory_path();
+    auto const answer = dir / "corvane_deserializer_bench_answer.xml";
+    auto const out = dir / "corvane_deserializer_bench_php.txt";
+    std::ofstream(answer, std::ios::binary) << Response(items);
+    std::string const script =
+        "function cpu() { $u = getrusage(); return 1000 * (1000000 * ($u[\"ru_utime.tv_sec\"]"
+        " + $u[\"ru_stime.tv_sec\"]) + $u[\"ru_utime.tv_usec\"] + $u[\"ru_stime.tv_usec\"]); }"
+        " class C extends SoapClient { public $t0; public $answer;"
+        " function __doRequest($r, $l, $a, $v, $o = 0): ?string {"
+        " $this->t0 = cpu(); return $this->answer; } }"
+        " $c = new C(\"" +
+        kWsdlPath +
+        "\", array(\"location\" => \"http://localhost/\"));"
+        " $c->answer = file_get_contents(\"" +
+        answer.string() +
+        "\"); $best = PHP_INT_MAX; $memory = 0;"
+        " for ($k = 0; $k < 5; $k++) { $m0 = memory_get_usage(); memory_reset_peak_usage();"
+        " $r = $c->echoStructArray(array()); $t1 = cpu();"
+        " if (count($r) != " +
+        std::to_string(items) +
+        ") { exit(1); } $best = min($best, $t1 - $c->t0);"
+        " $memory = max($memory, memory_get_peak_usage() - $m0); unset($r); }"
+        " echo $best, \" \", $memory, \"\\n\";";
+    std::string const command = "php -r '" + script + "' > '" + out.string() + "'";
+    bool const ran = std::system(command.c_str()) == 0;
+    std::ifstream in(out);
+    bool const read = ran && static_cast<bool>(in >> nanos >> bytes);
+    in.close();
+    std::filesystem::remove(out);
+    std::filesystem::remove(answer);
+    return read;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+
+    for (int items : {100, 10000}) {
+        Fixture& f = Shared(items);
+        double const corvane = BestCorvaneNanos(f, items == 100 ? 200 : 10);
+        double const megabytes = PeakMegabytesOfOneDecode(f);
+        std::printf("\nechoStructArrayResponse, %d SOAPStruct items, processor time\n", items);
+        std::printf("  Corvane:           %8.1f ns per item, peak memory %.1f MB\n",
+                    corvane / items, megabytes);
+        double php = 0;
+        double phpBytes = 0;
+        if (!RunPhp(items, php, phpBytes)) {
+            std::printf(
+                "  PHP SoapClient:    not measured (php with the soap extension is needed)\n");
+            continue;
+        }
+        std::printf("  PHP SoapClient:    %8.1f ns per item, peak memory %.1f MB\n", php / items,
+                    phpBytes / 1e6);
+        std::printf("  Corvane is %.1f times faster per item\n", php / corvane);
+    }
+    return 0;
+}
