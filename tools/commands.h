@@ -18,6 +18,7 @@ struct Command {
 };
 
 Command AddInspectCommand(CLI::App& parent);
+Command AddEnvelopeCommand(CLI::App& parent);
 
 std::string Utf8(const WMString& text);
 WMString Wide(const std::string& utf8);

@@ -1,0 +1,173 @@
+// corvane envelope: the SOAP envelope that a call of an operation would send, or a response
+// carrying the given values.
+#include <corvane/message.h>
+#include <corvane/wsdl.h>
+
+#include "commands.h"
+#include "json_values.h"
+#include "wsdl/description.h"
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <vector>
+
+namespace corvane::tool {
+
+namespace {
+
+struct Options {
+    std::string location;
+    std::string operation;
+    std::vector<std::string> values;
+    std::string service;
+    std::string port;
+    bool response = false;
+    bool explicitTyping = false;
+};
+
+// Paths become file:// locations, which also gives relative imports their base.
+WMString ToLocation(std::string const& location) {
+    if (location.find("http://") != std::string::npos ||
+        location.find("file://") != std::string::npos) {
+        return Wide(location);
+    }
+    std::error_code error;
+    std::filesystem::path absolute = std::filesystem::absolute(location, error);
+    return Wide("file://" + (error ? location : absolute.lexically_normal().string()));
+}
+
+int Fail(std::string const& message) {
+    std::cerr << "corvane envelope: " << message << "\n";
+    return 1;
+}
+
+// The service and port to use: the ones named, or the first service in name order and its
+// first port that has a binding.
+bool ChoosePort(WMString const& location, Options const& options, WMString& service, WMString& port,
+                std::string& error) {
+    WMSOAPWSDLImporter loader;
+    if (!loader.ReadServiceDesc(location, WMString()) || !loader.GetWSDLDesc()) {
+        std::string const category = Utf8(loader.GetLoadErrorCategory());
+        std::string const reason = Utf8(loader.GetLoadErrorMessage());
+        error = "cannot read " + Utf8(location) + ": " +
+                (category.empty() ? std::string() : category + ": ") +
+                (reason.empty() ? std::string("unknown reason") : reason);
+        return false;
+    }
+    WMSOAPDefinitionsHandler const& defs = loader.GetWSDLDesc()->GetDefinitions();
+    for (auto const& [serviceName, serviceHandler] : defs.GetServices()) {
+        if (!options.service.empty() && serviceName != Wide(options.service)) {
+            continue;
+        }
+        for (auto const& [portName, portHandler] : serviceHandler->GetPorts()) {
+            if (!options.port.empty() && portName != Wide(options.port)) {
+                continue;
+            }
+            if (options.port.empty() && !defs.FindBinding(portHandler->GetBinding())) {
+                continue;
+            }
+            service = serviceName;
+            port = portName;
+            return true;
+        }
+    }
+    error =
+        options.service.empty() && options.port.empty()
+            ? "the WSDL has no service with a bound port"
+            : "no port " + (options.port.empty() ? std::string("with a binding") : options.port) +
+                  " in " + (options.service.empty() ? "any service" : "service " + options.service);
+    return false;
+}
+
+int RunEnvelope(Options const& options) {
+    WMString const location = ToLocation(options.location);
+    WMString service;
+    WMString port;
+    std::string error;
+    if (!ChoosePort(location, options, service, port, error)) {
+        return Fail(error);
+    }
+    WMSOAPWSDLClient wsdl;
+    if (!wsdl.ReadServiceDesc(service, port, location)) {
+        return Fail("cannot use port " + Utf8(port) + " of service " + Utf8(service) +
+                    ": it has no SOAP address");
+    }
+
+    WMString const operation = Wide(options.operation);
+    WMString style;
+    if (!wsdl.GetOpBindingStyle(operation, style)) {
+        return Fail("port " + Utf8(port) + " has no operation named " + options.operation);
+    }
+    if (style != u"rpc") {
+        return Fail("operation " + options.operation + " is " + Utf8(style) +
+                    "-style; only RPC operations can be written");
+    }
+    WMString soapAction;
+    WMString methodNS;
+    wsdl.GetMethodSOAPAction(operation, soapAction);
+    wsdl.GetMethodNamespaceURI(operation, methodNS);
+
+    WMSOAPMessage message;
+    message.Initialize(nullptr, 0, service, port, WMString(), soapAction, WMString(),
+                       options.explicitTyping);
+    message.SetMethodName(operation);
+    message.SetMethodNS(methodNS);
+    message.SetRequestPhase(!options.response);
+
+    char const* const side = options.response ? "output" : "input";
+    for (std::string const& assignment : options.values) {
+        std::size_t const equals = assignment.find('=');
+        if (equals == std::string::npos || equals == 0) {
+            return Fail("\"" + assignment + "\" is not PART=JSON");
+        }
+        std::string const partName = assignment.substr(0, equals);
+        WMString const part = Wide(partName);
+        WMString typeName;
+        WMString typeNS;
+        bool const known = options.response
+                               ? wsdl.GetOutputMsgPartType(operation, part, typeName, typeNS)
+                               : wsdl.GetInputMsgPartType(operation, part, typeName, typeNS);
+        if (!known) {
+            return Fail("operation " + options.operation + " has no " + side + " part named " +
+                        partName);
+        }
+        Json json = Json::parse(assignment.substr(equals + 1), nullptr, false);
+        if (json.is_discarded()) {
+            return Fail(partName + ": the value is not JSON text");
+        }
+        WMSOAPStructMember value;
+        if (!JsonToValue(wsdl, json, typeName, typeNS, part, value, error)) {
+            return Fail(error);
+        }
+        message.AddMethodParam(WMString(), part, value, !options.response, options.response);
+    }
+    if (!message.Serialize(wsdl)) {
+        return Fail("the WSDL does not describe every value of the message");
+    }
+    std::cout << Utf8(*message.GetBufferPtr()) << "\n";
+    return 0;
+}
+
+}  // namespace
+
+Command AddEnvelopeCommand(CLI::App& parent) {
+    auto options = std::make_shared<Options>();
+    CLI::App* app = parent.add_subcommand(
+        "envelope", "Print the SOAP envelope that a call of an RPC operation would send");
+    app->add_option("LOCATION", options->location, "A path, a file:// or an http:// location")
+        ->required();
+    app->add_option("OPERATION", options->operation, "The operation to call")->required();
+    app->add_option(
+        "VALUES", options->values,
+        "Parts as PART=JSON, e.g. inputString='\"hi\"' or inputStruct='{\"varInt\":1}'");
+    app->add_option("--service", options->service, "The service to use (default: the first)");
+    app->add_option("--port", options->port, "The port to use (default: the first bound one)");
+    app->add_flag("--response", options->response,
+                  "Write the operation's response carrying the values instead");
+    app->add_flag("--explicit-typing", options->explicitTyping,
+                  "Write xsi:type on structs and arrays too");
+    return Command{app, [options] { return RunEnvelope(*options); }};
+}
+
+}  // namespace corvane::tool
