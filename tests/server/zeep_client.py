@@ -168,6 +168,11 @@ fault("truncated envelope", envelope[:-30], '"http://"', "SOAP-ENV:Server",
       "XML Parser: Parse Error on Line 1.")
 fault("not XML", "hello", '"http://"', "SOAP-ENV:Server", "XML Parser: Parse Error on Line 1.")
 fault("empty body", "", '"http://"', "SOAP-ENV:Server", "XML Parser: Parse Error on Line 1.")
+fault("100,000 nested elements",
+      envelope.replace(">x<", ">" + "<a>" * 100000 + "</a>" * 100000 + "<"), '"http://"',
+      "SOAP-ENV:Server", "XML Parser: Parse Error on Line 1.")
+fault("body above the server's 8 MiB", envelope.replace(">x<", ">" + "x" * (9 << 20) + "<"),
+      '"http://"', "SOAP-ENV:Client", "Request too large.")
 
 print(f"{passed} passed, {failed} failed")
 sys.exit(0 if failed == 0 else 1)
