@@ -149,29 +149,29 @@ bool WMSOAPStructType::SetMember(WMSOAPStructMember const& member) {
     return true;
 }
 
-// The value forms build the member in place: the same member a constructed copy would give.
+// The value forms build the member with the matching constructor and move it in.
 bool WMSOAPStructType::SetMember(WMString name, std::int32_t value) {
-    members_.emplace_back(std::move(name), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), value));
     return true;
 }
 
 bool WMSOAPStructType::SetMember(WMString name, double value) {
-    members_.emplace_back(std::move(name), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), value));
     return true;
 }
 
 bool WMSOAPStructType::SetMember(WMString name, WMString const& value) {
-    members_.emplace_back(std::move(name), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), value));
     return true;
 }
 
 bool WMSOAPStructType::SetMember(WMString name, std::vector<WMSOAPStructType> const& value) {
-    members_.emplace_back(std::move(name), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), value));
     return true;
 }
 
 bool WMSOAPStructType::SetMember(WMString name, WMSOAPStructType const& value) {
-    members_.emplace_back(std::move(name), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), value));
     return true;
 }
 
@@ -181,28 +181,28 @@ bool WMSOAPStructType::SetMemberQN(WMSOAPStructMember const& member) {
 }
 
 bool WMSOAPStructType::SetMemberQN(WMString name, WMString ns, std::int32_t value) {
-    members_.emplace_back(std::move(name), std::move(ns), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), std::move(ns), value));
     return true;
 }
 
 bool WMSOAPStructType::SetMemberQN(WMString name, WMString ns, double value) {
-    members_.emplace_back(std::move(name), std::move(ns), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), std::move(ns), value));
     return true;
 }
 
 bool WMSOAPStructType::SetMemberQN(WMString name, WMString ns, WMString const& value) {
-    members_.emplace_back(std::move(name), std::move(ns), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), std::move(ns), value));
     return true;
 }
 
 bool WMSOAPStructType::SetMemberQN(WMString name, WMString ns,
                                    std::vector<WMSOAPStructType> const& value) {
-    members_.emplace_back(std::move(name), std::move(ns), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), std::move(ns), value));
     return true;
 }
 
 bool WMSOAPStructType::SetMemberQN(WMString name, WMString ns, WMSOAPStructType const& value) {
-    members_.emplace_back(std::move(name), std::move(ns), value);
+    members_.push_back(WMSOAPStructMember(std::move(name), std::move(ns), value));
     return true;
 }
 
