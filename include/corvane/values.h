@@ -7,7 +7,7 @@
 // Integers. The long slot is a signed 32-bit integer (std::int32_t). So that natural calls pick
 // the long kind, every integer type is accepted where a long is: `SetValue(5)`,
 // `SetValue(5L)`, `SetMember(u"n", count)` with a long, size_t or unsigned count all store a
-// long, converted to 32 bits as std::int32_t{value} would be (values outside the 32-bit range
+// long, converted as static_cast<std::int32_t>(value) converts (values outside the 32-bit range
 // wrap; pass a double for larger numbers). Floating-point arguments pick the double kind, and a
 // string literal (`u"text"`) picks the string kind.
 #ifndef CORVANE_VALUES_H
