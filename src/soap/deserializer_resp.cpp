@@ -2,6 +2,8 @@
 #include <corvane/message.h>
 #include <corvane/wsdl.h>
 
+#include <utility>
+
 #include "soap/deserializer_impl.h"
 #include "soap/parse_handlers.h"
 
@@ -288,7 +290,8 @@ bool WMSOAPRespDeserializer::ProcessRPCResponse(WMSOAPMessage& message, WMSOAPWS
                 false);
         }
         if (isReturn) {
-            message.SetReturnValue(value);
+            // What SetReturnValue stores, moved rather than copied.
+            message.GetReturnValue() = std::move(value);
         } else {
             message.AddMethodParam(child->GetNS(), name, value,
                                    wsdl.IsInputMsgPart(operation, name), true);

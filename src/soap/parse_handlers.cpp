@@ -151,16 +151,96 @@ WMSOAPEventHandler* WMSOAPParamHandler::StartElement(WMString const& ns, WMStrin
     return child;
 }
 
-void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap const& nsMap) {
+namespace {
+
+// The attributes a parameter element may carry, found in one pass over its map (most elements
+// have one or two attributes, so this beats a look-up per key).
+struct ParamAttributes {
+    WMXMLAttribute const* encodingStyle = nullptr;
+    WMXMLAttribute const* id = nullptr;
+    WMXMLAttribute const* href = nullptr;
+    WMXMLAttribute const* arrayType = nullptr;
+    WMXMLAttribute const* offset = nullptr;
+    WMXMLAttribute const* root = nullptr;
+    WMXMLAttribute const* nil2001 = nullptr;
+    WMXMLAttribute const* null1999 = nullptr;
+    WMXMLAttribute const* nil2000 = nullptr;
+    WMXMLAttribute const* type2001 = nullptr;
+    WMXMLAttribute const* type1999 = nullptr;
+    WMXMLAttribute const* type2000 = nullptr;
+};
+
+// Whether `key` is `first` + `second` + `third`, without building the concatenation.
+bool KeyIs(std::u16string_view key, std::u16string_view first, std::u16string_view second,
+           std::u16string_view third) {
+    return key.size() == first.size() + second.size() + third.size() &&
+           key.compare(0, first.size(), first) == 0 &&
+           key.compare(first.size(), second.size(), second) == 0 &&
+           key.compare(first.size() + second.size(), third.size(), third) == 0;
+}
+
+ParamAttributes ScanParamAttributes(WMXMLAttributeMap const& attributes, WMString const& ns,
+                                    WMString const& localName) {
     FixedKeys const& keys = Keys();
-    WMSOAPElemHandler::ProcessAttributes(attributes, nsMap);
+    ParamAttributes found;
+    for (auto const& entry : attributes) {
+        WMString const& key = entry.first;
+        WMXMLAttribute const* attribute = entry.second;
+        if (KeyIs(key, ns, localName, u"id")) {
+            found.id = attribute;
+        } else if (KeyIs(key, ns, localName, u"href")) {
+            found.href = attribute;
+        } else if (key == keys.encodingStyle) {
+            found.encodingStyle = attribute;
+        } else if (key == keys.arrayType) {
+            found.arrayType = attribute;
+        } else if (key == keys.offset) {
+            found.offset = attribute;
+        } else if (key == keys.root) {
+            found.root = attribute;
+        } else if (key == keys.nil2001) {
+            found.nil2001 = attribute;
+        } else if (key == keys.null1999) {
+            found.null1999 = attribute;
+        } else if (key == keys.nil2000) {
+            found.nil2000 = attribute;
+        } else if (key == keys.type2001) {
+            found.type2001 = attribute;
+        } else if (key == keys.type1999) {
+            found.type1999 = attribute;
+        } else if (key == keys.type2000) {
+            found.type2000 = attribute;
+        }
+    }
+    return found;
+}
 
-    WMString const partition = Key(m_ns, m_localName);
-    Read(attributes, partition + u"id", m_id);
-    Read(attributes, partition + u"href", m_href);
+// The first attribute present, or null.
+WMXMLAttribute const* FirstOf(std::initializer_list<WMXMLAttribute const*> candidates) {
+    for (WMXMLAttribute const* candidate : candidates) {
+        if (candidate != nullptr) {
+            return candidate;
+        }
+    }
+    return nullptr;
+}
 
-    WMString text;
-    if (Read(attributes, keys.arrayType, text)) {
+}  // namespace
+
+void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap const& nsMap) {
+    ParamAttributes const found = ScanParamAttributes(attributes, m_ns, m_localName);
+    if (found.encodingStyle != nullptr) {
+        m_encodingStyle = found.encodingStyle->GetValue();
+    }
+    if (found.id != nullptr) {
+        m_id = found.id->GetValue();
+    }
+    if (found.href != nullptr) {
+        m_href = found.href->GetValue();
+    }
+
+    if (found.arrayType != nullptr) {
+        WMString const& text = found.arrayType->GetValue();
         auto const colon = text.find(u':');
         if (colon != WMString::npos) {
             WMString const* uri = LookUpPrefix(nsMap, text.substr(0, colon));
@@ -180,7 +260,8 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
         }
     }
 
-    if (Read(attributes, keys.offset, m_offsetText)) {
+    if (found.offset != nullptr) {
+        m_offsetText = found.offset->GetValue();
         auto const bracket = m_offsetText.find(u'[');
         if (bracket == WMString::npos) {
             ThrowSOAPFault(u"SOAP-ENV:Client", kOffsetFault, true);
@@ -209,16 +290,16 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
         }
     }
 
-    Read(attributes, keys.root, m_root);
-
-    if (!Read(attributes, keys.nil2001, m_nullValue) &&
-        !Read(attributes, keys.null1999, m_nullValue)) {
-        Read(attributes, keys.nil2000, m_nullValue);
+    if (found.root != nullptr) {
+        m_root = found.root->GetValue();
     }
 
-    text.clear();
-    if (Read(attributes, keys.type2001, text) || Read(attributes, keys.type1999, text) ||
-        Read(attributes, keys.type2000, text)) {
+    if (WMXMLAttribute const* nil = FirstOf({found.nil2001, found.null1999, found.nil2000})) {
+        m_nullValue = nil->GetValue();
+    }
+
+    if (WMXMLAttribute const* type = FirstOf({found.type2001, found.type1999, found.type2000})) {
+        WMString const& text = type->GetValue();
         auto const colon = text.find(u':');
         if (colon != WMString::npos) {
             WMString const* uri = LookUpPrefix(nsMap, text.substr(0, colon));
