@@ -247,6 +247,35 @@ TEST_P(PeerCall, FaultWithDetail) {
     EXPECT_EQ(returned.StringValue(), u"after");
 }
 
+// Text goes out as ISO-8859-1 bytes under a UTF-8 declaration: both peers refuse a request
+// that holds a character beyond ASCII as malformed XML.
+TEST_P(PeerCall, TextBeyondAsciiIsRefusedAsMalformed) {
+    WMString names[1] = {u"inputString"};
+    WMSOAPStructMember values[1] = {WMSOAPStructMember(u"inputString", WMString(u"caf\u00e9"))};
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(client_.InvokeSOAPMethod(u"echoString", names, values, 1, returned));
+    ASSERT_TRUE(client_.IsSOAPFault());
+    WMString code, text;
+    client_.GetSOAPFaultCode(code);
+    client_.GetSOAPFaultString(text);
+    if (GetParam() == "php") {
+        EXPECT_EQ(code, u"SOAP-ENV:Client");
+        EXPECT_EQ(text, u"Bad Request");
+    } else {
+        EXPECT_EQ(code, u"soap:Client");
+        EXPECT_NE(text.find(u"not well-formed"), WMString::npos);
+    }
+}
+
+// Booleans are read as numbers: both peers answer "true" or "false", which read as 0.
+TEST_P(PeerCall, BooleanComesBackAsZero) {
+    WMSOAPStructMember returned;
+    ASSERT_TRUE(Echo(u"echoBoolean", WMSOAPStructMember(u"inputBoolean", 1), returned));
+    EXPECT_NE(client_.GetXMLIn().find(u">true</outputBoolean>"), WMString::npos);
+    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_LONG);
+    EXPECT_EQ(returned.LongValue(), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Peers, PeerCall, ::testing::Values("php", "soaplite"),
                          [](auto const& info) { return info.param; });
 
