@@ -18,6 +18,7 @@ struct Command {
 };
 
 Command AddInspectCommand(CLI::App& parent);
+Command AddCallCommand(CLI::App& parent);
 Command AddEnvelopeCommand(CLI::App& parent);
 
 std::string Utf8(const WMString& text);

@@ -26,6 +26,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     std::vector<corvane::tool::Command> commands;
     commands.push_back(corvane::tool::AddInspectCommand(app));
+    commands.push_back(corvane::tool::AddCallCommand(app));
     commands.push_back(corvane::tool::AddEnvelopeCommand(app));
     CLI11_PARSE(app, argc, argv);
     for (const corvane::tool::Command& command : commands) {
