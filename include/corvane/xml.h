@@ -12,6 +12,7 @@
 
 #include <corvane/types.h>
 
+#include <cstddef>
 #include <map>
 #include <vector>
 
@@ -82,6 +83,11 @@ public:
     WMXMLAttribute& operator=(WMXMLAttribute const& other);
     ~WMXMLAttribute() override;
 
+    // A parse carves its elements and attributes out of blocks it shares with the rest of the
+    // document; these keep allocation and deletion of every object consistent with that.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* pointer) noexcept;
+
     WMString const& GetValue() const;
     void SetValue(WMString const& value);
     // Local name and namespace URI of the element that owns the attribute, set by resolution.
@@ -130,6 +136,11 @@ public:
     WMXMLElement(WMXMLElement const& other);
     WMXMLElement& operator=(WMXMLElement const& other);
     ~WMXMLElement() override;
+
+    // A parse carves its elements and attributes out of blocks it shares with the rest of the
+    // document; these keep allocation and deletion of every object consistent with that.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* pointer) noexcept;
 
     // Appends `child` and takes ownership; a null pointer is ignored.
     void AddChildElement(WMXMLElement* child);

@@ -160,6 +160,13 @@ WMXMLAttribute::~WMXMLAttribute() {
     Unref(m_element);
 }
 
+void* WMXMLAttribute::operator new(std::size_t size) {
+    return corvane::detail::AllocateNode(size);
+}
+void WMXMLAttribute::operator delete(void* pointer) noexcept {
+    corvane::detail::FreeNode(pointer);
+}
+
 WMString const& WMXMLAttribute::GetValue() const {
     return m_value;
 }
@@ -260,6 +267,13 @@ WMXMLElement& WMXMLElement::operator=(WMXMLElement const& other) {
         m_scopeExposed = false;
     }
     return *this;
+}
+
+void* WMXMLElement::operator new(std::size_t size) {
+    return corvane::detail::AllocateNode(size);
+}
+void WMXMLElement::operator delete(void* pointer) noexcept {
+    corvane::detail::FreeNode(pointer);
 }
 
 WMXMLElement::~WMXMLElement() {

@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <new>
 #include <utility>
 
 #include "xml/model_impl.h"
@@ -13,7 +14,78 @@ XMLInterner::XMLInterner(std::size_t budget)
              (reinterpret_cast<std::uintptr_t>(this) * 0x9e3779b97f4a7c15ULL)),
       m_budget(budget) {}
 
+namespace {
+
+constexpr std::size_t kHeader = 16;  // keeps objects 16-byte aligned
+constexpr std::size_t kBlockSize = std::size_t{64} << 10;
+
+// Sanitizer builds give every object its own allocation, so that bounds checks stay exact.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kCarve = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kCarve = false;
+#else
+constexpr bool kCarve = true;
+#endif
+#else
+constexpr bool kCarve = true;
+#endif
+
+}  // namespace
+
+void* AllocateNode(std::size_t size) {
+    char* block = static_cast<char*>(::operator new(size + kHeader));
+    *reinterpret_cast<XMLBlock**>(block) = nullptr;
+    return block + kHeader;
+}
+
+void FreeNode(void* pointer) noexcept {
+    if (!pointer) {
+        return;
+    }
+    char* header = static_cast<char*>(pointer) - kHeader;
+    XMLBlock* block = *reinterpret_cast<XMLBlock**>(header);
+    if (block) {
+        ReleaseBlock(block);
+    } else {
+        ::operator delete(header);
+    }
+}
+
+void ReleaseBlock(XMLBlock* block) noexcept {
+    if (block->live.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        block->~XMLBlock();
+        ::operator delete(block);
+    }
+}
+
+void* XMLInterner::Carve(std::size_t size) {
+    if (!kCarve) {
+        return AllocateNode(size);
+    }
+    std::size_t const need = kHeader + ((size + 15) & ~std::size_t{15});
+    if (!m_block || static_cast<std::size_t>(m_limit - m_next) < need) {
+        char* memory = static_cast<char*>(::operator new(kBlockSize));
+        XMLBlock* block = ::new (memory) XMLBlock;
+        if (m_block) {
+            ReleaseBlock(m_block);
+        }
+        m_block = block;
+        m_next = memory + 64;
+        m_limit = memory + kBlockSize;
+    }
+    char* header = m_next;
+    m_next += need;
+    *reinterpret_cast<XMLBlock**>(header) = m_block;
+    m_block->live.fetch_add(1, std::memory_order_relaxed);
+    return header + kHeader;
+}
+
 XMLInterner::~XMLInterner() {
+    if (m_block) {
+        ReleaseBlock(m_block);
+    }
     for (XMLNameData* data : m_slots) {
         if (data) {
             Unref(data->resolved);
@@ -73,11 +145,11 @@ XMLNameData* XMLInterner::Lookup(std::u16string_view qname) {
 }
 
 WMXMLElement* XMLInterner::NewElement(std::u16string_view qname) {
-    return new WMXMLElement(Lookup(qname));
+    return ::new (Carve(sizeof(WMXMLElement))) WMXMLElement(Lookup(qname));
 }
 
 WMXMLAttribute* XMLInterner::NewAttribute(std::u16string_view qname, WMString&& value) {
-    return new WMXMLAttribute(Lookup(qname), std::move(value));
+    return ::new (Carve(sizeof(WMXMLAttribute))) WMXMLAttribute(Lookup(qname), std::move(value));
 }
 
 void XMLInterner::Rename(WMXMLElement* element, std::u16string_view qname) {

@@ -56,6 +56,17 @@ inline void Unref(XMLNameData* data) {
     }
 }
 
+// Allocation of elements and attributes. Each object is preceded by a header naming the block
+// it was carved from, or none for an object of its own. A block is freed when its last object
+// is; the count is atomic because objects of one document may be freed on different threads.
+struct XMLBlock {
+    std::atomic<long> live{1};  // objects, plus one while the parse still carves from it
+};
+
+void* AllocateNode(std::size_t size);  // an object of its own
+void FreeNode(void* pointer) noexcept;
+void ReleaseBlock(XMLBlock* block) noexcept;
+
 // Maps each distinct qualified name of one parse to one record. Only names up to a bounded
 // length are interned, and the hash is seeded per interner, so hostile input cannot make the
 // table degrade.
@@ -93,6 +104,7 @@ public:
 
 private:
     XMLNameData* Lookup(std::u16string_view qname);
+    void* Carve(std::size_t size);
     std::size_t Hash(std::u16string_view text) const;
     void Grow();
 
@@ -101,6 +113,9 @@ private:
     std::size_t m_count = 0;
     std::uint64_t m_seed;
     std::size_t m_budget;
+    XMLBlock* m_block = nullptr;
+    char* m_next = nullptr;
+    char* m_limit = nullptr;
 };
 
 // Code units held by a scope, the cost of copying it.
