@@ -395,14 +395,13 @@ bool WMSOAPWSDLClient::GetOpNamesBySOAPAction(const WMString& soapAction, WMStri
     if (!binding) {
         return false;
     }
-    for (const auto& [name, op] : binding->GetOperations()) {
-        if (op->GetOperationExt() && op->GetOperationExt()->GetSOAPAction() == soapAction) {
-            operation = name;
-            namespaceURI = op->GetTargetNS();
-            return true;
-        }
+    const WMSOAPOperationHandler* op = binding->FindOperationBySOAPAction(soapAction);
+    if (!op) {
+        return false;
     }
-    return false;
+    operation = op->GetName();
+    namespaceURI = op->GetTargetNS();
+    return true;
 }
 
 bool WMSOAPWSDLClient::GetInputMsgPartType(const WMString& operation, const WMString& part,

@@ -245,6 +245,21 @@ WMWSDLEventHandler* WMSOAPBindingHandler::StartChildElement(const WMString& ns,
     return FileHandler(m_operations, name, std::move(operation), frame);
 }
 
+bool WMSOAPBindingHandler::EndElement() {
+    for (const auto& [name, op] : m_operations) {
+        if (op->GetOperationExt()) {
+            m_operationsByAction.try_emplace(op->GetOperationExt()->GetSOAPAction(), op.get());
+        }
+    }
+    return true;
+}
+
+const WMSOAPOperationHandler* WMSOAPBindingHandler::FindOperationBySOAPAction(
+    WStringView soapAction) const {
+    auto it = m_operationsByAction.find(soapAction);
+    return it == m_operationsByAction.end() ? nullptr : it->second;
+}
+
 // service and port
 
 void WMPortHandler::ReadAttributes(const AttrContext& attrs) {

@@ -210,14 +210,21 @@ public:
                                           const WMString& qName, const corvane::AttrContext& attrs,
                                           WMWSDLParseEventHandler& frame) override;
 
+    bool EndElement() override;
+
     const WMSOAPBindingBindingExt* GetBindingExt() const { return m_bindingExt.get(); }
     const corvane::HandlerTable<WMSOAPOperationHandler>& GetOperations() const {
         return m_operations;
     }
+    // The first operation, in name order, whose stored (quoted) soapAction is `soapAction`.
+    const WMSOAPOperationHandler* FindOperationBySOAPAction(corvane::WStringView soapAction) const;
 
 private:
     std::unique_ptr<WMSOAPBindingBindingExt> m_bindingExt;
     corvane::HandlerTable<WMSOAPOperationHandler> m_operations;
+    // Built when the binding element ends and read-only afterwards, so that a received action
+    // is found without walking every operation.
+    std::map<WMString, const WMSOAPOperationHandler*, std::less<>> m_operationsByAction;
 };
 
 class WMPortHandler : public WMWSDLEventHandler {
