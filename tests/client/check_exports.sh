@@ -28,20 +28,28 @@ owners=$("$nm" -D --defined-only -C "$library" | cut -d' ' -f3- | sed -E \
     -e 's/^(void|bool|char|int|unsigned|long|short|double|float|const|auto)[ *&]+//' \
     -e 's/^([A-Za-z_][A-Za-z0-9_]*).*/\1/' | sort -u)
 
+declare -A is_allowed
+for name in "${allowed[@]}"; do
+    is_allowed[$name]=1
+done
+declare -A is_owner
+while read -r owner; do
+    [[ -n $owner ]] && is_owner[$owner]=1
+done <<<"$owners"
+
 status=0
 for name in "${exported[@]}"; do
-    if ! grep -qx "$name" <<<"$owners"; then
+    if [[ -z ${is_owner[$name]:-} ]]; then
         echo "not exported: $name"
         status=1
     fi
 done
-# Symbols that the linker itself defines in every shared object.
-linker='^(_init|_fini|_edata|_end|__bss_start)$'
-while read -r owner; do
-    [[ -z $owner || $owner =~ $linker ]] && continue
-    if ! printf '%s\n' "${allowed[@]}" | grep -qx "$owner"; then
+# Symbols that the linker defines in every shared object, and AddressSanitizer's indicators.
+tooling='^(_init|_fini|_edata|_end|__bss_start|__odr_asan.*)$'
+for owner in "${!is_owner[@]}"; do
+    if [[ -z ${is_allowed[$owner]:-} && ! $owner =~ $tooling ]]; then
         echo "exported but internal: $owner"
         status=1
     fi
-done <<<"$owners"
+done
 exit $status
