@@ -56,6 +56,14 @@ XMLNameData* ResolvedName(XMLNameData* name, XMLScope* scope, WMString const& ns
     return NewName(ns, WMString(local), name->qname);
 }
 
+// A record with `name`'s qualified name only.
+XMLNameData* QualifiedOnly(XMLNameData* name) {
+    if (name->ns.empty() && name->local.empty()) {
+        return Ref(name);
+    }
+    return NewName(WMString(), WMString(), name->qname);
+}
+
 // Shares `source`'s scope unless its owner handed out a mutable reference to it.
 XMLScope* ShareScope(XMLScope* source, bool exposed) {
     if (!source) {
@@ -142,12 +150,16 @@ WMXMLAttribute::WMXMLAttribute(WMString const& qualifiedName, WMString const& va
 WMXMLAttribute::WMXMLAttribute(XMLNameData* name, WMString&& value)
     : WMXMLName(name), m_element(nullptr), m_value(std::move(value)) {}
 
+// A copied attribute keeps its qualified name, element name, element namespace and value; its
+// own namespace URI and local name start empty again, as before resolution.
 WMXMLAttribute::WMXMLAttribute(WMXMLAttribute const& other)
-    : WMXMLName(other), m_element(Ref(other.m_element)), m_value(other.m_value) {}
+    : WMXMLName(QualifiedOnly(other.NameData())),
+      m_element(Ref(other.m_element)),
+      m_value(other.m_value) {}
 
 WMXMLAttribute& WMXMLAttribute::operator=(WMXMLAttribute const& other) {
     if (this != &other) {
-        WMXMLName::operator=(other);
+        AdoptNameData(QualifiedOnly(other.NameData()));
         XMLNameData* element = Ref(other.m_element);
         Unref(m_element);
         m_element = element;

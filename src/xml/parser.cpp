@@ -782,6 +782,7 @@ WMXMLElement* WMXMLParser::DetachDocRoot() {
 }
 
 void WMXMLParser::SetDocRoot(WMXMLElement* root) {
+    // Passing the current root again keeps it rather than leaving a deleted root behind.
     if (m_root != root) {
         delete static_cast<WMXMLMarkup*>(m_root);
     }

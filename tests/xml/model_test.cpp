@@ -203,6 +203,25 @@ TEST(XMLTree, CopiesAreDeepAndIndependent) {
     assigned = copy;
     EXPECT_EQ(assigned.Serialize(nullptr), copy.Serialize(nullptr));
 
+    // A copied attribute keeps its qualified name, element name and namespace and value only.
+    auto resolved = Element(u"e");
+    resolved->SetAttribute(u"xmlns:p", u"urn:p");
+    resolved->SetAttribute(u"p:a", u"1");
+    resolved->SetAttribute(u"b", u"2");
+    ASSERT_TRUE(resolved->ResolveNSPrefixes(nullptr));
+    WMXMLElement copied(*resolved);
+    WMXMLAttribute const* prefixed = copied.GetAttributeMap().at(u"urn:pa");
+    EXPECT_EQ(prefixed->GetQualifiedName(), u"p:a");
+    EXPECT_EQ(prefixed->GetNamespaceURI(), u"");
+    EXPECT_EQ(prefixed->GetLocalName(), u"");
+    WMXMLAttribute const* plain = copied.GetAttributeMap().at(u"eb");
+    EXPECT_EQ(plain->GetElementName(), u"e");
+    EXPECT_EQ(plain->GetValue(), u"2");
+    WMString value;
+    EXPECT_TRUE(copied.GetAttribute(u"urn:p", u"a", value));
+    EXPECT_EQ(copied.GetNamespaceURI(), resolved->GetNamespaceURI());
+    EXPECT_EQ(copied.GetLocalName(), u"e");
+
     WMXMLAttributeMap map;
     map.AddAttribute(u"k", u"v");
     WMXMLAttributeMap mapCopy(map);
