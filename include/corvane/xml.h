@@ -6,7 +6,8 @@
 // default namespace is one record shared by an element and its descendants until one of them
 // changes it (copy on write). Neither sharing is observable: every accessor returns the values
 // the element would hold with private copies. A map or default namespace obtained through the
-// non-const accessors is private to its element from then on.
+// non-const accessors is private to its element from then on. A parse carves its elements and
+// attributes out of shared blocks (see operator new below); each is still deleted on its own.
 #ifndef CORVANE_XML_H
 #define CORVANE_XML_H
 
