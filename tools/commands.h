@@ -20,6 +20,7 @@ struct Command {
 Command AddInspectCommand(CLI::App& parent);
 Command AddCallCommand(CLI::App& parent);
 Command AddEnvelopeCommand(CLI::App& parent);
+Command AddDecodeCommand(CLI::App& parent);
 
 std::string Utf8(const WMString& text);
 WMString Wide(const std::string& utf8);

@@ -28,6 +28,7 @@ int main(int argc, char** argv) {
     commands.push_back(corvane::tool::AddInspectCommand(app));
     commands.push_back(corvane::tool::AddCallCommand(app));
     commands.push_back(corvane::tool::AddEnvelopeCommand(app));
+    commands.push_back(corvane::tool::AddDecodeCommand(app));
     CLI11_PARSE(app, argc, argv);
     for (const corvane::tool::Command& command : commands) {
         if (command.app->parsed()) {

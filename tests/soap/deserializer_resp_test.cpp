@@ -51,6 +51,7 @@ Capture const kBaseAnswers[] = {
     // boolean is read as a number, so "true" is 0; base64Binary and dateTime are not in the
     // built-in table and leave the value as it was.
     {"echoBoolean.xml", "echoBoolean", "0", ""},
+    {"echoBooleanFalseText.xml", "echoBoolean", "0", ""},
     {"echoBase64.xml", "echoBase64", "nil", ""},
     {"echoDate.xml", "echoDate", "nil", ""},
 };
