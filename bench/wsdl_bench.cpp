@@ -21,7 +21,7 @@ constexpr int kOperations = 2000;
 constexpr int kTypes = 2000;
 
 // Type i: every fourth an encoded array of the previous type, every fourth (offset 1) an
-// extension of the previous type, the others structs with a sequence of ten members.
+// extension of the previous type, the others structs with a sequence of twenty-two members.
 std::string TypeDeclaration(int i) {
     std::ostringstream out;
     const std::string name = "T" + std::to_string(i);
@@ -40,7 +40,7 @@ std::string TypeDeclaration(int i) {
             << "    <xsd:complexContent>\n"
             << "     <xsd:extension base=\"" << previous << "\">\n"
             << "      <xsd:sequence>\n";
-        for (int m = 0; m < 6; ++m) {
+        for (int m = 0; m < 10; ++m) {
             out << "       <xsd:element name=\"extra" << m << "\" type=\"xsd:string\""
                 << " minOccurs=\"0\" maxOccurs=\"1\" nillable=\"true\"/>\n";
         }
@@ -53,7 +53,7 @@ std::string TypeDeclaration(int i) {
                                                    "xsd:float",  "xsd:boolean", "xsd:dateTime"};
         out << "   <xsd:complexType name=\"" << name << "\">\n"
             << "    <xsd:sequence>\n";
-        for (int m = 0; m < 10; ++m) {
+        for (int m = 0; m < 22; ++m) {
             out << "     <xsd:element name=\"member" << m << "\" type=\"" << kMemberTypes[m % 6]
                 << "\" minOccurs=\"0\" maxOccurs=\"1\" nillable=\"true\"/>\n";
         }
@@ -236,47 +236,79 @@ void BM_MixedQueries(benchmark::State& state) {
 }
 BENCHMARK(BM_MixedQueries)->Unit(benchmark::kMillisecond);
 
+// Quotes `script` for the shell inside double quotes.
+std::string Escape(const std::string& script) {
+    std::string out;
+    for (char c : script) {
+        if (c == '$' || c == '"' || c == '\\' || c == '`') {
+            out += '\\';
+        }
+        out += c;
+    }
+    return out;
+}
+
 double Median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
 }
 
-double CorvaneLoadSeconds() {
-    std::vector<double> runs;
+// Median wall and processor seconds of one load. Processor time is the fairer comparison on a
+// machine that other work keeps busy.
+struct Timing {
+    double wall = -1;
+    double cpu = -1;
+};
+
+Timing CorvaneLoad() {
+    std::vector<double> walls;
+    std::vector<double> cpus;
     for (int i = 0; i < 5; ++i) {
-        auto start = std::chrono::steady_clock::now();
-        WMSOAPWSDLClient client;
-        LoadOnce(client);
-        runs.push_back(
+        const auto start = std::chrono::steady_clock::now();
+        const std::clock_t cpuStart = std::clock();
+        {
+            WMSOAPWSDLClient client;
+            LoadOnce(client);
+        }
+        cpus.push_back(static_cast<double>(std::clock() - cpuStart) / CLOCKS_PER_SEC);
+        walls.push_back(
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
-    return Median(runs);
+    return {Median(walls), Median(cpus)};
 }
 
-// Seconds PHP's SoapClient takes to load the file without its WSDL cache, timed inside PHP so
-// that the interpreter's start-up does not count; negative when PHP is not available.
-double PhpLoadSeconds() {
+// PHP's SoapClient loading the file without its WSDL cache, timed inside PHP so that the
+// interpreter's start-up does not count; negative when PHP is not available.
+Timing PhpLoad() {
     const std::string output =
         (std::filesystem::temp_directory_path() / "corvane_wsdl_bench_php.txt").string();
-    const std::string command =
-        "php -r \"ini_set('soap.wsdl_cache_enabled', 0); $t = microtime(true); "
+    const std::string script =
+        "ini_set('soap.wsdl_cache_enabled', 0);"
+        "function cpu() { $r = getrusage(); return $r['ru_utime.tv_sec'] + "
+        "$r['ru_utime.tv_usec'] / 1e6 + $r['ru_stime.tv_sec'] + $r['ru_stime.tv_usec'] / 1e6; }"
+        "$c = cpu(); $t = microtime(true);"
         "new SoapClient('" +
-        WsdlPath() + "', ['cache_wsdl' => WSDL_CACHE_NONE]); echo microtime(true) - $t;\" > " +
-        output + " 2>/dev/null";
-    std::vector<double> runs;
+        WsdlPath() +
+        "', ['cache_wsdl' => WSDL_CACHE_NONE]);"
+        "echo microtime(true) - $t, ' ', cpu() - $c;";
+    const std::string command = "php -r \"" + Escape(script) + "\" > " + output + " 2>/dev/null";
+    std::vector<double> walls;
+    std::vector<double> cpus;
     for (int i = 0; i < 5; ++i) {
         if (std::system(command.c_str()) != 0) {
-            return -1;
+            return {};
         }
         std::ifstream in(output);
-        double seconds = -1;
-        if (!(in >> seconds)) {
-            return -1;
+        double wall = -1;
+        double cpu = -1;
+        if (!(in >> wall >> cpu)) {
+            return {};
         }
-        runs.push_back(seconds);
+        walls.push_back(wall);
+        cpus.push_back(cpu);
     }
     std::remove(output.c_str());
-    return Median(runs);
+    return {Median(walls), Median(cpus)};
 }
 
 }  // namespace
@@ -286,13 +318,16 @@ int main(int argc, char** argv) {
     std::cout << "generated " << WsdlPath() << ": " << std::filesystem::file_size(WsdlPath())
               << " bytes, " << kOperations << " operations, " << kTypes << " complex types\n";
     benchmark::RunSpecifiedBenchmarks();
-    const double corvane = CorvaneLoadSeconds();
-    const double php = PhpLoadSeconds();
-    std::cout << "median load: Corvane " << corvane * 1000 << " ms";
-    if (php > 0) {
-        std::cout << ", PHP SoapClient " << php * 1000 << " ms, PHP/Corvane " << php / corvane;
+    const Timing corvane = CorvaneLoad();
+    const Timing php = PhpLoad();
+    std::cout << "median load: Corvane " << corvane.wall * 1000 << " ms wall, "
+              << corvane.cpu * 1000 << " ms processor";
+    if (php.wall > 0) {
+        std::cout << "; PHP SoapClient " << php.wall * 1000 << " ms wall, " << php.cpu * 1000
+                  << " ms processor; PHP/Corvane " << php.wall / corvane.wall << " (wall), "
+                  << php.cpu / corvane.cpu << " (processor)";
     } else {
-        std::cout << ", PHP SoapClient not available (php8.2-cli, php8.2-soap)";
+        std::cout << "; PHP SoapClient not available (php8.2-cli, php8.2-soap)";
     }
     std::cout << "\n";
     benchmark::Shutdown();

@@ -40,6 +40,8 @@ public:
 
 protected:
     void SetLoadError(const WMString& category, const WMString& message);
+    // Changes with every load, so that what is derived from a description can be cached.
+    unsigned long GetLoadGeneration() const { return m_loadGeneration; }
 
 private:
     friend class WMSOAPWSDLImporter;
@@ -53,6 +55,7 @@ private:
     WMString m_loadErrorMessage;
     // The chain of documents whose imports led to this load; null for a top-level load.
     const corvane::detail::ImportChain* m_importChain = nullptr;
+    unsigned long m_loadGeneration = 0;
 };
 
 // A WSDL description together with the service and port chosen from it, the endpoint of that
@@ -165,6 +168,10 @@ private:
     WMString m_svcURI;
     int m_svcPortNbr;
     int m_sslEnabled;
+    // The binding of the chosen port, found once per load: every binding query starts there.
+    mutable const WMSOAPBindingHandler* m_bindingCache = nullptr;
+    mutable unsigned long m_bindingCacheGeneration = 0;
+    mutable bool m_bindingCached = false;
 };
 
 // Reads a document named by an `import` element: no service or port is chosen and no endpoint

@@ -60,7 +60,7 @@ WMString DirectoryOf(const WMString& location) {
     return slash == WMString::npos ? WMString() : location.substr(0, slash + 1);
 }
 
-const WMSchemaElemHandler* MemberAt(const std::vector<const WMSequenceHandler*>& sequences,
+const WMSchemaElemHandler* MemberAt(const corvane::detail::MemberSequenceList& sequences,
                                     long index) {
     if (index < 0) {
         return nullptr;
@@ -162,6 +162,7 @@ bool WMSOAPWSDLClient::ReadServiceDesc(const WMString& serviceName, const WMStri
     }
     m_serviceName = serviceName;
     m_portName = portName;
+    m_bindingCached = false;
     SetDocBase(DirectoryOf(copy));
     if (copy.find(u"http://") != WMString::npos) {
         if (!FetchHttpLocation(copy)) {
@@ -261,15 +262,24 @@ const WMString& WMSOAPWSDLClient::GetDefinitionsTNS() const {
 }
 
 const WMSOAPBindingHandler* WMSOAPWSDLClient::GetSOAPBinding() const {
-    const WMSOAPWSDLDesc* desc = GetWSDLDesc();
-    if (!desc) {
-        return nullptr;
+    // The service and port names change only with a new load, so the generation says when the
+    // cached answer is stale.
+    if (m_bindingCached && m_bindingCacheGeneration == GetLoadGeneration()) {
+        return m_bindingCache;
     }
-    const WMSOAPDefinitionsHandler& defs = desc->GetDefinitions();
-    const WMSOAPServiceHandler* service = defs.FindService(m_serviceName);
-    const WMSOAPPortHandler* port =
-        service ? corvane::FindIn(service->GetPorts(), m_portName) : nullptr;
-    return port ? defs.FindBinding(port->GetBinding()) : nullptr;
+    const WMSOAPWSDLDesc* desc = GetWSDLDesc();
+    const WMSOAPBindingHandler* binding = nullptr;
+    if (desc) {
+        const WMSOAPDefinitionsHandler& defs = desc->GetDefinitions();
+        const WMSOAPServiceHandler* service = defs.FindService(m_serviceName);
+        const WMSOAPPortHandler* port =
+            service ? corvane::FindIn(service->GetPorts(), m_portName) : nullptr;
+        binding = port ? defs.FindBinding(port->GetBinding()) : nullptr;
+    }
+    m_bindingCache = binding;
+    m_bindingCacheGeneration = GetLoadGeneration();
+    m_bindingCached = true;
+    return binding;
 }
 
 const WMOperationHandler* WMSOAPWSDLClient::GetPortTypeOperation(const WMString& operation) const {

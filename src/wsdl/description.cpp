@@ -399,27 +399,16 @@ void WMDefinitionsHandler::Import(const AttrContext& attrs, WMWSDLParseEventHand
     Merge(*importer.m_desc);
 }
 
-namespace {
-
-// Moves the entries of `from` whose names `to` lacks; the rest stay behind and die with `from`.
-template <class T>
-void MoveMissing(corvane::HandlerTable<T>& to, corvane::HandlerTable<T>& from) {
-    for (auto& [name, handler] : from) {
-        to.try_emplace(name, std::move(handler));
-    }
-}
-
-}  // namespace
-
 void WMDefinitionsHandler::Merge(WMSOAPWSDLDesc& imported) {
     WMSOAPDefinitionsHandler& other = imported.Definitions();
-    MoveMissing(m_messages, other.m_messages);
-    MoveMissing(m_portTypes, other.m_portTypes);
-    MoveMissing(m_bindings, other.m_bindings);
-    MoveMissing(m_services, other.m_services);
-    MoveMissing(m_types.Schemas(), other.m_types.Schemas());
+    // Names present already keep their entries; what is not moved dies with the importer.
+    m_messages.TakeMissing(other.m_messages);
+    m_portTypes.TakeMissing(other.m_portTypes);
+    m_bindings.TakeMissing(other.m_bindings);
+    m_services.TakeMissing(other.m_services);
+    m_types.Schemas().TakeMissing(other.m_types.Schemas());
     // A bare schema document brings its schemas at the root.
-    MoveMissing(m_types.Schemas(), imported.Schemas());
+    m_types.Schemas().TakeMissing(imported.Schemas());
 }
 
 const WMMessageHandler* WMDefinitionsHandler::FindMessage(const QName& name) const {

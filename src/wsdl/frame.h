@@ -76,10 +76,7 @@ template <class T>
 T* FileHandler(corvane::HandlerTable<T>& table, const WMString& name, std::unique_ptr<T> handler,
                WMWSDLParseEventHandler& frame) {
     T* raw = handler.get();
-    auto [it, inserted] = table.try_emplace(name, nullptr);
-    if (inserted) {
-        it->second = std::move(handler);
-    } else {
+    if (!table.Insert(name, handler)) {
         frame.Adopt(std::move(handler));
     }
     return raw;

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 class WMXMLAttributeMap;
@@ -37,14 +38,54 @@ struct QName {
     WMString local;
 };
 
-// Named handlers owned by their parent and ordered by plain code-unit comparison of the names.
+// Named handlers owned by their parent, enumerated in plain code-unit order of the names and
+// found by a hash of the name: the queries look names up far more often than they enumerate,
+// and ordered lookups of long names sharing a prefix cost most of a query.
 template <class T>
-using HandlerTable = std::map<WMString, std::unique_ptr<T>, std::less<>>;
+class HandlerTable {
+public:
+    using Map = std::map<WMString, std::unique_ptr<T>, std::less<>>;
+
+    // Files `handler` under `name` unless the name is taken; true when it was filed.
+    bool Insert(const WMString& name, std::unique_ptr<T>& handler) {
+        auto [it, inserted] = m_entries.try_emplace(name, nullptr);
+        if (!inserted) {
+            return false;
+        }
+        it->second = std::move(handler);
+        // The key lives in the map's node, which never moves.
+        m_index.emplace(WStringView(it->first), it->second.get());
+        return true;
+    }
+
+    const T* Find(WStringView name) const {
+        auto it = m_index.find(name);
+        return it == m_index.end() ? nullptr : it->second;
+    }
+
+    // Moves the entries whose names this table lacks out of `from`; the rest stay there.
+    void TakeMissing(HandlerTable& from) {
+        for (auto& [name, handler] : from.m_entries) {
+            if (handler) {
+                Insert(name, handler);
+            }
+        }
+        from.m_index.clear();
+    }
+
+    typename Map::const_iterator begin() const { return m_entries.begin(); }
+    typename Map::const_iterator end() const { return m_entries.end(); }
+    std::size_t size() const { return m_entries.size(); }
+    bool empty() const { return m_entries.empty(); }
+
+private:
+    Map m_entries;
+    std::unordered_map<WStringView, T*> m_index;
+};
 
 template <class T>
 const T* FindIn(const HandlerTable<T>& table, WStringView name) {
-    auto it = table.find(name);
-    return it == table.end() ? nullptr : it->second.get();
+    return table.Find(name);
 }
 
 // The attributes of the element being read, with the prefixes in scope and the element's own

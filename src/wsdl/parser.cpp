@@ -54,6 +54,7 @@ void WMWSDLParser::SetLoadError(const WMString& category, const WMString& messag
 }
 
 bool WMWSDLParser::LoadAndParseWSDLFile(const WMString& path) {
+    ++m_loadGeneration;
     m_desc.reset();
     SetLoadError(WMString(), WMString());
     std::string utf8Path;
@@ -81,6 +82,7 @@ bool WMWSDLParser::LoadAndParseWSDLFile(const WMString& path) {
 bool WMWSDLParser::GetAndParseWSDLFile(const WMString& host, const WMString& uri,
                                        const WMString& userAgent, const WMString& headers, int port,
                                        unsigned long timeout) {
+    ++m_loadGeneration;
     m_desc.reset();
     SetLoadError(WMString(), WMString());
     WMHTTPRequestSock request(port, timeout);

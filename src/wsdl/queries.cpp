@@ -47,25 +47,29 @@ bool MessagePartType(const WMDefinitionsHandler& defs, const WMMessageHandler* m
     return message && PartType(defs, corvane::FindIn(message->GetParts(), part), typeName, typeNS);
 }
 
-// The sequences whose elements are the members of a struct type, base-most first. An extension
-// adds its elements after those of its base (the order of an instance of the derived type); a
-// restriction restates the content, so its sequence stands alone.
-std::vector<const WMSequenceHandler*> MemberSequences(const WMDefinitionsHandler& defs,
-                                                      const WMSchemaComplexTypeHandler* type) {
-    std::vector<const WMSequenceHandler*> sequences;
+void MemberSequenceList::PushFront(const WMSequenceHandler* sequence) {
+    if (m_first > 0) {
+        m_items[--m_first] = sequence;
+    }
+}
+
+// An extension adds its elements after those of its base (the order of an instance of the
+// derived type); a restriction restates the content, so its sequence stands alone.
+MemberSequenceList MemberSequences(const WMDefinitionsHandler& defs,
+                                   const WMSchemaComplexTypeHandler* type) {
+    MemberSequenceList sequences;
     for (int i = 0; type && i < kMaxChain; ++i) {
         const WMComplexContentHandler* content = type->GetComplexContent();
         const WMDerivationHandler* derivation = content ? content->GetDerivation() : nullptr;
-        const WMSequenceHandler* own = type->GetEffectiveSequence();
-        if (own) {
-            sequences.push_back(own);
+        if (const WMSequenceHandler* own = type->GetEffectiveSequence()) {
+            sequences.PushFront(own);
         }
-        if (!derivation || !dynamic_cast<const WMExtensionHandler*>(derivation)) {
+        if (!derivation || !derivation->IsExtension()) {
             break;
         }
         type = FindComplexType(defs, derivation->GetBase().local, derivation->GetBase().ns);
     }
-    return {sequences.rbegin(), sequences.rend()};
+    return sequences;
 }
 
 }  // namespace corvane::detail

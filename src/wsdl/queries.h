@@ -5,8 +5,6 @@
 
 #include "wsdl/description.h"
 
-#include <vector>
-
 namespace corvane::detail {
 
 // Reference chains (a ref to an element that is itself a ref ...) and derivation chains are
@@ -24,9 +22,21 @@ bool PartType(const WMDefinitionsHandler& defs, const WMMessagePartHandler* part
               WMString& typeName, WMString& typeNS);
 bool MessagePartType(const WMDefinitionsHandler& defs, const WMMessageHandler* message,
                      const WMString& part, WMString& typeName, WMString& typeNS);
-// The sequences whose elements are the members of a struct type, base-most first.
-std::vector<const WMSequenceHandler*> MemberSequences(const WMDefinitionsHandler& defs,
-                                                      const WMSchemaComplexTypeHandler* type);
+// The sequences whose elements are the members of a struct type, base-most first. Held in place
+// (a derivation chain is at most kMaxChain long), since queries ask for them constantly.
+class MemberSequenceList {
+public:
+    void PushFront(const WMSequenceHandler* sequence);
+    const WMSequenceHandler* const* begin() const { return m_items + m_first; }
+    const WMSequenceHandler* const* end() const { return m_items + kMaxChain; }
+
+private:
+    const WMSequenceHandler* m_items[kMaxChain] = {};
+    int m_first = kMaxChain;
+};
+
+MemberSequenceList MemberSequences(const WMDefinitionsHandler& defs,
+                                   const WMSchemaComplexTypeHandler* type);
 
 }  // namespace corvane::detail
 

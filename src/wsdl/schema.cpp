@@ -323,13 +323,13 @@ WMString NewAnonymousTypeName() {
 WMString WMSchemaHandler::AddAnonymousType(std::unique_ptr<WMSchemaComplexTypeHandler> type) {
     WMString name = NewAnonymousTypeName();
     type->SetName(name);
-    m_complexTypes.try_emplace(name, std::move(type));
+    m_complexTypes.Insert(name, type);
     return name;
 }
 
 WMString WMSchemaHandler::AddAnonymousType(std::unique_ptr<WMSchemaSimpleTypeHandler> type) {
     WMString name = NewAnonymousTypeName();
     type->SetName(name);
-    m_simpleTypes.try_emplace(name, std::move(type));
+    m_simpleTypes.Insert(name, type);
     return name;
 }

@@ -116,6 +116,7 @@ public:
 
     const corvane::QName& GetBase() const { return m_base; }
     const WMSequenceHandler* GetSequence() const { return m_sequence.get(); }
+    bool IsExtension() const { return corvane::WStringView(m_elementName) == u"extension"; }
     // The `wsdl:arrayType` declaration of a restriction, or null.
     const WMArrayTypeAttrHandler* GetArrayType() const { return m_arrayType; }
 
