@@ -1,0 +1,31 @@
+<?php
+// PHP SoapClient on the benchmark's calls. Usage: php php_client.php WSDL ENDPOINT CASE CALLS
+// CASE is string, or structs-N for echoStructArray of N structs. Prints the seconds per call,
+// elapsed and on the CPU.
+[$script, $wsdl, $endpoint, $case, $calls] = $argv;
+$client = new SoapClient($wsdl, ['location' => $endpoint, 'cache_wsdl' => WSDL_CACHE_MEMORY]);
+if ($case === 'string') {
+    $call = fn() => $client->echoString('Hello, bench') === 'Hello, bench';
+} else {
+    $count = (int) substr($case, strlen('structs-'));
+    $items = [];
+    for ($i = 0; $i < $count; $i++) {
+        $items[] = (object) ['varString' => 'item text', 'varInt' => $i, 'varFloat' => $i + 0.5];
+    }
+    $call = fn() => count($client->echoStructArray($items)) === $count;
+}
+$call();  // warm-up: the description is read and cached
+function cpu() {
+    $usage = getrusage();
+    return $usage['ru_utime.tv_sec'] + $usage['ru_utime.tv_usec'] / 1e6 +
+        $usage['ru_stime.tv_sec'] + $usage['ru_stime.tv_usec'] / 1e6;
+}
+$cpu = cpu();
+$start = hrtime(true);
+for ($i = 0; $i < (int) $calls; $i++) {
+    if (!$call()) {
+        fwrite(STDERR, "php: wrong answer\n");
+        exit(1);
+    }
+}
+printf("%.9f %.9f\n", (hrtime(true) - $start) / 1e9 / (int) $calls, (cpu() - $cpu) / (int) $calls);

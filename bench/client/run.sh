@@ -1,0 +1,126 @@
+#!/usr/bin/env bash
+# The client benchmark, by hand: the same calls through Corvane, PHP's SoapClient, SOAP::Lite and
+# zeep, against the PHP SoapServer and against a server that replays canned answers, with the
+# time per call, the time per item, the peak memory of each client process and its ratio to
+# Corvane's.
+#
+#   bench/client/run.sh [BUILD_DIR]
+#
+# BUILD_DIR (default build/release) must hold bench/client_bench. Everything stays on 127.0.0.1.
+set -euo pipefail
+
+here=$(cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")" && pwd)
+root=$(cd "$here/../.." && pwd)
+build=${1:-$root/build/release}
+bench=$build/bench/client_bench
+[ -x "$bench" ] || { echo "missing $bench: build it first" >&2; exit 2; }
+python=/usr/bin/python3
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+    for pid in "${pids[@]}"; do "$root/tests/peers/stop" "$pid" 2>/dev/null || kill "$pid" 2>/dev/null || true; done
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+free_port() {
+    $python -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+}
+
+# The PHP server is reached through a front of our own, the same for every client, that reads
+# the whole request before closing (see replay_server.py).
+upstream_port=$(free_port)
+pids+=("$("$root/tests/peers/start" php "$upstream_port")")
+upstream=http://127.0.0.1:$upstream_port/round2_base.inc
+start_front() {  # MODE PORT
+    $python "$here/replay_server.py" "$1" "$2" "$upstream" 3600 &
+    pids+=("$!")
+    for _ in $(seq 50); do
+        (exec 3<>"/dev/tcp/127.0.0.1/$2") 2>/dev/null && break
+        sleep 0.1
+    done
+}
+php_port=$(free_port)
+start_front forward "$php_port"
+php_endpoint=http://127.0.0.1:$php_port/round2_base.inc
+replay_port=$(free_port)
+start_front replay "$replay_port"
+replay_endpoint=http://127.0.0.1:$replay_port/round2_base.inc
+
+# A description per server, its address naming that server.
+describe() {
+    sed "s|location=\"round2_base.inc\"|location=\"$2\"|" "$root/tests/data/wsdl/round2_base.wsdl" >"$work/$1.wsdl"
+}
+describe php "$php_endpoint"
+describe replay "$replay_endpoint"
+
+# measure COMMAND...: prints the command's two figures (seconds per call, elapsed and on the CPU)
+# and its peak resident memory in KiB.
+measure() {
+    $python - "$@" <<'PY'
+import resource, subprocess, sys
+out = subprocess.run(sys.argv[1:], stdout=subprocess.PIPE, check=True).stdout.decode().split()
+print(out[-2], out[-1], resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)
+PY
+}
+
+corvane() {  # SERVER CASE: seconds per call, elapsed and on the CPU
+    local filter
+    case $2 in
+        string) filter='BM_EchoString/' ;;
+        structs-*) filter="BM_EchoStructArray/${2#structs-}/" ;;
+    esac
+    CORVANE_BENCH_WSDL="file://$work/$1.wsdl" "$bench" --benchmark_filter="$filter" \
+        --benchmark_min_time=1 --benchmark_format=json 2>/dev/null |
+        $python -c 'import json, sys
+b = json.load(sys.stdin)["benchmarks"][0]
+scale = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}[b["time_unit"]]
+print("%.9f %.9f" % (b["real_time"] * scale, b["cpu_time"] * scale))'
+}
+
+calls_for() {
+    case $1 in
+        string) echo 200 ;;
+        structs-100) echo 50 ;;
+        *) echo 3 ;;
+    esac
+}
+
+printf '%-7s %-14s %-9s %9s %9s %10s %9s %9s %9s %9s\n' server case client "ms/call" \
+    "calls/s" "us/item" "CPU ms" "peak MiB" "time" "CPU"
+echo "(time and CPU: the ratio to Corvane's, elapsed and on the CPU; above 1 means slower)"
+for server in replay php; do
+    endpoint=$php_endpoint
+    [ $server = replay ] && endpoint=$replay_endpoint
+    for case in string structs-100 structs-10000; do
+        items=1
+        [ "$case" != string ] && items=${case#structs-}
+        calls=$(calls_for "$case")
+        base=
+        for client in corvane php soaplite zeep; do
+            case $client in
+                corvane) command=(bash -c "$(declare -f corvane); work=$work; bench=$bench; python=$python; corvane $server $case") ;;
+                php) command=(php "$here/php_client.php" "$work/$server.wsdl" "$endpoint" "$case" "$calls") ;;
+                soaplite) command=(perl "$here/soaplite_client.pl" "$endpoint" "$case" "$calls") ;;
+                zeep) command=($python "$here/zeep_client.py" "$work/$server.wsdl" "$endpoint" "$case" "$calls") ;;
+            esac
+            if ! result=$(measure "${command[@]}" 2>"$work/err"); then
+                printf '%-8s %-15s %-10s failed: %s\n' $server $case $client "$(tail -1 "$work/err")"
+                continue
+            fi
+            read -r seconds cpu rss <<<"$result"
+            if [ $client = corvane ]; then
+                base=$seconds
+                base_cpu=$cpu
+            fi
+            [ -z "$base" ] && continue
+            $python -c "import sys
+s, c, rss, items = float(sys.argv[1]), float(sys.argv[2]), int(sys.argv[3]), int(sys.argv[4])
+base, base_cpu = float(sys.argv[5]), float(sys.argv[6])
+print('%-7s %-14s %-9s %9.3f %9.1f %10.3f %9.3f %9.1f %8.2fx %8.2fx' % (sys.argv[7],
+      sys.argv[8], sys.argv[9], s * 1e3, 1 / s, s * 1e6 / items, c * 1e3, rss / 1024, s / base,
+      c / base_cpu))" "$seconds" "$cpu" "$rss" "$items" "$base" "$base_cpu" $server $case $client
+        done
+    done
+done
