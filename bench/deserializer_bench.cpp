@@ -167,17 +167,21 @@ bool RunPhp(int items, double& nanos, double& bytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Memory first, while the allocator holds nothing from earlier reads.
+    double megabytes[2] = {PeakMegabytesOfOneDecode(Shared(100)),
+                           PeakMegabytesOfOneDecode(Shared(10000))};
+
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 
+    int index = 0;
     for (int items : {100, 10000}) {
         Fixture& f = Shared(items);
         double const corvane = BestCorvaneNanos(f, items == 100 ? 200 : 10);
-        double const megabytes = PeakMegabytesOfOneDecode(f);
         std::printf("\nechoStructArrayResponse, %d SOAPStruct items, processor time\n", items);
         std::printf("  Corvane:           %8.1f ns per item, peak memory %.1f MB\n",
-                    corvane / items, megabytes);
+                    corvane / items, megabytes[index++]);
         double php = 0;
         double phpBytes = 0;
         if (!RunPhp(items, php, phpBytes)) {

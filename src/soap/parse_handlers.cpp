@@ -86,6 +86,22 @@ constexpr char16_t kOffsetFault[] =
 
 }  // namespace
 
+URIText& URIText::operator=(WMString const& text) {
+    static WMString const known[] = {WMString(soapuri::kEncoding), WMString(soapuri::kEnvelope),
+                                     WMString(soapuri::kXSD2001), WMString(soapuri::kXSD1999),
+                                     WMString(soapuri::kXSD2000)};
+    for (WMString const& uri : known) {
+        if (text == uri) {
+            m_known = &uri;
+            m_own.clear();
+            return *this;
+        }
+    }
+    m_known = nullptr;
+    m_own = text;
+    return *this;
+}
+
 void ThrowSOAPFault(std::u16string_view code, WMString const& text, bool flag) {
     throw WMSOAPFault(WMString(code), text, flag);
 }
@@ -112,7 +128,9 @@ bool WMSOAPElemHandler::EndElement(WMString const&, WMString const&, WMString co
 }
 
 void WMSOAPElemHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap const&) {
-    Read(attributes, Keys().encodingStyle, m_encodingStyle);
+    if (WMXMLAttribute const* style = Find(attributes, Keys().encodingStyle)) {
+        m_encodingStyle = style->GetValue();
+    }
 }
 
 void WMSOAPElemHandler::MakeEncodingExplicit(WMXMLElement* element) const {
@@ -121,7 +139,8 @@ void WMSOAPElemHandler::MakeEncodingExplicit(WMXMLElement* element) const {
         return;
     }
     // Fails only when the element binds SOAP-ENV to another URI; it then keeps its own form.
-    element->SetAttribute(u"SOAP-ENV:encodingStyle", WMString(soapuri::kEnvelope), m_encodingStyle);
+    element->SetAttribute(u"SOAP-ENV:encodingStyle", WMString(soapuri::kEnvelope),
+                          m_encodingStyle.Get());
 }
 
 WMSOAPParamHandler::~WMSOAPParamHandler() {
@@ -248,7 +267,7 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
                 ThrowSOAPFault(u"SOAP-ENV:Client", kArrayTypePrefixFault, true);
             }
             m_arrayTypeNS = *uri;
-            m_arrayType = text.substr(colon + 1);
+            m_arrayType.assign(text, colon + 1, WMString::npos);
         } else {
             WMString const* uri = LookUpPrefix(nsMap, WMString());
             if (uri == nullptr) {
@@ -307,7 +326,7 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
                 ThrowSOAPFault(u"SOAP-ENV:Client", kTypePrefixFault, true);
             }
             m_typeNS = *uri;
-            m_typeName = text.substr(colon + 1);
+            m_typeName.assign(text, colon + 1, WMString::npos);
         } else {
             WMString const* uri = LookUpPrefix(nsMap, WMString());
             if (uri == nullptr) {

@@ -30,6 +30,19 @@ inline constexpr std::u16string_view kXSI2000 = u"http://www.w3.org/2000/10/XMLS
 
 using NSMap = std::map<WMString, WMString>;
 
+// Text that is most often one of the standard URIs (encoding style, type namespaces): those are
+// referred to rather than copied, which saves an allocation per element of a large envelope.
+class URIText {
+public:
+    URIText& operator=(WMString const& text);
+    WMString const& Get() const { return m_known != nullptr ? *m_known : m_own; }
+    bool empty() const { return Get().empty(); }
+
+private:
+    WMString const* m_known = nullptr;
+    WMString m_own;
+};
+
 class WMSOAPParamHandler;
 using IdTable = std::map<WMString, WMSOAPParamHandler*>;
 
@@ -91,8 +104,9 @@ public:
 
     WMString const& GetLocalName() const { return m_localName; }
     WMString const& GetNS() const { return m_ns; }
-    WMString const& GetEncodingStyle() const { return m_encodingStyle; }
+    WMString const& GetEncodingStyle() const { return m_encodingStyle.Get(); }
     void SetEncodingStyle(WMString const& style) { m_encodingStyle = style; }
+    void SetEncodingStyle(URIText const& style) { m_encodingStyle = style; }
     WMXMLElement* GetElement() const { return m_element; }
 
 protected:
@@ -101,7 +115,7 @@ protected:
 
     WMString m_localName;
     WMString m_ns;
-    WMString m_encodingStyle;
+    URIText m_encodingStyle;
     WMXMLElement* m_element = nullptr;
 };
 
@@ -121,7 +135,7 @@ public:
     WMString const& GetHref() const { return m_href; }
     WMString const& GetRoot() const { return m_root; }
     WMString const& GetTypeName() const { return m_typeName; }
-    WMString const& GetTypeNS() const { return m_typeNS; }
+    WMString const& GetTypeNS() const { return m_typeNS.Get(); }
     WMString const& GetNullValue() const { return m_nullValue; }
     WMString const& GetOffsetText() const { return m_offsetText; }
     std::vector<std::int32_t> const& GetOffsets() const { return m_offsets; }
@@ -143,7 +157,7 @@ protected:
     WMString m_href;
     WMString m_root;
     WMString m_typeName;
-    WMString m_typeNS;
+    URIText m_typeNS;
     WMString m_nullValue;
     WMString m_offsetText;
     std::vector<std::int32_t> m_offsets;
