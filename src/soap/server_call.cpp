@@ -3,6 +3,7 @@
 
 #include "soap/server_text.h"
 
+#include <utility>
 #include <vector>
 
 namespace {
@@ -26,7 +27,7 @@ std::vector<Param> TakeParams(WMSOAPMessage& message) {
                                                  param.isOutput, position);
          more; more = message.GetNextMethodParam(param.ns, param.name, param.value, param.isInput,
                                                  param.isOutput, position)) {
-        params.push_back(param);
+        params.push_back(std::move(param));
     }
     message.ClearMethodParams();
     return params;
@@ -83,7 +84,7 @@ bool WMSOAPServerCall::GetParam(WMString const& name, WMSOAPStructMember& value)
          more; more = m_message.GetNextMethodParam(ns, paramName, candidate, isInput, isOutput,
                                                    position)) {
         if (isInput && paramName == name) {
-            value = candidate;
+            value = std::move(candidate);
             return true;
         }
     }
