@@ -2,15 +2,21 @@
 // library's own platform layer.
 #include "net/loopback_server.h"
 
+#ifndef _WIN32
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#endif
 
 #include <chrono>
 #include <stdexcept>
+
+#ifdef _WIN32
+#include "win32/posix_sockets.h"  // last: it renames calls
+#endif
 
 namespace corvane::test {
 namespace {

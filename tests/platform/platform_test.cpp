@@ -1,5 +1,6 @@
 // The platform layer's own promises: SIGPIPE never escapes a guarded call, the code page is
 // ISO-8859-1 both ways, and libraries load only by absolute path.
+#ifndef _WIN32
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -103,3 +104,5 @@ TEST(Library, LoadsOnlyByAbsolutePath) {
 }
 
 }  // namespace
+
+#endif

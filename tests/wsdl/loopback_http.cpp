@@ -1,14 +1,20 @@
 #include "wsdl/loopback_http.h"
 
+#ifndef _WIN32
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#endif
 
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+
+#ifdef _WIN32
+#include "win32/posix_sockets.h"  // last: it renames calls
+#endif
 
 namespace corvane::test {
 
