@@ -6,6 +6,8 @@
 
 #include <chrono>
 #include <cstring>
+#include <mutex>
+#include <unordered_map>
 
 #include "platform/socket.h"
 
@@ -19,6 +21,27 @@ bool StartSockets() {
 
 SOCKET Native(SocketHandle socket) {
     return static_cast<SOCKET>(socket);
+}
+
+constexpr long kAllEvents = FD_CONNECT | FD_READ | FD_WRITE | FD_CLOSE;
+
+// Each socket has one event, selected for every network event from its creation on. The
+// peer's close is remembered once seen: a close event is recorded only once, and a caller
+// that has unread data cannot learn of it from the socket's state.
+struct SocketEvents {
+    WSAEVENT event = WSA_INVALID_EVENT;
+    bool closed = false;
+    int closeError = 0;
+};
+
+std::mutex& EventsMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+std::unordered_map<SOCKET, SocketEvents>& EventsBySocket() {
+    static std::unordered_map<SOCKET, SocketEvents> events;
+    return events;
 }
 
 // Level-triggered state of the socket now, as a zero-time-out select and a peek tell it.
@@ -82,27 +105,45 @@ SocketHandle OpenStreamSocket() {
     }
     SOCKET s = ::WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0,
                             WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
-    u_long nonBlocking = 1;
-    if (s != INVALID_SOCKET && ::ioctlsocket(s, FIONBIO, &nonBlocking) != 0) {
+    WSAEVENT event = s == INVALID_SOCKET ? WSA_INVALID_EVENT : ::WSACreateEvent();
+    // Selecting network events also makes the socket non-blocking.
+    if (event == WSA_INVALID_EVENT || ::WSAEventSelect(s, event, kAllEvents) != 0) {
         const int error = ::WSAGetLastError();
-        ::closesocket(s);
-        ::WSASetLastError(error);
-        s = INVALID_SOCKET;
-    }
-    if (s == INVALID_SOCKET) {
-        const int error = ::WSAGetLastError();
+        if (event != WSA_INVALID_EVENT) {
+            ::WSACloseEvent(event);
+        }
+        if (s != INVALID_SOCKET) {
+            ::closesocket(s);
+        }
         ::WSACleanup();
         ::WSASetLastError(error);
         return kInvalidSocket;
+    }
+    {
+        std::lock_guard<std::mutex> lock(EventsMutex());
+        EventsBySocket()[s].event = event;
     }
     return static_cast<SocketHandle>(s);
 }
 
 void CloseSocket(SocketHandle socket) {
-    if (socket != kInvalidSocket) {
-        ::closesocket(Native(socket));
-        ::WSACleanup();
+    if (socket == kInvalidSocket) {
+        return;
     }
+    WSAEVENT event = WSA_INVALID_EVENT;
+    {
+        std::lock_guard<std::mutex> lock(EventsMutex());
+        auto found = EventsBySocket().find(Native(socket));
+        if (found != EventsBySocket().end()) {
+            event = found->second.event;
+            EventsBySocket().erase(found);
+        }
+    }
+    ::closesocket(Native(socket));
+    if (event != WSA_INVALID_EVENT) {
+        ::WSACloseEvent(event);
+    }
+    ::WSACleanup();
 }
 
 int ConnectSocket(SocketHandle socket, const sockaddr_in* address) {
@@ -140,35 +181,50 @@ Readiness WaitSocket(SocketHandle socket, bool forWrite, bool forRead, bool forC
     const SOCKET s = Native(socket);
     const bool forever = timeoutMs == 0xFFFFFFFFUL;
     const auto deadline = Clock::now() + std::chrono::milliseconds(forever ? 0 : timeoutMs);
-    long mask = 0;
-    if (forWrite) {
-        mask |= FD_CONNECT | FD_WRITE;
-    }
-    if (forRead) {
-        mask |= FD_READ | FD_CLOSE;
-    }
-    if (forClose) {
-        mask |= FD_CLOSE;
-    }
     Readiness result;
-    WSAEVENT event = ::WSACreateEvent();
-    if (event == WSA_INVALID_EVENT) {
-        result.failed = true;
-        return result;
+    WSAEVENT event = WSA_INVALID_EVENT;
+    {
+        std::lock_guard<std::mutex> lock(EventsMutex());
+        auto found = EventsBySocket().find(s);
+        if (found != EventsBySocket().end()) {
+            event = found->second.event;
+        }
     }
-    if (::WSAEventSelect(s, event, mask) == SOCKET_ERROR) {
-        const int error = ::WSAGetLastError();
-        ::WSACloseEvent(event);
-        ::WSASetLastError(error);
+    if (event == WSA_INVALID_EVENT) {
+        ::WSASetLastError(WSAENOTSOCK);
         result.failed = true;
         return result;
     }
     for (;;) {
-        // Checked before every wait, so a condition that already holds never waits for an
-        // event that was recorded (and consumed) before this call.
+        // Takes in what happened (which resets the event), then reads the socket's state, so
+        // a condition that already holds never waits for an event recorded before the call.
+        WSANETWORKEVENTS events;
+        if (::WSAEnumNetworkEvents(s, event, &events) == SOCKET_ERROR) {
+            result.failed = true;
+            return result;
+        }
+        bool closed = false;
+        int closeError = 0;
+        {
+            std::lock_guard<std::mutex> lock(EventsMutex());
+            SocketEvents& state = EventsBySocket()[s];
+            if ((events.lNetworkEvents & FD_CLOSE) != 0 && !state.closed) {
+                state.closed = true;
+                state.closeError = events.iErrorCode[FD_CLOSE_BIT];
+            }
+            closed = state.closed;
+            closeError = state.closeError;
+        }
         result = CurrentState(s, forWrite, forRead, forClose);
         if (result.failed || result.writable || result.readable || result.closed) {
-            break;
+            return result;
+        }
+        // A close is taken from the event only when no read is asked for: a reader learns of
+        // it from the peek, after every byte before it has been read.
+        if (forClose && !forRead && closed) {
+            result.closed = true;
+            result.closeError = closeError;
+            return result;
         }
         DWORD waitMs = WSA_INFINITE;
         if (!forever) {
@@ -180,34 +236,14 @@ Readiness WaitSocket(SocketHandle socket, bool forWrite, bool forRead, bool forC
         const DWORD rc = ::WSAWaitForMultipleEvents(1, &event, FALSE, waitMs, FALSE);
         if (rc == WSA_WAIT_FAILED) {
             result.failed = true;
-            break;
+            return result;
         }
-        if (rc == WSA_WAIT_TIMEOUT) {
-            if (waitMs == 0) {
-                result.timedOut = true;
-                break;
-            }
-            continue;  // woken early by the clock's rounding: wait out the rest
+        if (rc == WSA_WAIT_TIMEOUT && waitMs == 0) {
+            result.timedOut = true;
+            return result;
         }
-        WSANETWORKEVENTS events;
-        if (::WSAEnumNetworkEvents(s, event, &events) == SOCKET_ERROR) {
-            result.failed = true;
-            break;
-        }
-        // A close is taken from the event only when no read is asked for: a reader learns of
-        // it from the peek above, after every byte before it has been read.
-        if (forClose && !forRead && (events.lNetworkEvents & FD_CLOSE) != 0) {
-            result.closed = true;
-            result.closeError = events.iErrorCode[FD_CLOSE_BIT];
-            break;
-        }
+        // An event, or woken early by the clock's rounding: look again.
     }
-    const int error = ::WSAGetLastError();
-    // Detach the event before closing it; the socket stays non-blocking.
-    ::WSAEventSelect(s, nullptr, 0);
-    ::WSACloseEvent(event);
-    ::WSASetLastError(error);
-    return result;
 }
 
 Ipv4Address::Ipv4Address(const unsigned char (&address)[4], int port) : address_(new sockaddr_in) {
