@@ -170,6 +170,7 @@ private:
     int m_sslEnabled;
     // The binding of the chosen port, found once per load: every binding query starts there.
     mutable const WMSOAPBindingHandler* m_bindingCache = nullptr;
+    mutable const WMSOAPWSDLDesc* m_bindingCacheDesc = nullptr;
     mutable unsigned long m_bindingCacheGeneration = 0;
     mutable bool m_bindingCached = false;
 };

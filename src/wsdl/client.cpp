@@ -262,12 +262,14 @@ const WMString& WMSOAPWSDLClient::GetDefinitionsTNS() const {
 }
 
 const WMSOAPBindingHandler* WMSOAPWSDLClient::GetSOAPBinding() const {
-    // The service and port names change only with a new load, so the generation says when the
-    // cached answer is stale.
-    if (m_bindingCached && m_bindingCacheGeneration == GetLoadGeneration()) {
+    // The service and port names change only with a new load; the generation and the
+    // description together say when the cached answer is stale (an assignment through the base
+    // class brings another description with its own generation).
+    const WMSOAPWSDLDesc* desc = GetWSDLDesc();
+    if (m_bindingCached && m_bindingCacheGeneration == GetLoadGeneration() &&
+        m_bindingCacheDesc == desc) {
         return m_bindingCache;
     }
-    const WMSOAPWSDLDesc* desc = GetWSDLDesc();
     const WMSOAPBindingHandler* binding = nullptr;
     if (desc) {
         const WMSOAPDefinitionsHandler& defs = desc->GetDefinitions();
@@ -277,6 +279,7 @@ const WMSOAPBindingHandler* WMSOAPWSDLClient::GetSOAPBinding() const {
         binding = port ? defs.FindBinding(port->GetBinding()) : nullptr;
     }
     m_bindingCache = binding;
+    m_bindingCacheDesc = desc;
     m_bindingCacheGeneration = GetLoadGeneration();
     m_bindingCached = true;
     return binding;

@@ -381,6 +381,15 @@ TEST_F(Queries, CopiesShareTheDescriptionSafely) {
     EXPECT_EQ(Narrow(m_name), "\"urn:act\"");
     EXPECT_EQ(Narrow(assigned.GetSOAPSvcHost()), "example.org");
 
+    // Assigning only the loader part brings another description; no cached answer survives.
+    ProbeClient sliced = m_client;
+    ASSERT_EQ(sliced.GetSOAPBinding(), m_client.GetSOAPBinding());
+    WMWSDLParser other;
+    ASSERT_TRUE(other.LoadAndParseWSDLFile(Wide(m_path)));
+    static_cast<WMWSDLParser&>(sliced) = other;
+    ASSERT_NE(sliced.GetSOAPBinding(), nullptr);
+    EXPECT_NE(sliced.GetSOAPBinding(), m_client.GetSOAPBinding());
+
     // A new load in one object leaves the other's description alone.
     const auto* before = m_client.GetWSDLDesc();
     EXPECT_FALSE(assigned.LoadAndParseWSDLFile(Wide(m_dir.Path() + "/missing.wsdl")));
