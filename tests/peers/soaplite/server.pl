@@ -12,7 +12,7 @@
 use strict;
 use warnings;
 use File::Basename qw(dirname);
-use File::Spec;
+use Cwd qw(abs_path);
 use HTTP::Response;
 use SOAP::Lite;
 use SOAP::Transport::HTTP;
@@ -141,7 +141,7 @@ package main;
 my ($port, $lifetime) = @ARGV;
 die "usage: $0 PORT LIFETIME_SECONDS\n" unless defined $lifetime && $port =~ /^\d+$/;
 
-my $wsdl_dir = File::Spec->catdir(dirname(File::Spec->rel2abs(__FILE__)), '..', '..', 'data', 'wsdl');
+my $wsdl_dir = dirname(abs_path(__FILE__)) . '/../../data/wsdl';
 
 # The WSDL named by a GET request, with its address made absolute; undef for any other request.
 sub wsdl_for {
@@ -151,7 +151,7 @@ sub wsdl_for {
     my $name = lc $query eq 'wsdl' || $path eq '/round2_base.wsdl' ? 'round2_base'
              : $path eq '/round2_groupB.wsdl' ? 'round2_groupB'
              : return undef;
-    open my $file, '<:raw', File::Spec->catfile($wsdl_dir, "$name.wsdl") or return undef;
+    open my $file, '<:raw', "$wsdl_dir/$name.wsdl" or return undef;
     my $text = do { local $/; <$file> };
     $text =~ s{(<soap:address\s+location=")[^"]*(")}{$1http://127.0.0.1:$port/$name.inc$2};
     return $text;
