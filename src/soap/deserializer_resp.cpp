@@ -72,19 +72,8 @@ std::vector<WMSOAPParamHandler*> const& WMSOAPRespDeserializer::GetMethodParamet
 }
 
 WMSOAPParamHandler* WMSOAPRespDeserializer::GetMultiRefElem(WMSOAPParamHandler* element) {
-    WMString const& href = element->GetHref();
-    if (href.empty()) {
-        return nullptr;
-    }
-    WMString const id = href.substr(1);
-    for (corvane::IdTable* table :
-         {&GetBodyHandler().GetIdTable(), &GetHeaderHandler().GetIdTable()}) {
-        auto const it = table->find(id);
-        if (it != table->end()) {
-            return it->second;
-        }
-    }
-    return nullptr;
+    return corvane::FindReferencedElement(element->GetHref(), GetBodyHandler().GetIdTable(),
+                                          GetHeaderHandler().GetIdTable());
 }
 
 bool WMSOAPRespDeserializer::DeserializeHeader(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {

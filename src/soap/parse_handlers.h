@@ -392,6 +392,11 @@ private:
     std::size_t m_elements = 0;
 };
 
+// Resolves an href ("#id") against the body's ids first, then the header's; null when the
+// reference is empty or names no element. Shared by the response and request deserializers.
+WMSOAPParamHandler* FindReferencedElement(WMString const& href, IdTable const& body,
+                                          IdTable const& header);
+
 }  // namespace corvane
 
 #endif
