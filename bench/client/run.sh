@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# The client benchmark, by hand: the same calls through Corvane, PHP's SoapClient, SOAP::Lite and
-# zeep, against the PHP SoapServer and against a server that replays canned answers, with the
-# time per call, the time per item, the peak memory of each client process and its ratio to
-# Corvane's.
+# The client benchmark, by hand: the same calls through Corvane, PHP's SoapClient, SOAP::Lite,
+# zeep and the gSOAP client generated from the same WSDL, against the PHP SoapServer and against
+# a server that replays canned answers, with the time per call, the time per item, the peak
+# memory of each client process and its ratio to Corvane's.
 #
 #   bench/client/run.sh [BUILD_DIR]
 #
-# BUILD_DIR (default build/release) must hold bench/client_bench. Everything stays on 127.0.0.1.
+# BUILD_DIR (default build/release) must hold bench/client_bench, and bench/gsoap_client where
+# gsoap and libgsoap-dev were installed when it was configured. Everything stays on 127.0.0.1.
 set -euo pipefail
 
 here=$(cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")" && pwd)
@@ -14,6 +15,7 @@ root=$(cd "$here/../.." && pwd)
 build=${1:-$root/build/release}
 bench=$build/bench/client_bench
 [ -x "$bench" ] || { echo "missing $bench: build it first" >&2; exit 2; }
+gsoap=$build/bench/gsoap_client
 python=/usr/bin/python3
 
 work=$(mktemp -d)
@@ -56,16 +58,26 @@ describe php "$php_endpoint"
 describe replay "$replay_endpoint"
 
 # measure COMMAND...: prints the command's two figures (seconds per call, elapsed and on the CPU)
-# and its peak resident memory in KiB.
+# and its peak resident memory in KiB. A forked child's peak starts at its parent's, so the
+# parent is GNU time (about 1 MiB) rather than Python (about 10 MiB).
 measure() {
-    $python - "$@" <<'PY'
-import resource, subprocess, sys
-out = subprocess.run(sys.argv[1:], stdout=subprocess.PIPE, check=True).stdout.decode().split()
-print(out[-2], out[-1], resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)
-PY
+    /usr/bin/time -f %M -o "$work/rss" "$@" >"$work/out" || return 1
+    local figures
+    if [ "$(head -c1 "$work/out")" = "{" ]; then
+        # Google Benchmark's report, from Corvane's client_bench.
+        figures=$($python -c 'import json, sys
+b = json.load(sys.stdin)["benchmarks"][0]
+if b.get("error_occurred"):
+    sys.exit(b["error_message"])
+scale = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}[b["time_unit"]]
+print("%.9f %.9f" % (b["real_time"] * scale, b["cpu_time"] * scale))' <"$work/out") || return 1
+    else
+        figures=$(tail -n1 "$work/out")
+    fi
+    echo "$figures $(tail -n1 "$work/rss")"
 }
 
-corvane() {  # SERVER CASE: seconds per call, elapsed and on the CPU
+corvane() {  # SERVER CASE: the command that makes Corvane's calls
     local filter seconds=1
     case $2 in
         string) filter='BM_EchoString/' ;;
@@ -73,12 +85,8 @@ corvane() {  # SERVER CASE: seconds per call, elapsed and on the CPU
     esac
     # Long enough for several calls of the largest case, as the other clients make.
     [ "$2" = structs-10000 ] && seconds=5
-    CORVANE_BENCH_WSDL="file://$work/$1.wsdl" "$bench" --benchmark_filter="$filter" \
-        --benchmark_min_time=$seconds --benchmark_format=json 2>/dev/null |
-        $python -c 'import json, sys
-b = json.load(sys.stdin)["benchmarks"][0]
-scale = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}[b["time_unit"]]
-print("%.9f %.9f" % (b["real_time"] * scale, b["cpu_time"] * scale))'
+    command=(env "CORVANE_BENCH_WSDL=file://$work/$1.wsdl" "$bench" --benchmark_filter="$filter"
+        --benchmark_min_time=$seconds --benchmark_format=json)
 }
 
 calls_for() {
@@ -100,13 +108,19 @@ for server in replay php; do
         [ "$case" != string ] && items=${case#structs-}
         calls=$(calls_for "$case")
         base=
-        for client in corvane php soaplite zeep; do
+        for client in corvane php soaplite zeep gsoap; do
             case $client in
-                corvane) command=(bash -c "$(declare -f corvane); work=$work; bench=$bench; python=$python; corvane $server $case") ;;
+                corvane) corvane $server $case ;;
                 php) command=(php "$here/php_client.php" "$work/$server.wsdl" "$endpoint" "$case" "$calls") ;;
                 soaplite) command=(perl "$here/soaplite_client.pl" "$endpoint" "$case" "$calls") ;;
                 zeep) command=($python "$here/zeep_client.py" "$work/$server.wsdl" "$endpoint" "$case" "$calls") ;;
+                gsoap) command=("$gsoap" "$endpoint" "$case" "$calls") ;;
             esac
+            if [ $client = gsoap ] && [ ! -x "$gsoap" ]; then
+                printf '%-7s %-14s %-9s missing: configure BUILD_DIR with gsoap and libgsoap-dev\n' \
+                    $server $case $client
+                continue
+            fi
             if ! result=$(measure "${command[@]}" 2>"$work/err"); then
                 printf '%-8s %-15s %-10s failed: %s\n' $server $case $client "$(tail -1 "$work/err")"
                 continue
