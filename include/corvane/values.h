@@ -24,6 +24,9 @@
 class WMSOAPStructMember;
 
 namespace corvane::detail {
+// The deserializers' access for moving freshly read values into place (internal, not exported).
+struct ValueBuilder;
+
 // Integer types other than std::int32_t itself, which the exported overloads take directly.
 template <typename T>
 using IfOtherInteger =
@@ -84,6 +87,8 @@ public:
                          long* position) const;
 
 private:
+    friend struct corvane::detail::ValueBuilder;
+
     // A vector rather than a linked list: the position is an index, so each step of an
     // iteration is one lookup; appending is amortized constant and members move, not copy,
     // when the storage grows.
@@ -164,6 +169,8 @@ public:
     }
 
 private:
+    friend struct corvane::detail::ValueBuilder;
+
     WMString name_;
     WMString ns_;
     SOAPDataMember value_;

@@ -11,8 +11,11 @@
 #include "soap/deserializer_impl.h"
 #include "soap/deserializer_text.h"
 #include "soap/parse_handlers.h"
+#include "soap/value_builder.h"
+#include "text/equal.h"
 
 using corvane::WMSOAPParamHandler;
+using corvane::detail::ValueBuilder;
 using DataType = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
 namespace {
@@ -69,12 +72,13 @@ WMSOAPParamHandler* WMSOAPDeserializer::GetMultiRefElem(WMSOAPParamHandler*) {
 }
 
 bool WMSOAPDeserializer::IsXSDType(WMString const& ns) {
-    return ns == corvane::soapuri::kXSD2001 || ns == corvane::soapuri::kXSD1999 ||
-           ns == corvane::soapuri::kXSD2000;
+    return corvane::TextEquals(ns, corvane::soapuri::kXSD2001) ||
+           corvane::TextEquals(ns, corvane::soapuri::kXSD1999) ||
+           corvane::TextEquals(ns, corvane::soapuri::kXSD2000);
 }
 
 bool WMSOAPDeserializer::IsSoapEncType(WMString const& ns) {
-    return ns == corvane::soapuri::kEncoding;
+    return corvane::TextEquals(ns, corvane::soapuri::kEncoding);
 }
 
 void WMSOAPDeserializer::ResetValueBudget(std::size_t inputElements) {
@@ -279,6 +283,7 @@ bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
     }
     std::size_t const createdBefore = m_created;
     WMSOAPStructType members;
+    ValueBuilder::Reserve(members, element->GetChildren().size());
     for (WMSOAPParamHandler* child : element->GetChildren()) {
         WMString memberTypeName;
         WMString memberTypeNS;
@@ -313,12 +318,12 @@ bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
         }
         value.SetName(child->GetLocalName());
         value.SetNS(memberNS);
-        members.SetMemberQN(value);
+        ValueBuilder::Append(members, std::move(value));
     }
     if (!ChargeCopy(m_created - createdBefore)) {
         return false;
     }
-    result.SetValue(members);
+    ValueBuilder::SetStruct(result, std::move(members));
     return true;
 }
 
@@ -417,9 +422,8 @@ bool WMSOAPDeserializer::DeserializeArray(WMSOAPParamHandler* element, DataType 
             return false;
         }
         items.emplace_back();
-        items.back().SetMember(value);
+        ValueBuilder::Append(items.back(), std::move(value));
     }
-    result.SetValue(std::vector<WMSOAPStructType>());
-    result.ArrayValue() = std::move(items);
+    ValueBuilder::SetArray(result, std::move(items));
     return true;
 }

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "soap/deserializer_text.h"
+#include "text/equal.h"
 
 namespace corvane {
 
@@ -91,7 +92,7 @@ URIText& URIText::operator=(WMString const& text) {
                                      WMString(soapuri::kXSD2001), WMString(soapuri::kXSD1999),
                                      WMString(soapuri::kXSD2000)};
     for (WMString const& uri : known) {
-        if (text == uri) {
+        if (TextEquals(text, uri)) {
             m_known = &uri;
             m_own.clear();
             return *this;
@@ -193,9 +194,9 @@ struct ParamAttributes {
 bool KeyIs(std::u16string_view key, std::u16string_view first, std::u16string_view second,
            std::u16string_view third) {
     return key.size() == first.size() + second.size() + third.size() &&
-           key.compare(0, first.size(), first) == 0 &&
-           key.compare(first.size(), second.size(), second) == 0 &&
-           key.compare(first.size() + second.size(), third.size(), third) == 0;
+           TextEquals(key.substr(0, first.size()), first) &&
+           TextEquals(key.substr(first.size(), second.size()), second) &&
+           TextEquals(key.substr(first.size() + second.size()), third);
 }
 
 ParamAttributes ScanParamAttributes(WMXMLAttributeMap const& attributes, WMString const& ns,
@@ -209,25 +210,25 @@ ParamAttributes ScanParamAttributes(WMXMLAttributeMap const& attributes, WMStrin
             found.id = attribute;
         } else if (KeyIs(key, ns, localName, u"href")) {
             found.href = attribute;
-        } else if (key == keys.encodingStyle) {
+        } else if (TextEquals(key, keys.encodingStyle)) {
             found.encodingStyle = attribute;
-        } else if (key == keys.arrayType) {
+        } else if (TextEquals(key, keys.arrayType)) {
             found.arrayType = attribute;
-        } else if (key == keys.offset) {
+        } else if (TextEquals(key, keys.offset)) {
             found.offset = attribute;
-        } else if (key == keys.root) {
+        } else if (TextEquals(key, keys.root)) {
             found.root = attribute;
-        } else if (key == keys.nil2001) {
+        } else if (TextEquals(key, keys.nil2001)) {
             found.nil2001 = attribute;
-        } else if (key == keys.null1999) {
+        } else if (TextEquals(key, keys.null1999)) {
             found.null1999 = attribute;
-        } else if (key == keys.nil2000) {
+        } else if (TextEquals(key, keys.nil2000)) {
             found.nil2000 = attribute;
-        } else if (key == keys.type2001) {
+        } else if (TextEquals(key, keys.type2001)) {
             found.type2001 = attribute;
-        } else if (key == keys.type1999) {
+        } else if (TextEquals(key, keys.type1999)) {
             found.type1999 = attribute;
-        } else if (key == keys.type2000) {
+        } else if (TextEquals(key, keys.type2000)) {
             found.type2000 = attribute;
         }
     }

@@ -12,6 +12,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "text/equal.h"
+
 class WMXMLAttributeMap;
 class WMWSDLParseEventHandler;
 
@@ -80,7 +82,7 @@ public:
 
 private:
     Map m_entries;
-    std::unordered_map<WStringView, T*> m_index;
+    std::unordered_map<WStringView, T*, std::hash<WStringView>, corvane::TextEqualTo> m_index;
 };
 
 template <class T>

@@ -308,7 +308,7 @@ const WMSchemaElemHandler* WMSchemaHandler::FindElement(WStringView local, WStri
 const WMSchemaComplexTypeHandler* WMSchemaHandler::FindComplexType(WStringView local,
                                                                    WStringView ns) const {
     const WMSchemaComplexTypeHandler* type = corvane::FindIn(m_complexTypes, local);
-    return type && type->GetTargetNS() == ns ? type : nullptr;
+    return type && corvane::TextEquals(type->GetTargetNS(), ns) ? type : nullptr;
 }
 
 namespace {

@@ -1,0 +1,38 @@
+// Moves freshly read values into their place. The exported setters copy, as the value model
+// promises its callers; a value that the deserializer has just built is never looked at again,
+// so moving it observes the same and saves a deep copy at every level of nesting.
+#ifndef CORVANE_SOAP_VALUE_BUILDER_H
+#define CORVANE_SOAP_VALUE_BUILDER_H
+
+#include <corvane/values.h>
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+namespace corvane::detail {
+
+struct ValueBuilder {
+    using DataType = WMSOAPStructMember::SOAPDataMember;
+
+    static void Reserve(WMSOAPStructType& target, std::size_t count) {
+        target.members_.reserve(count);
+    }
+    // As SetMember and SetMemberQN: appends, whatever the names already present.
+    static void Append(WMSOAPStructType& target, WMSOAPStructMember&& member) {
+        target.members_.push_back(std::move(member));
+    }
+    // As SetValue: the kind and that one slot change.
+    static void SetStruct(WMSOAPStructMember& target, WMSOAPStructType&& value) {
+        target.value_.dataType = DataType::SOAP_STRUCT;
+        target.value_.structValue = std::move(value);
+    }
+    static void SetArray(WMSOAPStructMember& target, std::vector<WMSOAPStructType>&& value) {
+        target.value_.dataType = DataType::SOAP_ARRAY;
+        target.value_.arrayValue = std::move(value);
+    }
+};
+
+}  // namespace corvane::detail
+
+#endif
