@@ -144,6 +144,8 @@ void WMSOAPElemHandler::MakeEncodingExplicit(WMXMLElement* element) const {
                           m_encodingStyle.Get());
 }
 
+WMSOAPParamHandler::RareFields const WMSOAPParamHandler::kNoRareFields;
+
 WMSOAPParamHandler::~WMSOAPParamHandler() {
     for (WMSOAPParamHandler* child : m_children) {
         delete child;
@@ -253,10 +255,10 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
         m_encodingStyle = found.encodingStyle->GetValue();
     }
     if (found.id != nullptr) {
-        m_id = found.id->GetValue();
+        WritableRare().id = found.id->GetValue();
     }
     if (found.href != nullptr) {
-        m_href = found.href->GetValue();
+        WritableRare().href = found.href->GetValue();
     }
 
     if (found.arrayType != nullptr) {
@@ -267,26 +269,29 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
             if (uri == nullptr) {
                 ThrowSOAPFault(u"SOAP-ENV:Client", kArrayTypePrefixFault, true);
             }
-            m_arrayTypeNS = *uri;
-            m_arrayType.assign(text, colon + 1, WMString::npos);
+            RareFields& rare = WritableRare();
+            rare.arrayTypeNS = *uri;
+            rare.arrayType.assign(text, colon + 1, WMString::npos);
         } else {
             WMString const* uri = LookUpPrefix(nsMap, WMString());
             if (uri == nullptr) {
                 ThrowSOAPFault(u"SOAP-ENV:Client", kArrayTypeDefaultFault, true);
             }
-            m_arrayTypeNS = *uri;
+            RareFields& rare = WritableRare();
+            rare.arrayTypeNS = *uri;
             // Deliberately the type name, which is still empty here: `type` is read below.
-            m_arrayType = m_typeName;
+            rare.arrayType = m_typeName;
         }
     }
 
     if (found.offset != nullptr) {
-        m_offsetText = found.offset->GetValue();
-        auto const bracket = m_offsetText.find(u'[');
+        RareFields& rare = WritableRare();
+        rare.offsetText = found.offset->GetValue();
+        auto const bracket = rare.offsetText.find(u'[');
         if (bracket == WMString::npos) {
             ThrowSOAPFault(u"SOAP-ENV:Client", kOffsetFault, true);
         }
-        std::u16string_view rest(m_offsetText);
+        std::u16string_view rest(rare.offsetText);
         rest.remove_prefix(bracket + 1);
         // Only the first dimension may carry an offset; the others must read as 0.
         bool first = true;
@@ -296,7 +301,7 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
             if (!first && position != 0) {
                 ThrowSOAPFault(u"SOAP-ENV:Client", kOffsetFault, true);
             }
-            m_offsets.push_back(first ? position : 0);
+            rare.offsets.push_back(first ? position : 0);
             first = false;
             if (comma == std::u16string_view::npos) {
                 break;
@@ -305,17 +310,17 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
         }
         // The parse records no dimensions, so without an href the counts never agree and the
         // attribute is refused, deliberately.
-        if (m_href.empty() && m_offsets.size() != m_dimensions.size()) {
+        if (rare.href.empty() && rare.offsets.size() != rare.dimensions.size()) {
             ThrowSOAPFault(u"SOAP-ENV:Client", kOffsetFault, true);
         }
     }
 
     if (found.root != nullptr) {
-        m_root = found.root->GetValue();
+        WritableRare().root = found.root->GetValue();
     }
 
     if (WMXMLAttribute const* nil = FirstOf({found.nil2001, found.null1999, found.nil2000})) {
-        m_nullValue = nil->GetValue();
+        WritableRare().nullValue = nil->GetValue();
     }
 
     if (WMXMLAttribute const* type = FirstOf({found.type2001, found.type1999, found.type2000})) {

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -131,21 +132,21 @@ public:
     void Characters(WMString const& text) override { m_value = text; }
     void ProcessAttributes(WMXMLAttributeMap& attributes, NSMap const& nsMap) override;
 
-    WMString const& GetId() const { return m_id; }
-    WMString const& GetHref() const { return m_href; }
-    WMString const& GetRoot() const { return m_root; }
+    WMString const& GetId() const { return Rare().id; }
+    WMString const& GetHref() const { return Rare().href; }
+    WMString const& GetRoot() const { return Rare().root; }
     WMString const& GetTypeName() const { return m_typeName; }
     WMString const& GetTypeNS() const { return m_typeNS.Get(); }
-    WMString const& GetNullValue() const { return m_nullValue; }
-    WMString const& GetOffsetText() const { return m_offsetText; }
-    std::vector<std::int32_t> const& GetOffsets() const { return m_offsets; }
-    std::vector<std::int32_t> const& GetDimensions() const { return m_dimensions; }
-    std::int32_t GetExpectedCount() const { return m_expectedCount; }
-    WMString const& GetArrayType() const { return m_arrayType; }
-    WMString const& GetArrayTypeNS() const { return m_arrayTypeNS; }
+    WMString const& GetNullValue() const { return Rare().nullValue; }
+    WMString const& GetOffsetText() const { return Rare().offsetText; }
+    std::vector<std::int32_t> const& GetOffsets() const { return Rare().offsets; }
+    std::vector<std::int32_t> const& GetDimensions() const { return Rare().dimensions; }
+    std::int32_t GetExpectedCount() const { return Rare().expectedCount; }
+    WMString const& GetArrayType() const { return Rare().arrayType; }
+    WMString const& GetArrayTypeNS() const { return Rare().arrayTypeNS; }
     WMString const& GetValue() const { return m_value; }
     std::vector<WMSOAPParamHandler*> const& GetChildren() const { return m_children; }
-    bool IsNil() const { return m_nullValue == u"true" || m_nullValue == u"1"; }
+    bool IsNil() const { return GetNullValue() == u"true" || GetNullValue() == u"1"; }
 
 protected:
     // Builds a child parameter handler: encodingStyle inherited, attributes processed, entered
@@ -153,21 +154,35 @@ protected:
     WMSOAPParamHandler* NewParam(WMString const& ns, WMString const& localName,
                                  WMXMLAttributeMap& attributes, NSMap const& nsMap);
 
-    WMString m_id;
-    WMString m_href;
-    WMString m_root;
+    // What few elements carry (references, arrays, nil, offsets) lives apart, made on first
+    // write: a large envelope holds one handler per element, so the common one stays small.
+    struct RareFields {
+        WMString id;
+        WMString href;
+        WMString root;
+        WMString nullValue;
+        WMString offsetText;
+        std::vector<std::int32_t> offsets;
+        std::vector<std::int32_t> dimensions;
+        std::int32_t expectedCount = 0;
+        WMString arrayType;
+        WMString arrayTypeNS;
+    };
+    RareFields const& Rare() const { return m_rare ? *m_rare : kNoRareFields; }
+    RareFields& WritableRare() {
+        if (!m_rare) {
+            m_rare = std::make_unique<RareFields>();
+        }
+        return *m_rare;
+    }
+    static RareFields const kNoRareFields;
+
     WMString m_typeName;
     URIText m_typeNS;
-    WMString m_nullValue;
-    WMString m_offsetText;
-    std::vector<std::int32_t> m_offsets;
-    std::vector<std::int32_t> m_dimensions;
-    std::int32_t m_expectedCount = 0;
-    WMString m_arrayType;
-    WMString m_arrayTypeNS;
     WMString m_value;
     std::vector<WMSOAPParamHandler*> m_children;
     IdTable* m_ids;
+    std::unique_ptr<RareFields> m_rare;
 };
 
 class WMSOAPRequestHandler : public WMSOAPParamHandler {
