@@ -28,6 +28,7 @@ import time
 MAX_HEADER_BYTES = 64 * 1024
 MAX_BODY_BYTES = 16 * 1024 * 1024
 IO_TIMEOUT = 30.0
+DRAIN_TIMEOUT = 5.0
 PR_SET_PDEATHSIG = 1
 
 
@@ -85,8 +86,24 @@ def serve_connection(conn, backend_port):
                     if not chunk:
                         break
                     conn.sendall(chunk)
+            drain(conn)
         except OSError:
             pass
+
+
+def drain(conn):
+    """Reads what the client sent beyond the body (the zero byte) before closing.
+
+    Closing a socket with unread bytes makes the kernel reset the connection, and a reset can
+    discard the end of a large answer that the client has not read yet. Half-closing first tells
+    the client the answer is complete; its own close then ends the read."""
+    try:
+        conn.shutdown(socket.SHUT_WR)
+        conn.settimeout(DRAIN_TIMEOUT)
+        while conn.recv(4096):
+            pass
+    except OSError:
+        pass
 
 
 def wait_for_port(port, process, seconds):
