@@ -4,6 +4,7 @@
 #include "wsdl/frame.h"
 #include "wsdl/queries.h"
 
+#include <algorithm>
 #include <climits>
 #include <vector>
 
@@ -53,6 +54,12 @@ void SplitHttpLocation(const WMString& location, WMString& host, int& port, WMSt
     std::size_t slash = rest.find(u'/');
     SplitHostPort(rest.substr(0, slash), host, port);
     uri.assign(slash == WStringView::npos ? WStringView() : rest.substr(slash));
+}
+
+// Windows paths may name a file location with backslashes; locations are resolved with "/".
+WMString WithSlashes(WMString location) {
+    std::replace(location.begin(), location.end(), u'\\', u'/');
+    return location;
 }
 
 WMString DirectoryOf(const WMString& location) {
@@ -154,12 +161,7 @@ WMSOAPWSDLClient::~WMSOAPWSDLClient() = default;
 
 bool WMSOAPWSDLClient::ReadServiceDesc(const WMString& serviceName, const WMString& portName,
                                        const WMString& location) {
-    WMString copy = location;
-    for (char16_t& c : copy) {
-        if (c == u'\\') {
-            c = u'/';
-        }
-    }
+    const WMString copy = WithSlashes(location);
     m_serviceName = serviceName;
     m_portName = portName;
     m_bindingCached = false;
@@ -704,7 +706,8 @@ WMSOAPWSDLImporter& WMSOAPWSDLImporter::operator=(const WMSOAPWSDLImporter& othe
 WMSOAPWSDLImporter::~WMSOAPWSDLImporter() = default;
 
 bool WMSOAPWSDLImporter::ReadServiceDesc(const WMString& location, const WMString& docBase) {
-    const WMString resolved = location.find(u':') == WMString::npos ? docBase + location : location;
+    const WMString resolved =
+        WithSlashes(location.find(u':') == WMString::npos ? docBase + location : location);
     SetDocBase(DirectoryOf(resolved));
 
     const corvane::detail::ImportChain* parent = m_importChain;

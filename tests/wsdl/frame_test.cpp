@@ -1,5 +1,7 @@
 // How the parser frame routes a document to the handlers: skipped elements, the flat prefix
 // map, duplicate names, namespaces of lookups and imports from files.
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "wsdl/description.h"
@@ -178,19 +180,34 @@ TEST_F(Frame, ImportsResolveAgainstTheDocumentDirectoryAndMerge) {
 }
 
 TEST_F(Frame, FileLocationWithBackslashesIsReadWithSlashes) {
+    m_dir.Write("win/parts/imp.wsdl", Definitions(R"(
+<message name="fromImport"><part name="p" type="xsd:int"/></message>)",
+                                                  "targetNamespace='urn:imp'"));
     std::string path = m_dir.Write("win/svc.wsdl", Definitions(R"(
+<import namespace="urn:imp" location="parts\imp.wsdl"/>
 <binding name="B" type="tns:P"/>
 <service name="S"><port name="p" binding="tns:B"><soap:address location="http://h/"/></port>
 </service>)"));
     std::string windowsStyle = path;
-    for (char& c : windowsStyle) {
-        if (c == '/') {
-            c = '\\';
-        }
-    }
+    std::replace(windowsStyle.begin(), windowsStyle.end(), '/', '\\');
+    // The temporary directory itself has backslashes on Windows: every one becomes a slash.
+    std::string base = m_dir.Path() + "/win/";
+    std::replace(base.begin(), base.end(), '\\', '/');
+
     WMSOAPWSDLClient client;
-    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Wide("file://" + windowsStyle)));
-    EXPECT_EQ(Narrow(client.GetDocBase()), "file://" + m_dir.Path() + "/win/");
+    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Wide("file://" + windowsStyle)))
+        << Narrow(client.GetLoadErrorMessage());
+    EXPECT_EQ(Narrow(client.GetDocBase()), "file://" + base);
+    EXPECT_NE(client.GetWSDLDesc()->GetDefinitions().FindMessage({u"urn:imp", u"fromImport"}),
+              nullptr);
+
+    // The importer, which reads a description without choosing a port, resolves the same way.
+    WMSOAPWSDLImporter importer;
+    ASSERT_TRUE(importer.ReadServiceDesc(Wide("file://" + windowsStyle), WMString()))
+        << Narrow(importer.GetLoadErrorMessage());
+    EXPECT_EQ(Narrow(importer.GetDocBase()), "file://" + base);
+    EXPECT_NE(importer.GetWSDLDesc()->GetDefinitions().FindMessage({u"urn:imp", u"fromImport"}),
+              nullptr);
 }
 
 }  // namespace
