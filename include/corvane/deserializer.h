@@ -23,6 +23,7 @@ class WMSOAPRequestHandler;
 class WMSOAPResponseHandler;
 struct RespParseState;
 struct ReqParseState;
+struct TypeAnswers;
 }  // namespace corvane
 
 class CORVANE_API WMSOAPDeserializer {
@@ -87,6 +88,21 @@ private:
                   WMString const& itemTypeNS, WMString const& itemTypeName,
                   WMSOAPStructMember& value, WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
 
+    // The description's answers about types, remembered for one deserialization: the items of
+    // an array ask the same questions over and over.
+    bool IsArrayType(WMString const& typeNS, WMString const& typeName, WMSOAPWSDLClient& wsdl);
+    // The member accessor's type in the struct type, and the namespace the member keeps; null
+    // when the description does not define the member.
+    struct MemberType {
+        WMString ns;
+        WMString typeName;
+        WMString typeNS;
+    };
+    MemberType const* FindMemberType(WMString const& typeNS, WMString const& typeName,
+                                     corvane::WMSOAPParamHandler* child, WMSOAPWSDLClient& wsdl);
+
+    friend struct corvane::TypeAnswers;
+    std::unique_ptr<corvane::TypeAnswers> m_answers;
     std::size_t m_budget = 0;
     std::size_t m_used = 0;
     std::size_t m_created = 0;

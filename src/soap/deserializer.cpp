@@ -55,7 +55,43 @@ WMString ItemTypeOf(WMString const& arrayType) {
 
 }  // namespace
 
-WMSOAPDeserializer::WMSOAPDeserializer() {
+namespace corvane {
+
+// Answers are looked up linearly: a description has few types, and the lists are capped so
+// that an input naming thousands of distinct types cannot make the look-ups quadratic.
+struct TypeAnswers {
+    static constexpr std::size_t kMaxEntries = 64;
+
+    struct Base {
+        WMString typeNS;
+        WMString typeName;
+        bool isArray;
+    };
+    struct Member {
+        WMString typeNS;  // the struct type
+        WMString typeName;
+        WMString name;  // the accessor as written
+        WMString ns;
+        WMSOAPDeserializer::MemberType answer;
+    };
+
+    // Room for every entry at once: answers are handed out by address and must not move while
+    // a nested struct adds its own.
+    TypeAnswers() { members.reserve(kMaxEntries); }
+
+    void Clear() {
+        bases.clear();
+        members.clear();
+    }
+
+    std::vector<Base> bases;
+    std::vector<Member> members;
+    WMSOAPDeserializer::MemberType scratch;  // the answer when the list is full
+};
+
+}  // namespace corvane
+
+WMSOAPDeserializer::WMSOAPDeserializer() : m_answers(std::make_unique<corvane::TypeAnswers>()) {
     ResetValueBudget(0);
 }
 
@@ -87,6 +123,61 @@ void WMSOAPDeserializer::ResetValueBudget(std::size_t inputElements) {
     m_created = 0;
     m_active.clear();
     m_referenceCycle = false;
+    // The description may differ from one deserialization to the next.
+    m_answers->Clear();
+}
+
+bool WMSOAPDeserializer::IsArrayType(WMString const& typeNS, WMString const& typeName,
+                                     WMSOAPWSDLClient& wsdl) {
+    for (auto const& base : m_answers->bases) {
+        if (corvane::TextEquals(base.typeName, typeName) &&
+            corvane::TextEquals(base.typeNS, typeNS)) {
+            return base.isArray;
+        }
+    }
+    WMString baseName;
+    WMString baseNS;
+    wsdl.GetComplexBaseType(typeName, typeNS, baseName, baseNS);
+    bool const isArray = baseName == u"Array" && IsSoapEncType(baseNS);
+    if (m_answers->bases.size() < corvane::TypeAnswers::kMaxEntries) {
+        m_answers->bases.push_back({typeNS, typeName, isArray});
+    }
+    return isArray;
+}
+
+WMSOAPDeserializer::MemberType const* WMSOAPDeserializer::FindMemberType(WMString const& typeNS,
+                                                                         WMString const& typeName,
+                                                                         WMSOAPParamHandler* child,
+                                                                         WMSOAPWSDLClient& wsdl) {
+    WMString const& name = child->GetLocalName();
+    WMString const& ns = child->GetNS();
+    for (auto const& member : m_answers->members) {
+        if (corvane::TextEquals(member.name, name) && corvane::TextEquals(member.ns, ns) &&
+            corvane::TextEquals(member.typeName, typeName) &&
+            corvane::TextEquals(member.typeNS, typeNS)) {
+            return &member.answer;
+        }
+    }
+    // Member accessors are matched by name; their namespace is kept only when the description
+    // agrees with it (peers qualify members by accident, through a default namespace), so that
+    // the value can be written back.
+    MemberType answer;
+    answer.ns = ns;
+    if (!wsdl.GetStructMemberType(typeName, typeNS, name, answer.ns, answer.typeName,
+                                  answer.typeNS)) {
+        answer.ns.clear();
+        if (!wsdl.GetStructMemberType(typeName, typeNS, name, answer.ns, answer.typeName,
+                                      answer.typeNS)) {
+            return nullptr;
+        }
+    }
+    auto& members = m_answers->members;
+    if (members.size() >= corvane::TypeAnswers::kMaxEntries) {
+        m_answers->scratch = std::move(answer);
+        return &m_answers->scratch;
+    }
+    members.push_back({typeNS, typeName, name, ns, std::move(answer)});
+    return &members.back().answer;
 }
 
 bool WMSOAPDeserializer::Charge(std::size_t count) {
@@ -261,10 +352,7 @@ bool WMSOAPDeserializer::DeserializeComplexType(WMSOAPParamHandler* element,
     if (!Enter(content)) {
         return false;
     }
-    WMString baseName;
-    WMString baseNS;
-    wsdl.GetComplexBaseType(typeName, typeNS, baseName, baseNS);
-    bool const ok = baseName == u"Array" && IsSoapEncType(baseNS)
+    bool const ok = IsArrayType(typeNS, typeName, wsdl)
                         ? DeserializeArray(typeNS, typeName, content, result, message, wsdl)
                         : DeserializeStruct(typeNS, typeName, content, result, message, wsdl);
     Leave();
@@ -285,19 +373,15 @@ bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
     WMSOAPStructType members;
     ValueBuilder::Reserve(members, element->GetChildren().size());
     for (WMSOAPParamHandler* child : element->GetChildren()) {
-        WMString memberTypeName;
-        WMString memberTypeNS;
-        // Member accessors are matched by name; their namespace is kept only when the
-        // description agrees with it (peers qualify members by accident, through a default
-        // namespace), so that the value can be written back.
-        WMString memberNS = child->GetNS();
-        if (!wsdl.GetStructMemberType(typeName, typeNS, child->GetLocalName(), memberNS,
-                                      memberTypeName, memberTypeNS)) {
-            memberNS.clear();
-            if (!wsdl.GetStructMemberType(typeName, typeNS, child->GetLocalName(), memberNS,
-                                          memberTypeName, memberTypeNS)) {
-                return false;
-            }
+        MemberType const* memberType = FindMemberType(typeNS, typeName, child, wsdl);
+        if (memberType == nullptr) {
+            return false;
+        }
+        // An answer that did not fit the list is overwritten by the next one: keep a copy.
+        MemberType uncached;
+        if (memberType == &m_answers->scratch) {
+            uncached = *memberType;
+            memberType = &uncached;
         }
         WMSOAPParamHandler* content = child;
         if (!child->GetHref().empty()) {
@@ -308,16 +392,16 @@ bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
         }
         std::size_t const before = m_created;
         WMSOAPStructMember value;
-        bool const ok =
-            IsXSDType(memberTypeNS) || IsSoapEncType(memberTypeNS)
-                ? DeserializeBuiltInType(content, memberTypeName, value)
-                : DeserializeComplexType(child, content == child ? nullptr : content, false,
-                                         memberTypeNS, memberTypeName, value, message, wsdl);
+        bool const ok = IsXSDType(memberType->typeNS) || IsSoapEncType(memberType->typeNS)
+                            ? DeserializeBuiltInType(content, memberType->typeName, value)
+                            : DeserializeComplexType(child, content == child ? nullptr : content,
+                                                     false, memberType->typeNS,
+                                                     memberType->typeName, value, message, wsdl);
         if (!ok || !ChargeCopy(m_created - before)) {
             return false;
         }
         value.SetName(child->GetLocalName());
-        value.SetNS(memberNS);
+        value.SetNS(memberType->ns);
         ValueBuilder::Append(members, std::move(value));
     }
     if (!ChargeCopy(m_created - createdBefore)) {
@@ -356,11 +440,7 @@ bool WMSOAPDeserializer::DeserializeArray(WMString typeNS, WMString typeName,
     }
     DataType kind = DataType::SOAP_NONE;
     if (!anyItems && !IsXSDType(itemNS) && !IsSoapEncType(itemNS)) {
-        WMString baseName;
-        WMString baseNS;
-        wsdl.GetComplexBaseType(itemName, itemNS, baseName, baseNS);
-        kind = baseName == u"Array" && IsSoapEncType(baseNS) ? DataType::SOAP_ARRAY
-                                                             : DataType::SOAP_STRUCT;
+        kind = IsArrayType(itemNS, itemName, wsdl) ? DataType::SOAP_ARRAY : DataType::SOAP_STRUCT;
     }
     return DeserializeArray(element, kind, itemNS, itemName, result, message, wsdl);
 }
