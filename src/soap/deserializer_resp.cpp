@@ -42,6 +42,9 @@ bool WMSOAPRespDeserializer::Deserialize(WMSOAPMessage& message, WMSOAPWSDLClien
     ResetValueBudget(m_state->events.GetElementCount());
     DeserializeHeader(message, wsdl);
     DeserializeBody(message, wsdl);
+    // The document was needed for the literal texts only; the values are read from the
+    // handlers. Freeing it before they are built keeps it out of the peak memory of a call.
+    delete m_state->parser.DetachDocRoot();
     return true;
 }
 

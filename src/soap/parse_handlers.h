@@ -108,6 +108,8 @@ public:
     WMString const& GetEncodingStyle() const { return m_encodingStyle.Get(); }
     void SetEncodingStyle(WMString const& style) { m_encodingStyle = style; }
     void SetEncodingStyle(URIText const& style) { m_encodingStyle = style; }
+    // Valid while the deserializer that parsed it is inside Deserialize: the response reader
+    // frees the document once the header entries and the body have been taken as text.
     WMXMLElement* GetElement() const { return m_element; }
 
 protected:
