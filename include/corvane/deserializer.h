@@ -80,6 +80,10 @@ private:
     bool Charge(std::size_t count);
     // Counts a deep copy of a value of `size` values; false when the budget is spent.
     bool ChargeCopy(std::size_t size);
+    // DeserializeBuiltInType without the name and namespace: `converted` tells whether the type
+    // is in the built-in table (and the element not nil), which is when those would be set.
+    bool ReadBuiltInValue(corvane::WMSOAPParamHandler* element, WMString const& typeName,
+                          WMSOAPStructMember& result, bool& converted);
     // Enters the value of `element` (depth and cycle bookkeeping); false when too deep.
     bool Enter(corvane::WMSOAPParamHandler* element);
     void Leave();

@@ -18,6 +18,9 @@ class WMXMLMessageElement;
 class WMSOAPHeaderMsgElement;
 class WMSOAPParamMsgElement;
 class WMSOAPHeaderMsgElementLit;
+namespace corvane::detail {
+struct MessageBuilder;
+}
 
 // A SOAP fault raised inside the library. Thrown by value and caught by reference; a server
 // catches it around Deserialize and ProcessRPC and records it with SetSOAPFault.
@@ -64,6 +67,11 @@ public:
 protected:
     WMString m_buffer;
     WMXMLElement* m_rootElement;
+
+private:
+    // Takes the request text out of the message for the time of the exchange, rather than
+    // copying it (see its InvokeSOAPMethod).
+    friend class WMSOAPAutomationProxy;
 };
 
 class CORVANE_API WMSOAPMessage : public WMXMLMessage {
@@ -198,6 +206,8 @@ public:
 
 private:
     friend class WMSOAPSerializer;
+    // The deserializers' access for moving what they read into place (internal, not exported).
+    friend struct corvane::detail::MessageBuilder;
 
     // Deserializers are made on first use by the deserialization code, which owns their
     // definition; each carries its own deleter so the message needs no complete type. A copied

@@ -66,41 +66,53 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
                                              int port, WMString const& path,
                                              WMString const& userAgent, WMSOAPMessage& message) {
     m_xmlIn.clear();
-    m_xmlOut = *message.GetBufferPtr();
+    // The request text moves into the proxy, which keeps it for GetXMLOut, and the message's
+    // buffer starts empty for the answer: a large call then holds the text once, and the
+    // answer's buffer is sized for the answer. The message gets the text back when no answer
+    // arrives.
+    m_xmlOut.clear();
+    m_xmlOut.shrink_to_fit();
+    m_xmlOut.swap(message.m_buffer);
+    try {
+        // Content-Length counts the text's code units, not encoded bytes. The HTTP client
+        // writes one byte per code unit, so the count covers the body exactly; the zero byte it
+        // sends after the body falls outside it.
+        WMString headers;
+        headers.reserve(160 + host.size() + userAgent.size() + soapAction.size());
+        headers += u"Host: ";
+        headers += host;
+        headers += u":";
+        headers += Decimal(port);
+        headers += u"\r\nUser-Agent: ";
+        headers += userAgent;
+        headers += u"\r\nContent-Type: text/xml; charset=\"utf-8\"\r\n";
+        headers += u"Content-Length: ";
+        headers += Decimal(static_cast<unsigned long>(m_xmlOut.size()));
+        headers += u"\r\nSOAPAction: ";
+        headers += soapAction;
+        headers += u"\r\n";
 
-    // Content-Length counts the text's code units, not encoded bytes. The HTTP client writes one
-    // byte per code unit, so the count covers the body exactly; the zero byte it sends after the
-    // body falls outside it.
-    WMString headers;
-    headers.reserve(160 + host.size() + userAgent.size() + soapAction.size());
-    headers += u"Host: ";
-    headers += host;
-    headers += u":";
-    headers += Decimal(port);
-    headers += u"\r\nUser-Agent: ";
-    headers += userAgent;
-    headers += u"\r\nContent-Type: text/xml; charset=\"utf-8\"\r\n";
-    headers += u"Content-Length: ";
-    headers += Decimal(static_cast<unsigned long>(m_xmlOut.size()));
-    headers += u"\r\nSOAPAction: ";
-    headers += soapAction;
-    headers += u"\r\n";
+        WMHTTPRequestSock http(kDefaultHTTPPort, m_timeout);
+        if (!http.SendHTTPRequest(port, u"POST", host, path, WMString(), headers, m_xmlOut)) {
+            throw WMSOAPProxyFault(u"Request Message", u"Could not connect to server.");
+        }
 
-    WMHTTPRequestSock http(kDefaultHTTPPort, m_timeout);
-    if (!http.SendHTTPRequest(port, u"POST", host, path, WMString(), headers, m_xmlOut)) {
-        throw WMSOAPProxyFault(u"Request Message", u"Could not connect to server.");
-    }
-
-    m_httpStatus = http.GetStatus();
-    if (WMChar const* refusal = RefusalText(m_httpStatus)) {
-        throw WMSOAPProxyFault(u"Response Message", refusal);
-    }
-    if (http.GetHeader(u"Content-Type").find(u"text/xml") == WMString::npos) {
-        throw WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
-    }
-    if (WMChar const* content = http.GetContent()) {
-        m_xmlIn = content;
-        message.SetBuffer(m_xmlIn);
+        m_httpStatus = http.GetStatus();
+        if (WMChar const* refusal = RefusalText(m_httpStatus)) {
+            throw WMSOAPProxyFault(u"Response Message", refusal);
+        }
+        if (http.GetHeader(u"Content-Type").find(u"text/xml") == WMString::npos) {
+            throw WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
+        }
+        if (WMChar const* content = http.GetContent()) {
+            m_xmlIn = content;
+            message.SetBuffer(m_xmlIn);
+        } else {
+            message.SetBuffer(m_xmlOut);
+        }
+    } catch (...) {
+        message.SetBuffer(m_xmlOut);
+        throw;
     }
     return true;
 }

@@ -4,8 +4,8 @@
 #include <corvane/xml_parser.h>
 
 #include <algorithm>
-#include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "soap/deserializer_impl.h"
@@ -22,20 +22,31 @@ namespace {
 
 enum Category { kLongCategory = 1, kDoubleCategory = 2, kStringCategory = 3 };
 
-// The built-in type table. It never changes, so one immutable instance serves every
-// deserializer.
-std::map<std::u16string_view, int> const& BuiltInTypes() {
-    static std::map<std::u16string_view, int> const table = {
-        {u"unsignedByte", kLongCategory}, {u"byte", kLongCategory},
-        {u"short", kLongCategory},        {u"unsignedShort", kLongCategory},
-        {u"integer", kLongCategory},      {u"int", kLongCategory},
-        {u"unsignedInt", kLongCategory},  {u"long", kLongCategory},
-        {u"unsignedLong", kLongCategory}, {u"float", kDoubleCategory},
-        {u"double", kDoubleCategory},     {u"decimal", kDoubleCategory},
-        {u"string", kStringCategory},     {u"hexBinary", kStringCategory},
-        {u"boolean", kLongCategory},
-    };
-    return table;
+// The built-in type table. It never changes; fifteen short names are found faster by a scan
+// than by a tree.
+struct BuiltInType {
+    std::u16string_view name;
+    Category category;
+};
+constexpr BuiltInType kBuiltInTypes[] = {
+    {u"string", kStringCategory},     {u"int", kLongCategory},
+    {u"float", kDoubleCategory},      {u"double", kDoubleCategory},
+    {u"boolean", kLongCategory},      {u"long", kLongCategory},
+    {u"short", kLongCategory},        {u"byte", kLongCategory},
+    {u"integer", kLongCategory},      {u"decimal", kDoubleCategory},
+    {u"unsignedByte", kLongCategory}, {u"unsignedShort", kLongCategory},
+    {u"unsignedInt", kLongCategory},  {u"unsignedLong", kLongCategory},
+    {u"hexBinary", kStringCategory},
+};
+
+// The category of a built-in type name, or 0 for a name outside the table.
+int BuiltInCategory(std::u16string_view name) {
+    for (BuiltInType const& type : kBuiltInTypes) {
+        if (corvane::TextEquals(type.name, name)) {
+            return type.category;
+        }
+    }
+    return 0;
 }
 
 // Values one deserialization may materialize (new values plus deep copies, each counted by its
@@ -216,6 +227,19 @@ WMSOAPParamHandler* WMSOAPDeserializer::ResolveReference(WMSOAPParamHandler* ele
 bool WMSOAPDeserializer::DeserializeBuiltInType(WMSOAPParamHandler* element,
                                                 WMString const& typeName,
                                                 WMSOAPStructMember& result) {
+    bool converted = false;
+    if (!ReadBuiltInValue(element, typeName, result, converted)) {
+        return false;
+    }
+    if (converted) {
+        result.SetName(element->GetLocalName());
+        result.SetNS(element->GetTypeNS());
+    }
+    return true;
+}
+
+bool WMSOAPDeserializer::ReadBuiltInValue(WMSOAPParamHandler* element, WMString const& typeName,
+                                          WMSOAPStructMember& result, bool& converted) {
     if (!Charge(1)) {
         return false;
     }
@@ -223,24 +247,20 @@ bool WMSOAPDeserializer::DeserializeBuiltInType(WMSOAPParamHandler* element,
         result.SetValue(WMString());
         return true;
     }
-    auto const& table = BuiltInTypes();
-    auto const row = table.find(typeName);
-    if (row == table.end()) {
-        return true;
-    }
-    switch (row->second) {
+    switch (BuiltInCategory(typeName)) {
         case kLongCategory:
             result.SetValue(corvane::Wtol(element->GetValue()));
             break;
         case kDoubleCategory:
             result.SetValue(static_cast<double>(corvane::ScanFloat(element->GetValue())));
             break;
-        default:
+        case kStringCategory:
             result.SetValue(element->GetValue());
             break;
+        default:
+            return true;
     }
-    result.SetName(element->GetLocalName());
-    result.SetNS(element->GetTypeNS());
+    converted = true;
     return true;
 }
 
@@ -392,8 +412,10 @@ bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
         }
         std::size_t const before = m_created;
         WMSOAPStructMember value;
+        // The member is named by its accessor below, whatever its content says.
+        bool converted = false;
         bool const ok = IsXSDType(memberType->typeNS) || IsSoapEncType(memberType->typeNS)
-                            ? DeserializeBuiltInType(content, memberType->typeName, value)
+                            ? ReadBuiltInValue(content, memberType->typeName, value, converted)
                             : DeserializeComplexType(child, content == child ? nullptr : content,
                                                      false, memberType->typeNS,
                                                      memberType->typeName, value, message, wsdl);

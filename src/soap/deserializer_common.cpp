@@ -1,6 +1,8 @@
 #include <corvane/message.h>
 
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "soap/deserializer_impl.h"
 
@@ -30,8 +32,19 @@ void ParseEnvelope(WMXMLParser& parser, WMString const& text, WMSOAPParseEventHa
     }
 }
 
-WMString ElementText(WMXMLElement const* element) {
-    return element != nullptr ? element->Serialize(nullptr) : WMString();
+WMString ElementText(WMXMLElement const* element, std::size_t capacity) {
+    WMString text;
+    if (element != nullptr) {
+        text.reserve(capacity);
+        element->Serialize(nullptr, text);
+    }
+    return text;
+}
+
+void detail::MessageBuilder::SetBodyElemLit(WMSOAPMessage& message, WMString&& xml,
+                                            WMString const& encodingStyle) {
+    message.m_bodyElemLit =
+        std::make_unique<std::pair<WMString, WMString>>(encodingStyle, std::move(xml));
 }
 
 bool TypesAgree(WMString const& explicitNS, WMString const& explicitName, WMString const& wsdlNS,

@@ -7,6 +7,7 @@
 #include <corvane/xml.h>
 #include <corvane/xml_parser.h>
 
+#include <cstddef>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -40,8 +41,18 @@ WMString FormatFault(std::u16string_view pattern, WMString const& argument);
 // Runs the parse and turns the parser's line number into the parse-error fault.
 void ParseEnvelope(WMXMLParser& parser, WMString const& text, WMSOAPParseEventHandler& events);
 
-// The element as XML text, declaring every prefix in scope so that it stands alone.
-WMString ElementText(WMXMLElement const* element);
+// The element as XML text, declaring every prefix in scope so that it stands alone. The
+// capacity, when the caller knows the text's likely size, spares the growing string its copies
+// (and a large body twice its size at the moment it grows).
+WMString ElementText(WMXMLElement const* element, std::size_t capacity = 0);
+
+namespace detail {
+// Stores what SetBodyElemLit stores, moving the text instead of copying it.
+struct MessageBuilder {
+    static void SetBodyElemLit(WMSOAPMessage& message, WMString&& xml,
+                               WMString const& encodingStyle);
+};
+}  // namespace detail
 
 // True when an explicit xsi:type agrees with the type the WSDL gives: the same qualified name,
 // or two base64 types.

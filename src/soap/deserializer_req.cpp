@@ -167,7 +167,11 @@ bool WMSOAPReqDeserializer::DeserializeBody(WMSOAPMessage& message) {
     if (body.GetElement() == nullptr) {
         return true;
     }
-    return message.SetBodyElemLit(corvane::ElementText(body.GetElement()), body.GetEncodingStyle());
+    // The body is nearly the whole envelope: its text is given the envelope's size at once.
+    corvane::detail::MessageBuilder::SetBodyElemLit(
+        message, corvane::ElementText(body.GetElement(), message.GetBufferLength()),
+        body.GetEncodingStyle());
+    return true;
 }
 
 namespace {

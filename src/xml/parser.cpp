@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "text/equal.h"
 #include "xml/chars.h"
 #include "xml/model_impl.h"
 
@@ -277,8 +278,8 @@ private:
 
     // Capacity for an attribute key that resolution will turn into the expanded name: guessed
     // from the parent's scope, so that the key usually needs one allocation, not two.
-    static std::size_t ExpectedKeySize(std::u16string_view name, WMXMLElement const* element,
-                                       WMXMLElement const* parent) {
+    std::size_t ExpectedKeySize(std::u16string_view name, WMXMLElement const* element,
+                                WMXMLElement const* parent) {
         if (!parent) {
             return name.size();
         }
@@ -291,10 +292,17 @@ private:
                                           : qname.size() - elementColon - 1;
             return parent->DefaultNS().size() + local + name.size();
         }
+        // Most attributes of a document share a prefix and a scope (xsi:type on every element):
+        // the last answer is kept. A stale one costs nothing but a second allocation.
         WMXMLNSPrefixMap const& prefixes = parent->Prefixes();
-        auto found = prefixes.find(WMString(name.substr(0, colon)));
-        std::size_t const uri = found == prefixes.end() ? 0 : found->second.size();
-        return std::max(name.size(), uri + name.size() - colon - 1);
+        std::u16string_view const prefix = name.substr(0, colon);
+        if (&prefixes != m_guessPrefixes || !TextEquals(prefix, m_guessPrefix)) {
+            auto found = prefixes.find(WMString(prefix));
+            m_guessPrefixes = &prefixes;
+            m_guessPrefix.assign(prefix);
+            m_guessURISize = found == prefixes.end() ? 0 : found->second.size();
+        }
+        return std::max(name.size(), m_guessURISize + name.size() - colon - 1);
     }
 
     NOINLINE bool ParseAttribute(WMXMLElement* element, WMXMLElement const* parent) {
@@ -730,6 +738,10 @@ private:
     bool const m_buildTree;
     XMLInterner m_interner;
     WMString m_value;  // the attribute value being read
+    // The last prefix whose URI length ExpectedKeySize looked up, and in which map.
+    WMXMLNSPrefixMap const* m_guessPrefixes = nullptr;
+    WMString m_guessPrefix;
+    std::size_t m_guessURISize = 0;
     using AttributeNode = std::map<WMString, WMXMLAttribute*>::node_type;
     std::vector<WMXMLElement*> m_spareElements;
     std::vector<AttributeNode> m_spareAttributes;
