@@ -24,6 +24,9 @@ class WMSOAPResponseHandler;
 struct RespParseState;
 struct ReqParseState;
 struct TypeAnswers;
+namespace detail {
+struct MessageBuilder;
+}
 }  // namespace corvane
 
 class CORVANE_API WMSOAPDeserializer {
@@ -140,6 +143,10 @@ protected:
     virtual corvane::WMSOAPParamHandler* GetMultiRefElem(corvane::WMSOAPParamHandler* element);
 
 private:
+    friend struct corvane::detail::MessageBuilder;
+    // Frees the handler tree of the last response, keeping the parser (its line count goes on).
+    void ReleaseTree();
+
     // The parser, the parse-event handler and the handler tree of the last response; a copy
     // of the deserializer starts with a fresh one, since the tree belongs to one parse.
     std::unique_ptr<corvane::RespParseState> m_state;

@@ -8,6 +8,10 @@
 
 // Receives the events of a parse. The strings and the element passed to a call are valid only
 // during the call, unless the parser keeps the tree (build-tree mode).
+namespace corvane::detail {
+struct XMLParserAccess;
+}
+
 class WMXMLEventHandler {
 public:
     virtual ~WMXMLEventHandler() {}
@@ -72,6 +76,10 @@ public:
     int SerializeXML(WMString& out);
 
 private:
+    // Internal callers whose handlers never touch the text parse it in place (not exported).
+    friend struct corvane::detail::XMLParserAccess;
+    void Parse(WMString const& text, WMXMLEventHandler* handler);
+
     int m_line;
     WMXMLEventHandler* m_handler;
     WMXMLElement* m_root;

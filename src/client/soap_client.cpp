@@ -1,6 +1,9 @@
 #include <corvane/client.h>
 
+#include <utility>
+
 #include "client/name_list.h"
+#include "soap/deserializer_impl.h"
 
 namespace {
 
@@ -182,8 +185,10 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
                 }
             }
         }
-        returnValue = m_message.GetReturnValue();
+        // The message's copy is not read again: NewMessage or the next call resets it.
+        returnValue = std::move(m_message.GetReturnValue());
     }
+    corvane::detail::MessageBuilder::ReleaseResponseTree(m_message);
     return true;
 }
 

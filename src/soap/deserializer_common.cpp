@@ -1,3 +1,4 @@
+#include <corvane/deserializer.h>
 #include <corvane/message.h>
 
 #include <memory>
@@ -5,6 +6,7 @@
 #include <utility>
 
 #include "soap/deserializer_impl.h"
+#include "xml/parser_access.h"
 
 namespace corvane {
 
@@ -22,7 +24,8 @@ WMString FormatFault(std::u16string_view pattern, WMString const& argument) {
 
 void ParseEnvelope(WMXMLParser& parser, WMString const& text, WMSOAPParseEventHandler& events) {
     try {
-        parser.ParseXML(text, &events);
+        // The handlers never touch the message's text: no copy of it is needed.
+        detail::XMLParserAccess::ParseInPlace(parser, text, &events);
     } catch (int line) {
         std::string const digits = std::to_string(line);
         ThrowSOAPFault(u"SOAP-ENV:Server",
@@ -39,6 +42,12 @@ WMString ElementText(WMXMLElement const* element, std::size_t capacity) {
         element->Serialize(nullptr, text);
     }
     return text;
+}
+
+void detail::MessageBuilder::ReleaseResponseTree(WMSOAPMessage& message) {
+    if (message.m_respDeserializer) {
+        message.m_respDeserializer->ReleaseTree();
+    }
 }
 
 void detail::MessageBuilder::SetBodyElemLit(WMSOAPMessage& message, WMString&& xml,

@@ -51,6 +51,9 @@ namespace detail {
 struct MessageBuilder {
     static void SetBodyElemLit(WMSOAPMessage& message, WMString&& xml,
                                WMString const& encodingStyle);
+    // Frees what the response reader keeps of the last answer (its handler tree) once the
+    // caller has taken everything it needs from the message; the values stay in the message.
+    static void ReleaseResponseTree(WMSOAPMessage& message);
 };
 }  // namespace detail
 

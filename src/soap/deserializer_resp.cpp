@@ -34,10 +34,7 @@ WMSOAPRespDeserializer& WMSOAPRespDeserializer::operator=(WMSOAPRespDeserializer
 WMSOAPRespDeserializer::~WMSOAPRespDeserializer() = default;
 
 bool WMSOAPRespDeserializer::Deserialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
-    // The stack still points into the old tree: empty it before the tree goes.
-    m_state->events.Reset();
-    m_state->handler = std::make_unique<corvane::WMSOAPResponseMessageHandler>();
-    m_state->events.SetRootHandler(m_state->handler.get());
+    ReleaseTree();
     corvane::ParseEnvelope(m_state->parser, *message.GetBufferPtr(), m_state->events);
     ResetValueBudget(m_state->events.GetElementCount());
     DeserializeHeader(message, wsdl);
@@ -46,6 +43,13 @@ bool WMSOAPRespDeserializer::Deserialize(WMSOAPMessage& message, WMSOAPWSDLClien
     // handlers. Freeing it before they are built keeps it out of the peak memory of a call.
     delete m_state->parser.DetachDocRoot();
     return true;
+}
+
+void WMSOAPRespDeserializer::ReleaseTree() {
+    // The stack still points into the old tree: empty it before the tree goes.
+    m_state->events.Reset();
+    m_state->handler = std::make_unique<corvane::WMSOAPResponseMessageHandler>();
+    m_state->events.SetRootHandler(m_state->handler.get());
 }
 
 bool WMSOAPRespDeserializer::IsSOAPFault(void) {

@@ -776,10 +776,15 @@ void WMXMLParser::SetBuildTree(bool buildTree) {
 }
 
 void WMXMLParser::ParseXML(WMString const& text, WMXMLEventHandler* handler) {
+    // A private copy: the handler may change or free the caller's text while it is read.
     WMString const copy(text);
+    Parse(copy, handler);
+}
+
+void WMXMLParser::Parse(WMString const& text, WMXMLEventHandler* handler) {
     m_handler = handler;
     SetDocRoot(nullptr);
-    corvane::detail::XMLReader reader(copy, m_line, handler, m_buildTree);
+    corvane::detail::XMLReader reader(text, m_line, handler, m_buildTree);
     reader.ParseXMLDocument([this](WMXMLElement* root) { m_root = root; });
 }
 
