@@ -83,6 +83,16 @@ private:
     bool Charge(std::size_t count);
     // Counts a deep copy of a value of `size` values; false when the budget is spent.
     bool ChargeCopy(std::size_t size);
+    // The complex-type readers behind the exported forms, with the type's name by reference.
+    bool ReadComplex(corvane::WMSOAPParamHandler* element, corvane::WMSOAPParamHandler* referenced,
+                     bool named, WMString const& typeNS, WMString const& typeName,
+                     WMSOAPStructMember& result, WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
+    bool ReadStruct(WMString const& typeNS, WMString const& typeName,
+                    corvane::WMSOAPParamHandler* element, WMSOAPStructMember& result,
+                    WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
+    bool ReadArray(WMString const& typeNS, WMString const& typeName,
+                   corvane::WMSOAPParamHandler* element, WMSOAPStructMember& result,
+                   WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
     // DeserializeBuiltInType without the name and namespace: `converted` tells whether the type
     // is in the built-in table (and the element not nil), which is when those would be set.
     bool ReadBuiltInValue(corvane::WMSOAPParamHandler* element, WMString const& typeName,

@@ -363,18 +363,39 @@ bool WMSOAPDeserializer::DeserializeDateTime(WMSOAPParamHandler* element, double
     return true;
 }
 
+// The exported forms take the type's name by value; the reading itself passes references, so
+// that the items of a large array do not copy their type's name four times each.
 bool WMSOAPDeserializer::DeserializeComplexType(WMSOAPParamHandler* element,
                                                 WMSOAPParamHandler* referenced, bool named,
                                                 WMString typeNS, WMString typeName,
                                                 WMSOAPStructMember& result, WMSOAPMessage& message,
                                                 WMSOAPWSDLClient& wsdl) {
+    return ReadComplex(element, referenced, named, typeNS, typeName, result, message, wsdl);
+}
+
+bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
+                                           WMSOAPParamHandler* element, WMSOAPStructMember& result,
+                                           WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    return ReadStruct(typeNS, typeName, element, result, message, wsdl);
+}
+
+bool WMSOAPDeserializer::DeserializeArray(WMString typeNS, WMString typeName,
+                                          WMSOAPParamHandler* element, WMSOAPStructMember& result,
+                                          WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    return ReadArray(typeNS, typeName, element, result, message, wsdl);
+}
+
+bool WMSOAPDeserializer::ReadComplex(WMSOAPParamHandler* element, WMSOAPParamHandler* referenced,
+                                     bool named, WMString const& typeNS, WMString const& typeName,
+                                     WMSOAPStructMember& result, WMSOAPMessage& message,
+                                     WMSOAPWSDLClient& wsdl) {
     WMSOAPParamHandler* content = referenced != nullptr ? referenced : element;
     if (!Enter(content)) {
         return false;
     }
     bool const ok = IsArrayType(typeNS, typeName, wsdl)
-                        ? DeserializeArray(typeNS, typeName, content, result, message, wsdl)
-                        : DeserializeStruct(typeNS, typeName, content, result, message, wsdl);
+                        ? ReadArray(typeNS, typeName, content, result, message, wsdl)
+                        : ReadStruct(typeNS, typeName, content, result, message, wsdl);
     Leave();
     if (ok && named) {
         result.SetName(element->GetLocalName());
@@ -383,9 +404,9 @@ bool WMSOAPDeserializer::DeserializeComplexType(WMSOAPParamHandler* element,
     return ok;
 }
 
-bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
-                                           WMSOAPParamHandler* element, WMSOAPStructMember& result,
-                                           WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+bool WMSOAPDeserializer::ReadStruct(WMString const& typeNS, WMString const& typeName,
+                                    WMSOAPParamHandler* element, WMSOAPStructMember& result,
+                                    WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     if (!Charge(1)) {
         return false;
     }
@@ -414,11 +435,11 @@ bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
         WMSOAPStructMember value;
         // The member is named by its accessor below, whatever its content says.
         bool converted = false;
-        bool const ok = IsXSDType(memberType->typeNS) || IsSoapEncType(memberType->typeNS)
-                            ? ReadBuiltInValue(content, memberType->typeName, value, converted)
-                            : DeserializeComplexType(child, content == child ? nullptr : content,
-                                                     false, memberType->typeNS,
-                                                     memberType->typeName, value, message, wsdl);
+        bool const ok =
+            IsXSDType(memberType->typeNS) || IsSoapEncType(memberType->typeNS)
+                ? ReadBuiltInValue(content, memberType->typeName, value, converted)
+                : ReadComplex(child, content == child ? nullptr : content, false,
+                              memberType->typeNS, memberType->typeName, value, message, wsdl);
         if (!ok || !ChargeCopy(m_created - before)) {
             return false;
         }
@@ -433,9 +454,9 @@ bool WMSOAPDeserializer::DeserializeStruct(WMString typeNS, WMString typeName,
     return true;
 }
 
-bool WMSOAPDeserializer::DeserializeArray(WMString typeNS, WMString typeName,
-                                          WMSOAPParamHandler* element, WMSOAPStructMember& result,
-                                          WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+bool WMSOAPDeserializer::ReadArray(WMString const& typeNS, WMString const& typeName,
+                                   WMSOAPParamHandler* element, WMSOAPStructMember& result,
+                                   WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     WMString itemName;
     WMString itemNS;
     if (!wsdl.GetArrayType(typeName, typeNS, itemName, itemNS)) {
@@ -474,8 +495,7 @@ bool WMSOAPDeserializer::ReadItem(WMSOAPParamHandler* child, WMSOAPParamHandler*
     // A complex item reached through an href is named after the referring item element.
     WMSOAPParamHandler* const referenced = item == child ? nullptr : item;
     if (itemKind == DataType::SOAP_STRUCT || itemKind == DataType::SOAP_ARRAY) {
-        return DeserializeComplexType(child, referenced, true, itemTypeNS, itemTypeName, value,
-                                      message, wsdl);
+        return ReadComplex(child, referenced, true, itemTypeNS, itemTypeName, value, message, wsdl);
     }
     if (!IsAnyType(itemTypeName)) {
         return DeserializeBuiltInType(item, itemTypeName, value);
@@ -495,7 +515,7 @@ bool WMSOAPDeserializer::ReadItem(WMSOAPParamHandler* child, WMSOAPParamHandler*
     if (IsXSDType(ownNS) || IsSoapEncType(ownNS)) {
         return DeserializeBuiltInType(item, ownName, value);
     }
-    return DeserializeComplexType(child, referenced, true, ownNS, ownName, value, message, wsdl);
+    return ReadComplex(child, referenced, true, ownNS, ownName, value, message, wsdl);
 }
 
 bool WMSOAPDeserializer::DeserializeArray(WMSOAPParamHandler* element, DataType itemKind,
