@@ -185,8 +185,10 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
                 }
             }
         }
-        // The message's copy is not read again: NewMessage or the next call resets it.
+        // Moved rather than copied; the message is left with no return value, as NewMessage
+        // leaves it.
         returnValue = std::move(m_message.GetReturnValue());
+        m_message.GetReturnValue() = WMSOAPStructMember();
     }
     corvane::detail::MessageBuilder::ReleaseResponseTree(m_message);
     return true;
