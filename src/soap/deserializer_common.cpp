@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "soap/deserializer_impl.h"
+#include "soap/message_entries.h"
 #include "xml/parser_access.h"
 
 namespace corvane {
@@ -42,6 +43,15 @@ WMString ElementText(WMXMLElement const* element, std::size_t capacity) {
         element->Serialize(nullptr, text);
     }
     return text;
+}
+
+void detail::MessageBuilder::AddMethodParam(WMSOAPMessage& message, WMString const& ns,
+                                            WMString const& name, WMSOAPStructMember&& value,
+                                            bool isInput, bool isOutput) {
+    auto entry =
+        std::make_unique<WMSOAPParamMsgElement>(ns, name, WMSOAPStructMember(), isInput, isOutput);
+    entry->m_value = std::move(value);
+    message.m_methodParams.push_back(std::move(entry));
 }
 
 void detail::MessageBuilder::ReleaseResponseTree(WMSOAPMessage& message) {

@@ -51,6 +51,9 @@ namespace detail {
 struct MessageBuilder {
     static void SetBodyElemLit(WMSOAPMessage& message, WMString&& xml,
                                WMString const& encodingStyle);
+    // Appends what AddMethodParam appends, moving the value instead of copying it.
+    static void AddMethodParam(WMSOAPMessage& message, WMString const& ns, WMString const& name,
+                               WMSOAPStructMember&& value, bool isInput, bool isOutput);
     // Frees what the response reader keeps of the last answer (its handler tree) once the
     // caller has taken everything it needs from the message; the values stay in the message.
     static void ReleaseResponseTree(WMSOAPMessage& message);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <utility>
 
 #include "soap/deserializer_impl.h"
 #include "soap/parse_handlers.h"
@@ -285,8 +286,9 @@ bool WMSOAPReqDeserializer::ProcessRPCRequest(WMSOAPMessage& message, WMSOAPWSDL
                                            name),
                 false);
         }
-        message.AddMethodParam(child->GetNS(), name, value, true,
-                               wsdl.IsOutputMsgPart(operation, name));
+        corvane::detail::MessageBuilder::AddMethodParam(message, child->GetNS(), name,
+                                                        std::move(value), true,
+                                                        wsdl.IsOutputMsgPart(operation, name));
     }
 
     // Out-only parts become placeholders at their parameterOrder position. The first one that

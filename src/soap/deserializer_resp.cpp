@@ -293,8 +293,9 @@ bool WMSOAPRespDeserializer::ProcessRPCResponse(WMSOAPMessage& message, WMSOAPWS
             // What SetReturnValue stores, moved rather than copied.
             message.GetReturnValue() = std::move(value);
         } else {
-            message.AddMethodParam(child->GetNS(), name, value,
-                                   wsdl.IsInputMsgPart(operation, name), true);
+            corvane::detail::MessageBuilder::AddMethodParam(
+                message, child->GetNS(), name, std::move(value),
+                wsdl.IsInputMsgPart(operation, name), true);
         }
     }
     return true;
