@@ -109,14 +109,16 @@ private:
     // an array ask the same questions over and over.
     bool IsArrayType(WMString const& typeNS, WMString const& typeName, WMSOAPWSDLClient& wsdl);
     // The member accessor's type in the struct type, and the namespace the member keeps; null
-    // when the description does not define the member.
+    // when the description does not define the member. The answer lives in the list of answers,
+    // or in `uncached` once the list is full.
     struct MemberType {
         WMString ns;
         WMString typeName;
         WMString typeNS;
     };
     MemberType const* FindMemberType(WMString const& typeNS, WMString const& typeName,
-                                     corvane::WMSOAPParamHandler* child, WMSOAPWSDLClient& wsdl);
+                                     corvane::WMSOAPParamHandler* child, WMSOAPWSDLClient& wsdl,
+                                     MemberType& uncached);
 
     friend struct corvane::TypeAnswers;
     std::unique_ptr<corvane::TypeAnswers> m_answers;

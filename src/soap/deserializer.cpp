@@ -97,7 +97,6 @@ struct TypeAnswers {
 
     std::vector<Base> bases;
     std::vector<Member> members;
-    WMSOAPDeserializer::MemberType scratch;  // the answer when the list is full
 };
 
 }  // namespace corvane
@@ -159,7 +158,8 @@ bool WMSOAPDeserializer::IsArrayType(WMString const& typeNS, WMString const& typ
 WMSOAPDeserializer::MemberType const* WMSOAPDeserializer::FindMemberType(WMString const& typeNS,
                                                                          WMString const& typeName,
                                                                          WMSOAPParamHandler* child,
-                                                                         WMSOAPWSDLClient& wsdl) {
+                                                                         WMSOAPWSDLClient& wsdl,
+                                                                         MemberType& uncached) {
     WMString const& name = child->GetLocalName();
     WMString const& ns = child->GetNS();
     for (auto const& member : m_answers->members) {
@@ -172,7 +172,7 @@ WMSOAPDeserializer::MemberType const* WMSOAPDeserializer::FindMemberType(WMStrin
     // Member accessors are matched by name; their namespace is kept only when the description
     // agrees with it (peers qualify members by accident, through a default namespace), so that
     // the value can be written back.
-    MemberType answer;
+    MemberType& answer = uncached;
     answer.ns = ns;
     if (!wsdl.GetStructMemberType(typeName, typeNS, name, answer.ns, answer.typeName,
                                   answer.typeNS)) {
@@ -184,8 +184,7 @@ WMSOAPDeserializer::MemberType const* WMSOAPDeserializer::FindMemberType(WMStrin
     }
     auto& members = m_answers->members;
     if (members.size() >= corvane::TypeAnswers::kMaxEntries) {
-        m_answers->scratch = std::move(answer);
-        return &m_answers->scratch;
+        return &answer;
     }
     members.push_back({typeNS, typeName, name, ns, std::move(answer)});
     return &members.back().answer;
@@ -414,15 +413,10 @@ bool WMSOAPDeserializer::ReadStruct(WMString const& typeNS, WMString const& type
     WMSOAPStructType members;
     ValueBuilder::Reserve(members, element->GetChildren().size());
     for (WMSOAPParamHandler* child : element->GetChildren()) {
-        MemberType const* memberType = FindMemberType(typeNS, typeName, child, wsdl);
+        MemberType uncached;  // holds the answer when the list of answers is full
+        MemberType const* memberType = FindMemberType(typeNS, typeName, child, wsdl, uncached);
         if (memberType == nullptr) {
             return false;
-        }
-        // An answer that did not fit the list is overwritten by the next one: keep a copy.
-        MemberType uncached;
-        if (memberType == &m_answers->scratch) {
-            uncached = *memberType;
-            memberType = &uncached;
         }
         WMSOAPParamHandler* content = child;
         if (!child->GetHref().empty()) {
