@@ -1,10 +1,12 @@
-// Text-to-number and text-to-date readings used by the deserializers. Pure functions.
+// Text-to-number and text-to-date readings used by the deserializers. The number readings are
+// pure functions; the date readings are the platform's.
 #ifndef CORVANE_SOAP_DESERIALIZER_TEXT_H
 #define CORVANE_SOAP_DESERIALIZER_TEXT_H
 
 #include <cstdint>
-#include <optional>
 #include <string_view>
+
+#include "platform/date.h"
 
 namespace corvane {
 
@@ -17,12 +19,9 @@ std::int32_t Wtol(std::u16string_view text);
 // 0 when no number starts the text.
 float ScanFloat(std::u16string_view text);
 
-// Automation date (days since 30 December 1899) of a "yyyy-mm-dd" text, or nothing when the
-// text is not a valid calendar date between the years 100 and 9999.
-std::optional<double> DateFromText(std::u16string_view text);
-
-// Fraction of a day of a "hh:mm:ss" text, or nothing when it is not a valid time of day.
-std::optional<double> TimeFromText(std::u16string_view text);
+// "yyyy-mm-dd" and "hh:mm:ss" texts to automation dates and day fractions.
+using platform::DateFromText;
+using platform::TimeFromText;
 
 }  // namespace corvane
 
