@@ -31,7 +31,5 @@ set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
 
 find_program(CORVANE_WINE NAMES wine64 wine PATHS /usr/lib/wine NO_CMAKE_FIND_ROOT_PATH)
 if(CORVANE_WINE)
-    # Through a wrapper that gives the programs their path arguments in Windows form.
-    set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../tests/win32/wine-run
-        ${CORVANE_WINE})
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${CORVANE_WINE})
 endif()

@@ -24,6 +24,10 @@ WMString Wide(const std::string& utf8) {
 int main(int argc, char** argv) {
     CLI::App app{"corvane: inspect and use SOAP services described by WSDL 1.1"};
     app.require_subcommand(1);
+    // On Windows the parser would take "/json" for "--json", and so an absolute POSIX-style path
+    // for an option; the command line is the same on every platform. Set before the
+    // subcommands, which inherit it.
+    app.allow_windows_style_options(false);
     std::vector<corvane::tool::Command> commands;
     commands.push_back(corvane::tool::AddInspectCommand(app));
     commands.push_back(corvane::tool::AddCallCommand(app));
