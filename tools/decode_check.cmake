@@ -1,5 +1,6 @@
-# Runs corvane decode on one capture and checks its exit status and that it printed JSON.
-execute_process(COMMAND ${TOOL} decode ${WSDL} ${OPERATION} ${FILE}
+# Runs corvane decode on one capture, through EMULATOR when one is given, and checks its exit
+# status and that it printed JSON.
+execute_process(COMMAND ${EMULATOR} ${TOOL} decode ${WSDL} ${OPERATION} ${FILE}
                 RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT status EQUAL EXPECTED)
     message(FATAL_ERROR "exit status ${status}, expected ${EXPECTED}: ${err}")
