@@ -1,11 +1,18 @@
-// Loopback servers for the client tests: a canned-answer HTTP stub and the real SOAP peers of
-// tests/peers, run as processes that each test starts and stops by their own process ids.
+// Loopback servers for the client tests: a canned-answer HTTP stub run in a thread of the test,
+// and the real SOAP peers of tests/peers, run as processes that each test starts and stops by
+// their own process ids.
 #ifndef CORVANE_TESTS_CLIENT_LOOPBACK_H
 #define CORVANE_TESTS_CLIENT_LOOPBACK_H
 
 #include <corvane/types.h>
 
+#include <condition_variable>
+#include <cstddef>
+#include <map>
+#include <mutex>
+#include <optional>
 #include <string>
+#include <thread>
 
 namespace corvane::test {
 
@@ -36,7 +43,9 @@ private:
     std::string path_;
 };
 
-// tests/client/http_stub.py: answers every connection with canned bytes and records requests.
+// A loopback HTTP server on 127.0.0.1 that answers connections one at a time, in order: it reads
+// a request (headers, then Content-Length bytes of body, with whatever else arrived with them),
+// records it, and answers with canned bytes.
 class StubServer {
 public:
     StubServer() = default;
@@ -47,19 +56,35 @@ public:
     // The answer to every connection, or to the n-th one (from 1). Set before Start.
     void SetAnswer(std::string const& bytes);
     void SetAnswer(int connection, std::string const& bytes);
+    // Only the first `bytes` of the answer are sent before the connection is closed.
     void SetCloseAfter(std::size_t bytes);
+    // The answer waits this long after the request.
     void SetDelaySeconds(double seconds);
 
     void Start();
+    // Returns once the port is closed; an answer still waiting for its delay is dropped.
     void Stop();
     int Port() const { return port_; }
     bool HasRequest(int connection) const;
     std::string Request(int connection) const;
 
 private:
-    TempDir dir_;
-    std::string pid_;
+    void Serve();
+    void Answer(int connection, int fd);
+    bool Stopping() const;
+    std::string ReadRequest(int fd) const;
+
+    std::string answer_;
+    std::map<int, std::string> answers_;
+    std::optional<std::size_t> closeAfter_;
+    double delaySeconds_ = 0.0;
+    int listener_ = -1;
     int port_ = 0;
+    std::thread thread_;
+    mutable std::mutex mutex_;
+    std::condition_variable wake_;
+    bool stop_ = false;
+    std::map<int, std::string> requests_;
 };
 
 // A port on which nothing listens (a stub's, after the stub has stopped).
