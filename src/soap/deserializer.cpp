@@ -95,6 +95,16 @@ struct TypeAnswers {
         members.clear();
     }
 
+    // Forgets the answers of another description.
+    void Use(WMSOAPWSDLClient const& description) {
+        if (wsdl != &description) {
+            Clear();
+            wsdl = &description;
+        }
+    }
+
+    WMSOAPWSDLClient const* wsdl = nullptr;
+
     std::vector<Base> bases;
     std::vector<Member> members;
 };
@@ -139,6 +149,7 @@ void WMSOAPDeserializer::ResetValueBudget(std::size_t inputElements) {
 
 bool WMSOAPDeserializer::IsArrayType(WMString const& typeNS, WMString const& typeName,
                                      WMSOAPWSDLClient& wsdl) {
+    m_answers->Use(wsdl);
     for (auto const& base : m_answers->bases) {
         if (corvane::TextEquals(base.typeName, typeName) &&
             corvane::TextEquals(base.typeNS, typeNS)) {
@@ -160,6 +171,7 @@ WMSOAPDeserializer::MemberType const* WMSOAPDeserializer::FindMemberType(WMStrin
                                                                          WMSOAPParamHandler* child,
                                                                          WMSOAPWSDLClient& wsdl,
                                                                          MemberType& uncached) {
+    m_answers->Use(wsdl);
     WMString const& name = child->GetLocalName();
     WMString const& ns = child->GetNS();
     for (auto const& member : m_answers->members) {

@@ -146,10 +146,14 @@ TEST(AutomationProxy, RedirectIsNeverFollowed) {
 TEST(AutomationProxy, NoConnectionIsARequestFault) {
     WMSOAPAutomationProxy proxy;
     WMSOAPMessage message;
+    message.SetBuffer(u"<request/>");
     Outcome const outcome = Exchange(proxy, ClosedPort(), message);
     EXPECT_FALSE(outcome.completed);
     EXPECT_EQ(outcome.context, u"Request Message");
     EXPECT_EQ(outcome.message, u"Could not connect to server.");
+    // The request text stays with the message, and the proxy keeps it too.
+    EXPECT_EQ(*message.GetBufferPtr(), u"<request/>");
+    EXPECT_EQ(*proxy.GetXMLOut(), u"<request/>");
     EXPECT_FALSE(proxy.InvokeMethod(u"", u"127.0.0.1", ClosedPort(), u"/", u"t", message));
 }
 
