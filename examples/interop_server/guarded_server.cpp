@@ -393,6 +393,16 @@ GuardedServer::~GuardedServer() {
     }
 }
 
+int GuardedServer::Bind(std::string const& host, int port) {
+    int const bound = port == 0 ? bind_to_any_port(host) : (bind_to_port(host, port) ? port : -1);
+    // cpp-httplib listens with a backlog of 5: connections beyond that in a burst wait for the
+    // client's SYN to be sent again, a second or more. Listening again enlarges the backlog.
+    if (bound >= 0) {
+        ::listen(svr_sock_, SOMAXCONN);
+    }
+    return bound;
+}
+
 void GuardedServer::Shutdown() {
     std::call_once(m_shutdown, [this] {
         m_stopping = true;

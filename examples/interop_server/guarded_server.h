@@ -48,6 +48,10 @@ public:
     GuardedServer(GuardedServer const&) = delete;
     GuardedServer& operator=(GuardedServer const&) = delete;
 
+    // Binds to the port (0: one the system chooses) with a backlog fit for bursts of clients;
+    // returns the port, or -1.
+    int Bind(std::string const& host, int port);
+
     // Safe from any thread; listen_after_bind() returns once the requests in flight are answered.
     void Shutdown();
 

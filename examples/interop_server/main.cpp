@@ -260,11 +260,7 @@ int main(int argc, char** argv) {
 
     std::signal(SIGINT, OnSignal);
     std::signal(SIGTERM, OnSignal);
-    if (port == 0) {
-        port = server.bind_to_any_port(host);
-    } else if (!server.bind_to_port(host, port)) {
-        port = -1;
-    }
+    port = server.Bind(host, port);
     if (port < 0) {
         std::cerr << "cannot listen on " << host << "\n";
         return 1;
