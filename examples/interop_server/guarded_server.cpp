@@ -7,6 +7,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,6 +32,8 @@ constexpr std::size_t kMaxHeadBytes = 64 * 1024;
 // Refused connections waiting beyond this many are closed without an answer, so that a flood
 // costs the refusing thread nothing.
 constexpr std::size_t kRefusalBacklog = 64;
+// Writes up to this size together wait to leave with the next one.
+constexpr std::size_t kCoalesce = 4096;
 
 // How the thread that runs a connection should treat it. cpp-httplib hands its task queue an
 // opaque job that calls process_and_close_socket(); the queue, which alone knows whether the job
@@ -112,12 +115,12 @@ public:
     }
 
     // Whether the last request was read whole and the connection is fit for another.
-    bool Healthy() const { return m_complete && !m_failed; }
+    bool Healthy() const { return m_complete && !m_readFailed && !m_writeFailed; }
 
     // Right after an answer, half-closes and lingers briefly (see kLinger); the destructor
     // closes.
     void Linger() {
-        if (m_failed) {
+        if (m_writeFailed) {
             return;
         }
         shutdown(m_sock, SHUT_WR);
@@ -130,7 +133,7 @@ public:
     // The answer past the connection limit, sent without reading the request.
     void Refuse(std::string const& answer) {
         auto const deadline = Clock::now() + kLinger;
-        m_failed = !Send(answer.data(), answer.size(), deadline);
+        m_writeFailed = !Send(answer.data(), answer.size(), deadline);
         Linger();
     }
 
@@ -143,8 +146,11 @@ public:
     }
 
     ssize_t read(char* out, std::size_t size) override {
+        if (!Flush()) {  // an interim answer such as 100 Continue
+            return -1;
+        }
         if (m_begin == m_end && !Receive(m_deadline)) {
-            return m_failed ? -1 : 0;
+            return m_readFailed ? -1 : 0;
         }
         std::size_t const count = std::min(size, m_end - m_begin);
         char const* const data = m_buffer + m_begin;
@@ -156,7 +162,7 @@ public:
         // the payload limit bounds one with a length.
         if (m_requestBytes > m_limits.maxRequestBytes + kMaxHeadBytes ||
             (m_inHead && m_requestBytes > kMaxHeadBytes)) {
-            m_failed = true;
+            m_readFailed = true;
             return -1;
         }
         std::memcpy(out, data, count);
@@ -164,12 +170,30 @@ public:
         return static_cast<ssize_t>(count);
     }
 
+    // Small writes (cpp-httplib's status line and headers) wait for the next one, so that an
+    // answer leaves in one send; Flush() sends them after each request and before each read.
     ssize_t write(char const* data, std::size_t size) override {
+        if (m_writeFailed) {
+            return -1;
+        }
+        if (m_pending.size() + size <= kCoalesce) {
+            m_pending.append(data, size);
+            return static_cast<ssize_t>(size);
+        }
         if (!Send(data, size, Clock::now() + m_limits.writeTimeout)) {
-            m_failed = true;
+            m_writeFailed = true;
             return -1;
         }
         return static_cast<ssize_t>(size);
+    }
+
+    bool Flush() {
+        if (!m_pending.empty() && !m_writeFailed &&
+            !Send(nullptr, 0, Clock::now() + m_limits.writeTimeout)) {
+            m_writeFailed = true;
+        }
+        m_pending.clear();
+        return !m_writeFailed;
     }
 
     void get_remote_ip_and_port(std::string& ip, int& port) const override {
@@ -208,12 +232,12 @@ private:
         m_previous = 0;
     }
 
-    // Fills the empty buffer before the deadline; false at the end of the connection (m_failed
-    // stays false) or on the deadline or an error (m_failed set).
+    // Fills the empty buffer before the deadline; false at the end of the connection (m_readFailed
+    // stays false) or on the deadline or an error (m_readFailed set).
     bool Receive(Clock::time_point deadline) {
         for (;;) {
             if (!WaitFor(m_sock, POLLIN, deadline)) {
-                m_failed = true;
+                m_readFailed = true;
                 return false;
             }
             ssize_t const got = recv(m_sock, m_buffer, sizeof m_buffer, 0);
@@ -226,27 +250,43 @@ private:
                 return false;
             }
             if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
-                m_failed = true;
+                m_readFailed = true;
                 return false;
             }
         }
     }
 
+    // Sends what waits in m_pending, then data.
     bool Send(char const* data, std::size_t size, Clock::time_point deadline) {
-        while (size > 0) {
+        iovec parts[] = {{m_pending.data(), m_pending.size()}, {const_cast<char*>(data), size}};
+        std::size_t first = 0;
+        while (first < 2) {
+            if (parts[first].iov_len == 0) {
+                ++first;
+                continue;
+            }
             if (!WaitFor(m_sock, POLLOUT, deadline)) {
                 return false;
             }
-            ssize_t const sent = send(m_sock, data, size, MSG_NOSIGNAL);
+            msghdr message{};
+            message.msg_iov = parts + first;
+            message.msg_iovlen = 2 - first;
+            ssize_t sent = sendmsg(m_sock, &message, MSG_NOSIGNAL);
             if (sent < 0) {
                 if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK) {
                     continue;
                 }
                 return false;
             }
-            data += sent;
-            size -= static_cast<std::size_t>(sent);
+            for (std::size_t i = first; i < 2 && sent > 0; ++i) {
+                std::size_t const taken =
+                    std::min(static_cast<std::size_t>(sent), parts[i].iov_len);
+                parts[i].iov_base = static_cast<char*>(parts[i].iov_base) + taken;
+                parts[i].iov_len -= taken;
+                sent -= static_cast<ssize_t>(taken);
+            }
         }
+        m_pending.clear();
         return true;
     }
 
@@ -269,10 +309,12 @@ private:
     Clock::time_point m_deadline = Clock::now();
     bool m_inHead = false;
     bool m_complete = false;
-    bool m_failed = false;
+    bool m_readFailed = false;   // a deadline, the size cap or an error: close after the answer
+    bool m_writeFailed = false;  // nothing more can be sent
     std::size_t m_lineLength = 0;
     char m_previous = 0;
     std::size_t m_requestBytes = 0;
+    std::string m_pending;  // written, not yet sent
 };
 
 // cpp-httplib's task queue: a thread for each connection, started on demand and kept for the
@@ -436,7 +478,8 @@ bool GuardedServer::process_and_close_socket(socket_t sock) {
                 request.headers.emplace("Connection", "close");
             }
         };
-        if (!process_request(connection, last, clientCloses, closeOnStop)) {
+        bool const answered = process_request(connection, last, clientCloses, closeOnStop);
+        if (!connection.Flush() || !answered) {
             return false;
         }
         if (last || clientCloses || m_stopping || !connection.Healthy()) {
