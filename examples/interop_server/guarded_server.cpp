@@ -1,6 +1,5 @@
 #include "guarded_server.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
