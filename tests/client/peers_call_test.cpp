@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "client/loopback.h"
+#include "support/loopback.h"
+#include "support/support.h"
 
 namespace corvane::test {
 namespace {
@@ -33,7 +34,7 @@ RunningPeer& PeerOf(std::string const& kind) {
     auto& slot = Peers()[kind];
     if (!slot) {
         slot = std::make_unique<RunningPeer>();
-        std::string const port = std::to_string(FreePort());
+        std::string const port = std::to_string(UnusedPort());
         slot->up = slot->process.Start(kind + " " + port);
         if (kind == "php") {
             // Fetched from the server itself, which names its own address in it.
@@ -44,7 +45,7 @@ RunningPeer& PeerOf(std::string const& kind) {
             std::string const relative = "location=\"round2_base.inc\"";
             wsdl.replace(wsdl.find(relative), relative.size(),
                          "location=\"http://127.0.0.1:" + port + "/\"");
-            WriteFile(slot->dir.File("round2_base.wsdl"), wsdl);
+            slot->dir.Write("round2_base.wsdl", wsdl);
             slot->wsdlLocation = u"file://" + Widen(slot->dir.File("round2_base.wsdl"));
         }
     }

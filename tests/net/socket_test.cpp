@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "net/host_ent.h"
-#include "net/loopback_server.h"
 #include "platform/socket.h"
+#include "support/loopback.h"
 
 namespace {
 
@@ -28,9 +28,6 @@ public:
 
     bool OnSockConnect() override {
         log += "connect;";
-        if (smallSendBuffer) {
-            corvane::test::ShrinkSendBuffer(m_socket);
-        }
         return true;
     }
     bool OnSockWrite() override {
@@ -59,7 +56,6 @@ public:
     int LastError() const { return m_nLastError; }
 
     std::vector<std::string> chunks;
-    bool smallSendBuffer = false;
     std::vector<std::size_t> queuedAfterSend;
     bool wrote = false;
     bool sent = true;
@@ -92,13 +88,10 @@ TEST(SocketRun, LargeSendIsQueuedAndLaterSendsKeepTheirOrder) {
     const std::string expected = big + "B" + "CC";
     ServerScript script;
     script.requestBytes = expected.size();
-    // Both ends' buffers are fixed at a few kilobytes (autotuning off), so a 4 MiB send cannot
-    // fit and the client must queue on any kernel.
-    script.readChunk = 64 * 1024;
+    script.readChunk = 64 * 1024;  // with a small receive buffer: the client must queue
     script.reply = {"done"};
     LoopbackServer server(script);
     Recorder socket;
-    socket.smallSendBuffer = true;
     socket.chunks = {big, "B", "CC"};
     Ipv4Address address = Loopback(server.Port());
     ASSERT_TRUE(socket.Connect(address.Get(), 0));
@@ -113,7 +106,10 @@ TEST(SocketRun, LargeSendIsQueuedAndLaterSendsKeepTheirOrder) {
 TEST(SocketRun, HandlerThatNeverReadsStillEndsOnClose) {
     // A read event is not repeated until the handler receives, and the drain stops when a
     // handler reads nothing: the base handlers cannot spin.
-    LoopbackServer server(ServerScript{1, {"unread data"}, 0, false, 0, 0, 0});
+    ServerScript script;
+    script.requestBytes = 1;
+    script.reply = {"unread data"};
+    LoopbackServer server(script);
     struct Writer : WMWinSocket2 {
         Writer() : WMWinSocket2(3000) {}
         bool OnSockWrite() override {

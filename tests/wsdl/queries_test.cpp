@@ -94,7 +94,7 @@ protected:
     }
 
     bool Read(WMSOAPWSDLClient& client, const std::string& port) {
-        return client.ReadServiceDesc(u"S", Wide(port), Wide("file://" + m_path));
+        return client.ReadServiceDesc(u"S", Widen(port), Widen("file://" + m_path));
     }
 
     // The (name, namespace) pair that a type query produced, as "{ns}name".
@@ -102,7 +102,7 @@ protected:
         return "{" + Narrow(ns) + "}" + Narrow(name);
     }
 
-    ScratchDir m_dir;
+    TempDir m_dir;
     std::string m_path;
     ProbeClient m_client;
     WMString m_name;
@@ -131,13 +131,13 @@ TEST_F(Queries, EndpointComesFromTheChosenPortsAddress) {
 
 TEST_F(Queries, MissingServicePortOrAddressFailButKeepTheDescription) {
     WMSOAPWSDLClient client;
-    EXPECT_FALSE(client.ReadServiceDesc(u"Nope", u"p", Wide("file://" + m_path)));
+    EXPECT_FALSE(client.ReadServiceDesc(u"Nope", u"p", Widen("file://" + m_path)));
     EXPECT_NE(client.GetWSDLDesc(), nullptr);
     EXPECT_FALSE(Read(client, "nope"));
     EXPECT_NE(client.GetWSDLDesc(), nullptr);
     EXPECT_FALSE(Read(client, "noaddr"));
     // Neither http:// nor file://: nothing is read.
-    EXPECT_FALSE(client.ReadServiceDesc(u"S", u"p", Wide(m_path)));
+    EXPECT_FALSE(client.ReadServiceDesc(u"S", u"p", Widen(m_path)));
 
     // A port whose binding is missing reads, but the binding queries answer false.
     ProbeClient lost;
@@ -267,7 +267,7 @@ TEST_F(Queries, PartTypesComeFromTypeOrElement) {
     EXPECT_TRUE(
         m_client.GetFirstStructMember(m_name, m_ns, m_name, memberNS, typeName, typeNS, index));
     EXPECT_EQ(Narrow(m_name), "a");
-    EXPECT_TRUE(m_client.GetNextStructMember(Wide(guid), u"urn:s", m_name, memberNS, typeName,
+    EXPECT_TRUE(m_client.GetNextStructMember(Widen(guid), u"urn:s", m_name, memberNS, typeName,
                                              typeNS, index));
     EXPECT_EQ(Narrow(m_name), "b");
     EXPECT_EQ(Clark(typeName, typeNS), "{http://www.w3.org/2001/XMLSchema}anyType");
@@ -385,14 +385,14 @@ TEST_F(Queries, CopiesShareTheDescriptionSafely) {
     ProbeClient sliced = m_client;
     ASSERT_EQ(sliced.GetSOAPBinding(), m_client.GetSOAPBinding());
     WMWSDLParser other;
-    ASSERT_TRUE(other.LoadAndParseWSDLFile(Wide(m_path)));
+    ASSERT_TRUE(other.LoadAndParseWSDLFile(Widen(m_path)));
     static_cast<WMWSDLParser&>(sliced) = other;
     ASSERT_NE(sliced.GetSOAPBinding(), nullptr);
     EXPECT_NE(sliced.GetSOAPBinding(), m_client.GetSOAPBinding());
 
     // A new load in one object leaves the other's description alone.
     const auto* before = m_client.GetWSDLDesc();
-    EXPECT_FALSE(assigned.LoadAndParseWSDLFile(Wide(m_dir.Path() + "/missing.wsdl")));
+    EXPECT_FALSE(assigned.LoadAndParseWSDLFile(Widen(m_dir.Path() + "/missing.wsdl")));
     EXPECT_EQ(m_client.GetWSDLDesc(), before);
     EXPECT_TRUE(m_client.GetMethodSOAPAction(u"op", m_name));
 }

@@ -12,8 +12,8 @@ class RealDocuments : public ::testing::Test {
 protected:
     // Reads `file` choosing `service` and `port`, through a file:// location.
     void Open(const std::string& file, const std::string& service, const std::string& port) {
-        ASSERT_TRUE(m_client.ReadServiceDesc(Wide(service), Wide(port),
-                                             Wide("file://" + DataDir() + "/" + file)))
+        ASSERT_TRUE(m_client.ReadServiceDesc(Widen(service), Widen(port),
+                                             Widen("file://" + DataDir() + "/" + file)))
             << file << ": " << Narrow(m_client.GetLoadErrorMessage());
     }
 
@@ -41,9 +41,9 @@ protected:
     std::string Item(const std::string& ns, const char16_t* type, unsigned int* dims = nullptr) {
         WMString name;
         WMString itemNS;
-        EXPECT_TRUE(m_client.GetArrayType(type, Wide(ns), name, itemNS)) << Narrow(type);
+        EXPECT_TRUE(m_client.GetArrayType(type, Widen(ns), name, itemNS)) << Narrow(type);
         if (dims) {
-            EXPECT_TRUE(m_client.GetArrayDims(type, Wide(ns), *dims));
+            EXPECT_TRUE(m_client.GetArrayDims(type, Widen(ns), *dims));
         }
         return "{" + Narrow(itemNS) + "}" + Narrow(name);
     }
@@ -56,9 +56,9 @@ protected:
         WMString typeName;
         WMString typeNS;
         long index = -1;
-        for (bool more = m_client.GetFirstStructMember(type, Wide(ns), name, memberNS, typeName,
+        for (bool more = m_client.GetFirstStructMember(type, Widen(ns), name, memberNS, typeName,
                                                        typeNS, index);
-             more; more = m_client.GetNextStructMember(type, Wide(ns), name, memberNS, typeName,
+             more; more = m_client.GetNextStructMember(type, Widen(ns), name, memberNS, typeName,
                                                        typeNS, index)) {
             members.push_back(Narrow(name) + ":{" + Narrow(typeNS) + "}" + Narrow(typeName));
         }
@@ -151,7 +151,7 @@ TEST_F(RealDocuments, Round3ListAndEmptyActions) {
 
     WMSOAPWSDLClient empty;
     ASSERT_TRUE(empty.ReadServiceDesc(u"EmptySA", u"SoapInteropEmptySAPort",
-                                      Wide("file://" + DataDir() + "/emptysa.wsdl")));
+                                      Widen("file://" + DataDir() + "/emptysa.wsdl")));
     EXPECT_EQ(Narrow(empty.GetSOAPSvcHost()), "mssoapinterop.org");
     EXPECT_EQ(Narrow(empty.GetSOAPSvcURI()), "/stkv3/wsdl/emptysa.wsdl");
     WMString action = u"x";
@@ -176,7 +176,7 @@ TEST_F(RealDocuments, DocumentLiteralHeadersAndElementParts) {
 
     WMSOAPWSDLClient round4;
     ASSERT_TRUE(round4.ReadServiceDesc(u"Round4XSDTest", u"Round4XSDTestSoap",
-                                       Wide("file://" + DataDir() + "/round4XSD.wsdl")));
+                                       Widen("file://" + DataDir() + "/round4XSD.wsdl")));
     EXPECT_TRUE(round4.GetOutputHeaderPartType(u"echoVoidSoapHeader", u"echoMeStringResponse", u"",
                                                name, ns));
     EXPECT_EQ(Narrow(name), "echoMeStringResponse");
@@ -214,7 +214,7 @@ TEST_F(RealDocuments, ImportsByRelativeLocation) {
 
     WMSOAPWSDLClient two;
     ASSERT_TRUE(two.ReadServiceDesc(u"Import2", u"SoapInteropImport2Port",
-                                    Wide("file://" + DataDir() + "/import2/Import2.wsdl")));
+                                    Widen("file://" + DataDir() + "/import2/Import2.wsdl")));
     WMString name;
     WMString ns;
     EXPECT_TRUE(two.GetInputMsgPartType(u"echoStruct", u"inputStruct", name, ns));
@@ -226,12 +226,12 @@ TEST_F(RealDocuments, ImportsByRelativeLocation) {
 
     WMSOAPWSDLClient three;
     ASSERT_TRUE(three.ReadServiceDesc(u"Import3", u"SoapInteropImport3Port",
-                                      Wide("file://" + DataDir() + "/import3/Import3.wsdl")));
+                                      Widen("file://" + DataDir() + "/import3/Import3.wsdl")));
     EXPECT_TRUE(three.GetOutputMsgPartType(u"echoStruct", u"Result", name, ns));
     EXPECT_EQ(Narrow(name), "SOAPStruct");
     // The imported document's own service has another namespace than the importer's.
     EXPECT_FALSE(three.ReadServiceDesc(u"Import2", u"SoapInteropImport2Port",
-                                       Wide("file://" + DataDir() + "/import3/Import3.wsdl")));
+                                       Widen("file://" + DataDir() + "/import3/Import3.wsdl")));
 }
 
 TEST_F(RealDocuments, FaultsAndInheritance) {
@@ -247,8 +247,9 @@ TEST_F(RealDocuments, FaultsAndInheritance) {
               (std::vector<std::string>{"param1", "param2", "whichFault"}));
 
     WMSOAPWSDLClient complex;
-    ASSERT_TRUE(complex.ReadServiceDesc(u"ComplexRpcEncService", u"ComplexRpcEncPort",
-                                        Wide("file://" + DataDir() + "/complex-rpc-encoded.wsdl")));
+    ASSERT_TRUE(
+        complex.ReadServiceDesc(u"ComplexRpcEncService", u"ComplexRpcEncPort",
+                                Widen("file://" + DataDir() + "/complex-rpc-encoded.wsdl")));
     // The schema binds tns again to its own namespace; the XML layer does not report a prefix
     // bound again, so inside the schema tns still names the definitions' namespace.
     EXPECT_TRUE(
@@ -272,7 +273,7 @@ TEST_F(RealDocuments, ArraysOfArrays) {
 
     WMSOAPWSDLClient marrays;
     ASSERT_TRUE(marrays.ReadServiceDesc(u"MArrayTestsService", u"MArrayTests",
-                                        Wide("file://" + DataDir() + "/MArrayTest.wsdl")));
+                                        Widen("file://" + DataDir() + "/MArrayTest.wsdl")));
     WMString name;
     WMString ns;
     // Arrays declared without wsdl:arrayType: the sequence's first element gives the item.
@@ -294,7 +295,7 @@ TEST_F(RealDocuments, LargeDocuments) {
 
     WMSOAPWSDLClient types;
     ASSERT_TRUE(types.ReadServiceDesc(u"TypeTestService", u"TypeTest",
-                                      Wide("file://" + DataDir() + "/ComprehensiveTypes.wsdl")));
+                                      Widen("file://" + DataDir() + "/ComprehensiveTypes.wsdl")));
     EXPECT_EQ(types.GetSOAPSvcPortNbr(), 8080);
     WMString body = u"x";
     EXPECT_TRUE(types.GetMethodNamespaceURI(u"allPrimitivesIn", body));
@@ -303,11 +304,11 @@ TEST_F(RealDocuments, LargeDocuments) {
 
 TEST_F(RealDocuments, RefusedDocuments) {
     WMWSDLParser parser;
-    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Wide(DataDir() + "/header.wsdl")));
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(DataDir() + "/header.wsdl")));
     EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
               "Required attribute 'targetNamespace' missing on element: 'schema'.");
     EXPECT_FALSE(parser.LoadAndParseWSDLFile(
-        Wide(DataDir() + "/Error-InputInOperationWithMissingMessageAttribute.wsdl")));
+        Widen(DataDir() + "/Error-InputInOperationWithMissingMessageAttribute.wsdl")));
     EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
               "Required attribute 'message' missing on element: 'input'");
     EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
