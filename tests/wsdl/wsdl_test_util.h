@@ -6,6 +6,7 @@
 #include <corvane/wsdl.h>
 
 #include <string>
+#include <vector>
 
 #include "support/support.h"
 
@@ -29,6 +30,12 @@ inline std::string Definitions(const std::string& body,
            " xmlns:tns=\"urn:t\">\n" +
            body + "\n</definitions>\n";
 }
+
+// One query of the client, named as its method without "Get" and followed by its arguments,
+// separated by '|' ("InputMsgPartType op|a"). The answer is the output as text, a type as
+// "{ns}name", a walk (InParams, OutParams, StructMembers) as its names separated by spaces,
+// and "false" when the query answers false.
+std::string Ask(WMSOAPWSDLClient& client, const std::string& query);
 
 // Exposes the protected lookups of the client.
 class ProbeClient : public WMSOAPWSDLClient {
