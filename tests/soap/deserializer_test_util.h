@@ -69,6 +69,10 @@ inline WMSOAPWSDLClient& Round2GroupB() {
     return Wsdl("round2_groupB.wsdl", u"interopLabB", u"interopTestPortB");
 }
 
+inline WMSOAPWSDLClient& Edges() {
+    return Wsdl("../serializer/edges.wsdl", u"EdgesService", u"EdgesPort");
+}
+
 // The fault a call threw, if any.
 struct Thrown {
     std::string code;
