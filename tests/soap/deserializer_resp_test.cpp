@@ -136,15 +136,6 @@ TEST(ResponseCaptures, MultiReferenceAnswers) {
     }
 }
 
-TEST(ResponseCaptures, UnknownReferenceIsAnInvalidReferenceFault) {
-    WMSOAPMessage message;
-    auto const thrown = DecodeResponse(message, Round2Base(), u"echoStruct",
-                                       ReadText("peers/handmade/echoStruct_badref.xml"));
-    ASSERT_TRUE(thrown);
-    EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-    EXPECT_EQ(thrown->text, "Method parameter: 'outputStruct' has invalid reference.");
-}
-
 TEST(ResponseFaults, PeerFaultsAreRecordedWithTheirDetail) {
     for (char const* file : {"peers/php/fault.xml", "peers/soaplite/fault.xml"}) {
         SCOPED_TRACE(file);
@@ -173,23 +164,7 @@ TEST(ResponseFaults, PeerFaultsAreRecordedWithTheirDetail) {
     EXPECT_EQ(Narrow(message.GetSOAPFaultString()), "Bad Request");
 }
 
-TEST(ResponseFaults, ParseErrorsAndVersionMismatch) {
-    WMSOAPMessage message;
-    auto thrown = DecodeResponse(message, Round2Base(), u"echoString",
-                                 u"<?xml version=\"1.0\"?>\n<a>\n<b></a>");
-    ASSERT_TRUE(thrown);
-    EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-    EXPECT_EQ(thrown->text, "XML Parser: Parse Error on Line 3.");
-
-    WMSOAPMessage other;
-    thrown = DecodeResponse(other, Round2Base(), u"echoString",
-                            u"<e:Envelope xmlns:e='http://www.w3.org/2003/05/soap-envelope'>"
-                            u"<e:Body/></e:Envelope>");
-    ASSERT_TRUE(thrown);
-    EXPECT_EQ(thrown->code, "SOAP-ENV:VersionMismatch");
-    EXPECT_EQ(thrown->text, "SOAP Version Mismatch");
-
-    // A document that is no envelope at all reads as an empty answer.
+TEST(ResponseFaults, DocumentThatIsNoEnvelopeIsAnEmptyAnswer) {
     WMSOAPMessage empty;
     EXPECT_FALSE(DecodeResponse(empty, Round2Base(), u"echoString", u"<html><p>x</p></html>"));
     EXPECT_EQ(empty.GetNumMethodParams(), 0);
@@ -205,9 +180,6 @@ TEST(ResponseFaults, ParameterFaults) {
         {"<ns1:echoStringResponse><outputString xsi:type='xsd:string'>a</outputString>"
          "<stray>b</stray></ns1:echoStringResponse>",
          "Method parameter: 'stray' not properly defined in WSDL file."},
-        {"<ns1:echoStructResponse><outputStruct><varString>a</varString><bogus>1</bogus>"
-         "</outputStruct></ns1:echoStructResponse>",
-         "Failed to convert parameter: 'outputStruct' in Response Body."},
         {"<ns1:echoStringArrayResponse><outputStringArray SOAP-ENC:arrayType='xsd:int[1]'>"
          "<item>1</item></outputStringArray></ns1:echoStringArrayResponse>",
          "Failed to convert parameter: 'outputStringArray' in Response Body."},
@@ -307,8 +279,6 @@ TEST(ResponseHeaders, TypingConflictsAndReferences) {
          "Header entry: 'status' has invalid reference."},
         {"<h:status xmlns:h='urn:hdr' href='#self' id='self'/>",
          "Header entry: 'status' has invalid reference."},
-        {"<h:info xmlns:h='urn:hdr'><a>1</a><c>2</c></h:info>",
-         "Failed to convert element: 'info' in Response header."},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.header);
@@ -352,19 +322,11 @@ TEST(ResponseFaults, FaultHeadersAndDescribedDetails) {
         "<SOAP-ENV:Fault><faultcode>c</faultcode><detail><limit xsi:type='xsd:string'>1"
         "</limit></detail></SOAP-ENV:Fault>";
     WMSOAPMessage other;
-    auto thrown = DecodeResponse(other, Calc(), u"add", Envelope(conflicting));
+    auto const thrown = DecodeResponse(other, Calc(), u"add", Envelope(conflicting));
     ASSERT_TRUE(thrown);
     EXPECT_EQ(thrown->code, "SOAP-ENV:Client");
     EXPECT_EQ(thrown->text,
               "Fault detail: 'limit' explicit typing conflicts with definition in WSDL file.");
-    std::string const dangling =
-        "<SOAP-ENV:Fault><faultcode>c</faultcode><detail><overflow href='#gone'/></detail>"
-        "</SOAP-ENV:Fault>";
-    WMSOAPMessage third;
-    thrown = DecodeResponse(third, Calc(), u"add", Envelope(dangling));
-    ASSERT_TRUE(thrown);
-    EXPECT_EQ(thrown->code, "SOAP-ENV:Client");
-    EXPECT_EQ(thrown->text, "Fault detail: 'overflow' has invalid reference.");
 }
 
 TEST(ResponseParameters, ReturnValueAndOutParametersByParameterOrder) {
