@@ -40,6 +40,17 @@ inline WMString ReadText(std::string const& relative) {
     return Wide(bytes);
 }
 
+// Row `name` of a table of expected texts under tests/data (see corvane::test::ReadTable).
+inline WMString Golden(std::string const& table, std::string const& name) {
+    for (auto const& row : corvane::test::ReadTable(table)) {
+        if (row.input == name) {
+            return Wide(row.expected);
+        }
+    }
+    ADD_FAILURE() << "no row " << name << " in " << table;
+    return WMString();
+}
+
 // A WSDL client on one of the test descriptions, loaded once per process.
 inline WMSOAPWSDLClient& Wsdl(std::string const& file, WMString const& service,
                               WMString const& port) {
