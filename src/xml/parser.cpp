@@ -139,8 +139,9 @@ private:
         }
     }
 
-    // Counts the line ends of a run just scanned, the way NextCh would have: CR LF is one.
-    // Returns false at a carriage return that ends the input (which reads as the end).
+    // Steps over a line end in a run that is dropped (a comment), counting it the way NextCh
+    // would: CR LF is one. Returns false at a carriage return that ends the input (which reads
+    // as the end).
     bool CountLineEnd(char16_t const*& p) {
         if (*p == u'\n') {
             ++p;
@@ -152,6 +153,25 @@ private:
         }
         ++m_line;
         return true;
+    }
+
+    // A carriage return in a run that is kept reads as NextCh reads it: CR LF and a lone CR are
+    // both one line feed. The run up to it goes to `out` and restarts after it; a CR LF lets
+    // the line feed start the next run. A carriage return that ends the input is the end.
+    NOINLINE void TakeCarriageReturn(WMString& out, char16_t const*& run, char16_t const*& p) {
+        if (p + 1 == m_end) {
+            m_cur = p + 1;
+            Error();
+        }
+        ++m_line;
+        out.append(run, static_cast<std::size_t>(p - run));
+        if (p[1] == u'\n') {
+            run = p + 1;
+            p += 2;
+        } else {
+            out += u'\n';
+            run = ++p;
+        }
     }
 
     // ---- names and references
@@ -264,11 +284,11 @@ private:
                     run = p = m_cur;
                     break;
                 case u'\n':
+                    ++m_line;
+                    ++p;
+                    break;
                 case u'\r':
-                    if (!CountLineEnd(p)) {
-                        m_cur = p + 1;
-                        Error();
-                    }
+                    TakeCarriageReturn(value, run, p);
                     break;
                 default:
                     ++p;
@@ -451,9 +471,14 @@ private:
                     Error();
                     break;
                 case u'\n':
+                    ++m_line;
+                    ++p;
+                    break;
                 case u'\r':
-                    if (!CountLineEnd(p)) {
-                        m_cur = p + 1;
+                    TakeCarriageReturn(text, run, p);
+                    // A lone CR's line feed is not in the run, yet it was read before a "]]>".
+                    if (p[0] == u']' && p[1] == u']' && p[2] == u'>') {
+                        m_cur = p;
                         Error();
                     }
                     break;
@@ -566,11 +591,13 @@ private:
                 m_cur = p + 3;
                 return true;
             }
-            if (c == u'\n' || c == u'\r') {
-                if (!CountLineEnd(p)) {
-                    m_cur = p + 1;
-                    Error();
-                }
+            if (c == u'\n') {
+                ++m_line;
+                ++p;
+                continue;
+            }
+            if (c == u'\r') {
+                TakeCarriageReturn(element->m_text, run, p);
                 continue;
             }
             if (c == 0 || (IsControl(c) && c != u'\t')) {
@@ -583,7 +610,7 @@ private:
 
     NOINLINE bool ParseAndReportPI() {
         std::u16string_view target;
-        std::u16string_view data;
+        WMString data;
         if (!ParsePI(target, data)) {
             return false;
         }
@@ -592,7 +619,7 @@ private:
     }
 
     // Returns false after "<?" has been consumed when no target name follows.
-    bool ParsePI(std::u16string_view& target, std::u16string_view& data) {
+    bool ParsePI(std::u16string_view& target, WMString& data) {
         if (!ParseString(u"<?")) {
             return false;
         }
@@ -601,12 +628,12 @@ private:
             return false;
         }
         ParseWhiteSpace();
-        char16_t const* start = m_cur;
+        char16_t const* run = m_cur;
         char16_t const* p = m_cur;
         for (;;) {
             char16_t const c = *p;
             if (c == u'?' && p[1] == u'>') {
-                data = std::u16string_view(start, static_cast<std::size_t>(p - start));
+                data.append(run, static_cast<std::size_t>(p - run));
                 m_cur = p + 2;
                 return true;
             }
@@ -614,11 +641,10 @@ private:
                 m_cur = p + 1;
                 Error();
             }
-            if (c == u'\n' || c == u'\r') {
-                if (!CountLineEnd(p)) {
-                    m_cur = p + 1;
-                    Error();
-                }
+            if (c == u'\n') {
+                ++m_line;
+            } else if (c == u'\r') {
+                TakeCarriageReturn(data, run, p);
                 continue;
             }
             ++p;
@@ -685,9 +711,9 @@ private:
         throw m_line;
     }
 
-    void FirePIEvent(std::u16string_view target, std::u16string_view data) {
+    void FirePIEvent(std::u16string_view target, WMString const& data) {
         if (m_handler) {
-            m_handler->PI(WMString(target), WMString(data));
+            m_handler->PI(WMString(target), data);
         }
     }
 
