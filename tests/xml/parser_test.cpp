@@ -114,10 +114,17 @@ TEST(XMLParser, PrologDocTypesAndTrailingContent) {
                     &recorder);
     EXPECT_EQ(recorder.events,
               (Events{"startdoc", "pi p|", "ns =", "start {}a a", "end a", "endns ", "enddoc"}));
-    EXPECT_EQ(ErrorLine(u"<!DOCTYPE a [<!ENTITY e 'x'"), 1);
-    EXPECT_EQ(ErrorLine(u"<!-- c -->"), 1);
-    EXPECT_EQ(ErrorLine(u""), 1);
-    EXPECT_EQ(ErrorLine(u"<a/><!-- never closed"), 1);
+    // After the root, only complete comments and instructions are read; what follows them is
+    // ignored, and so is a "<?" without a target.
+    for (WMString bad : {u"<!DOCTYPE a [<!ENTITY e 'x'", u"<!-- c -->", u"", u"<r/><!--",
+                         u"<r/><!--abc", u"<r/> <!-- c --", u"<r/><?pi", u"<r/><?pi d?"}) {
+        for (bool buildTree : {true, false}) {
+            EXPECT_EQ(ErrorLine(bad, buildTree), 1) << Narrow(bad);
+        }
+    }
+    for (WMString ignored : {u"<r/>junk", u"<r/><!--c-->junk", u"<r/><!-", u"<r/><?"}) {
+        EXPECT_EQ(ErrorLine(ignored), 0) << Narrow(ignored);
+    }
 }
 
 TEST(XMLParser, EndTagMustMatchTheQualifiedName) {
