@@ -35,6 +35,22 @@ std::uint64_t Fold(std::uint64_t hash, std::u16string_view text) {
     return hash;
 }
 
+// IsNameChar for the ASCII code units, which make up nearly every name.
+struct NameTable {
+    bool ascii[0x80];
+};
+
+constexpr NameTable MakeNameTable() {
+    NameTable table{};
+    for (int c = 0; c < 0x80; ++c) {
+        table.ascii[c] = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                         (c >= '0' && c <= '9') || c == '_' || c == '.' || c == ':' || c == '-';
+    }
+    return table;
+}
+
+constexpr NameTable kNameTable = MakeNameTable();
+
 // A text written as up to three pieces: attribute keys are namespace URI + local name, or
 // element URI + element name + attribute name, compared as the joined text.
 struct Joined {
@@ -445,6 +461,11 @@ private:
     }
 
     bool ParseWhiteSpace() {
+        // Most calls meet a character that is neither space nor line end: reading it and
+        // stepping back would change nothing.
+        if (!m_overrun && m_cur<m_end&& * m_cur> 0x20 && *m_cur < 0x85) {
+            return false;
+        }
         bool any = false;
         for (;;) {
             char16_t const c = NextCh();
@@ -477,7 +498,7 @@ private:
             return std::u16string_view();
         }
         char16_t const* p = m_cur + 1;
-        while (p < m_end && IsNameChar(*p)) {
+        while (p < m_end && (*p < 0x80 ? kNameTable.ascii[*p] : IsNameChar(*p))) {
             ++p;
         }
         m_cur = p;
@@ -599,6 +620,9 @@ private:
         char16_t const* run = m_cur;
         char16_t const* p = m_cur;
         for (;;) {
+            while (*p > u'<') {  // nothing above "<" needs a look
+                ++p;
+            }
             char16_t const c = *p;
             if (c == quote) {
                 AddRun(state, run, p);
@@ -656,61 +680,68 @@ private:
             Error();
         }
         attr.qname = name;
-        std::uint64_t const hash = NameHash(name);
-        if (m_names.Contains(hash, [&](std::size_t i) { return m_attrs[i].qname == name; })) {
+        m_attrs.push_back(attr);
+        m_attrStable.push_back(stable);
+        if (!m_names.Insert(
+                m_attrs.size() - 1, [this](std::size_t i) { return NameHash(m_attrs[i].qname); },
+                [this, name](std::size_t i) { return m_attrs[i].qname == name; })) {
             Error();
         }
-        m_names.Add(hash, m_attrs.size());
-        m_attrs.push_back(attr);
-        m_attrHashes.push_back(hash);
-        m_attrStable.push_back(stable);
         return true;
     }
 
     // Duplicate detection over an element's attributes: a scan while there are few, a hash
     // table once there are many, so that a start tag with a million attributes stays linear.
+    // Hashes are taken only for the table.
     class Seen {
     public:
         void Clear() {
-            m_list.clear();
+            m_count = 0;
             m_table.clear();
         }
-        template <class Equal>
-        bool Contains(std::uint64_t hash, Equal equal) const {
-            if (m_table.empty()) {
-                for (auto const& entry : m_list) {
-                    if (entry.first == hash && equal(entry.second)) {
-                        return true;
+        // Adds `index` unless an earlier entry is equal to it; false then.
+        template <class HashOf, class Equal>
+        bool Insert(std::size_t index, HashOf hashOf, Equal equal) {
+            if (m_count < kScan) {
+                for (std::size_t j = 0; j < m_count; ++j) {
+                    if (equal(m_scan[j])) {
+                        return false;
                     }
                 }
-                return false;
+                m_scan[m_count++] = index;
+                return true;
             }
+            if (m_table.empty()) {
+                m_table.assign(64, {0, kEmpty});
+                for (std::size_t j = 0; j < kScan; ++j) {
+                    Place({hashOf(m_scan[j]), m_scan[j]});
+                }
+            }
+            std::uint64_t const hash = hashOf(index);
             std::size_t const mask = m_table.size() - 1;
             for (std::size_t i = hash & mask; m_table[i].second != kEmpty; i = (i + 1) & mask) {
                 if (m_table[i].first == hash && equal(m_table[i].second)) {
-                    return true;
+                    return false;
                 }
             }
-            return false;
-        }
-        void Add(std::uint64_t hash, std::size_t index) {
-            m_list.emplace_back(hash, index);
-            if (m_list.size() <= 16) {
-                return;
-            }
-            if (m_table.empty() || m_list.size() * 2 > m_table.size()) {
-                m_table.assign(std::max<std::size_t>(64, m_table.size() * 2), {0, kEmpty});
-                for (auto const& entry : m_list) {
-                    Insert(entry);
+            if (++m_count * 2 > m_table.size()) {
+                std::vector<std::pair<std::uint64_t, std::size_t>> old;
+                old.swap(m_table);
+                m_table.assign(old.size() * 2, {0, kEmpty});
+                for (auto const& entry : old) {
+                    if (entry.second != kEmpty) {
+                        Place(entry);
+                    }
                 }
-            } else {
-                Insert(m_list.back());
             }
+            Place({hash, index});
+            return true;
         }
 
     private:
+        static constexpr std::size_t kScan = 16;
         static constexpr std::size_t kEmpty = ~std::size_t{0};
-        void Insert(std::pair<std::uint64_t, std::size_t> entry) {
+        void Place(std::pair<std::uint64_t, std::size_t> entry) {
             std::size_t const mask = m_table.size() - 1;
             std::size_t i = entry.first & mask;
             while (m_table[i].second != kEmpty) {
@@ -718,7 +749,8 @@ private:
             }
             m_table[i] = entry;
         }
-        std::vector<std::pair<std::uint64_t, std::size_t>> m_list;
+        std::size_t m_count = 0;
+        std::size_t m_scan[kScan] = {};
         std::vector<std::pair<std::uint64_t, std::size_t>> m_table;
     };
 
@@ -732,15 +764,20 @@ private:
 
     // The record of an interned qualified name (null for longer names, which WMXMLParser does
     // not intern).
-    NameRecord* Record(std::u16string_view qname, std::uint64_t hash) {
+    NameRecord* Record(std::u16string_view qname) {
         if (qname.size() > kMaxInternedLength) {
             return nullptr;
         }
-        std::size_t const front = hash & (kFront - 1);
+        // A direct-mapped cache by a cheap key before the seeded table: most names of a
+        // document repeat. Its key needs no protection: every hit is compared in full.
+        std::size_t const front =
+            (qname.size() * 31 + qname.front() * 7 + qname.back() + qname[qname.size() / 2] * 3) &
+            (kFront - 1);
         NameRecord* cached = m_front[front];
-        if (cached && cached->hash == hash && cached->qname == qname) {
+        if (cached && cached->qname == qname) {
             return cached;
         }
+        std::uint64_t const hash = NameHash(qname);
         std::size_t mask = m_recordSlots.size() - 1;
         std::size_t i = hash & mask;
         for (; m_recordSlots[i]; i = (i + 1) & mask) {
@@ -895,7 +932,7 @@ private:
 
         std::u16string_view const qname = element->qname;
         std::size_t const colon = qname.find(u':');
-        NameRecord* record = Record(qname, m_elementHash);
+        NameRecord* record = Record(qname);
         if (colon == std::u16string_view::npos || colon == 0) {
             element->ns = scope ? scope->defaultNS : &m_namespaces.none;
             element->localStart = 0;
@@ -927,7 +964,6 @@ private:
         }
         auto* attrs = static_cast<XMLAttr*>(m_arena.Allocate(sizeof(XMLAttr) * count));
         element->attrs = attrs;
-        std::uint64_t const elementState = Fold(element->ns->hashState, element->Local());
         std::size_t const elementKey = element->ns->uri.size() + element->Local().size();
         m_names.Clear();
         std::size_t n = 0;
@@ -939,13 +975,11 @@ private:
             std::size_t const attrColon = attr.qname.find(u':');
             std::int64_t slot = kSlotEmpty;
             std::size_t keySize;
-            std::uint64_t keyHash;
             if (attrColon == std::u16string_view::npos) {
                 attr.ns = &m_namespaces.none;
                 attr.localStart = 0;
                 attr.prefixed = false;
                 keySize = elementKey + attr.qname.size();
-                keyHash = Fold(elementState, attr.qname);
             } else {
                 XMLNamespace const* uri = nullptr;
                 std::size_t index = 0;
@@ -961,21 +995,27 @@ private:
                 attr.prefixed = true;
                 slot = kSlotPrefix + static_cast<std::int64_t>(index);
                 keySize = uri->uri.size() + attr.qname.size() - attrColon - 1;
-                keyHash = Fold(uri->hashState, attr.Local());
             }
-            if (!Charge(keySize) || !ChargeResolution(Record(attr.qname, m_attrHashes[i]), scopeId,
-                                                      slot, attr.ns, attr.Local().size())) {
+            if (!Charge(keySize) || !ChargeResolution(Record(attr.qname), scopeId, slot, attr.ns,
+                                                      attr.Local().size())) {
                 Error();
             }
+            attrs[n] = attr;
             Joined const key = KeyOf(*element, attr);
-            if (m_names.Contains(keyHash, [&](std::size_t j) {
+            auto const keyHash = [element, attrs](std::size_t j) {
+                Joined const joined = KeyOf(*element, attrs[j]);
+                std::uint64_t hash = attrs[j].prefixed
+                                         ? attrs[j].ns->hashState
+                                         : Fold(element->ns->hashState, element->Local());
+                return Fold(hash, joined.part[attrs[j].prefixed ? 1 : 2]);
+            };
+            if (!m_names.Insert(n, keyHash, [&](std::size_t j) {
                     Joined const other = KeyOf(*element, attrs[j]);
                     return other.size() == key.size() && CompareJoined(other, key) == 0;
                 })) {
                 Error();
             }
-            m_names.Add(keyHash, n);
-            attrs[n++] = attr;
+            ++n;
         }
     }
 
@@ -1077,10 +1117,8 @@ private:
     // Everything of a start tag after its name.
     NOINLINE XMLNode* StartTag(std::u16string_view name, XMLNode* parent) {
         m_attrs.clear();
-        m_attrHashes.clear();
         m_attrStable.clear();
         m_names.Clear();
-        m_elementHash = NameHash(name);
         for (;;) {
             ParseWhiteSpace();
             if (!ParseAttribute()) {
@@ -1186,14 +1224,11 @@ private:
     }
 
     void ParseMarkup(XMLNode* element, TextState& state, XMLNode*& last, int depth) {
-        if (ParseComment()) {
-            return;
-        }
-        if (ParseAndReportPI()) {
-            return;
-        }
-        if (ParseCDATA(state)) {
-            return;
+        // Comments, instructions and CDATA all start with "<!" or "<?".
+        if (m_cur + 1 < m_end && (m_cur[1] == u'!' || m_cur[1] == u'?')) {
+            if (ParseComment() || ParseAndReportPI() || ParseCDATA(state)) {
+                return;
+            }
         }
         XMLDocument::Arena::Mark const mark = m_arena.Save();
         XMLNode* child = ParseElement(element, depth + 1);
@@ -1403,11 +1438,9 @@ private:
 
     // The start tag being read.
     std::vector<XMLAttr> m_attrs;
-    std::vector<std::uint64_t> m_attrHashes;
     std::vector<bool> m_attrStable;
     std::vector<std::size_t> m_decls;
     std::vector<std::pair<std::u16string_view, XMLNamespace const*>> m_ownEntries;
-    std::uint64_t m_elementHash = 0;
     Seen m_names;
 
     std::u16string m_textStack;
