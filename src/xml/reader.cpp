@@ -597,6 +597,25 @@ private:
         m_textStack += c;
     }
 
+    // Steps over the line end at `p` in a run that is kept: CR LF and a lone CR read as one
+    // line feed, as NextCh reads them; a carriage return that ends the input is the end.
+    void TakeLineEnd(TextState& state, char16_t const*& run, char16_t const*& p) {
+        if (*p == u'\n') {
+            ++m_line;
+            ++p;
+            return;
+        }
+        if (p + 1 == m_end) {
+            m_cur = p + 1;
+            Error();
+        }
+        AddRun(state, run, p);
+        AddChar(state, u'\n');
+        p += p[1] == u'\n' ? 2 : 1;
+        run = p;
+        ++m_line;
+    }
+
     std::u16string_view Finish(TextState& state) {
         if (!state.assembled) {
             return state.first;
@@ -644,17 +663,7 @@ private:
                     break;
                 case u'\n':
                 case u'\r':
-                    if (c == u'\r') {
-                        AddRun(state, run, p);
-                    }
-                    if (!CountLineEnd(p)) {
-                        m_cur = p + 1;
-                        Error();
-                    }
-                    if (c == u'\r') {
-                        AddChar(state, u'\n');
-                        run = p;
-                    }
+                    TakeLineEnd(state, run, p);
                     break;
                 default:
                     ++p;
@@ -1167,16 +1176,12 @@ private:
                     Error();
                 case u'\n':
                 case u'\r':
-                    if (c == u'\r') {
-                        AddRun(state, run, p);
-                    }
-                    if (!CountLineEnd(p)) {
-                        m_cur = p + 1;
+                    TakeLineEnd(state, run, p);
+                    // The line feed that a carriage return reads as comes before a "]]>" the
+                    // way a character of the run would.
+                    if (c == u'\r' && p[0] == u']' && p[1] == u']' && p[2] == u'>') {
+                        m_cur = p;
                         Error();
-                    }
-                    if (c == u'\r') {
-                        AddChar(state, u'\n');
-                        run = p;
                     }
                     break;
                 case u']':
@@ -1292,17 +1297,7 @@ private:
                 return true;
             }
             if (c == u'\n' || c == u'\r') {
-                if (c == u'\r') {
-                    AddRun(state, run, p);
-                }
-                if (!CountLineEnd(p)) {
-                    m_cur = p + 1;
-                    Error();
-                }
-                if (c == u'\r') {
-                    AddChar(state, u'\n');
-                    run = p;
-                }
+                TakeLineEnd(state, run, p);
                 continue;
             }
             if (c == 0 || (IsControl(c) && c != u'\t')) {
@@ -1338,17 +1333,7 @@ private:
                 Error();
             }
             if (c == u'\n' || c == u'\r') {
-                if (c == u'\r') {
-                    AddRun(state, run, p);
-                }
-                if (!CountLineEnd(p)) {
-                    m_cur = p + 1;
-                    Error();
-                }
-                if (c == u'\r') {
-                    AddChar(state, u'\n');
-                    run = p;
-                }
+                TakeLineEnd(state, run, p);
                 continue;
             }
             ++p;

@@ -134,6 +134,9 @@ TEST(XMLReaderDiff, OddAndHostileInputsReadAlike) {
         u"<a><![CDATA[\x01]]></a>",
         u"<a><![CDATA[x]]>y<![CDATA[]]></a>",
         u"<a>\r\r\n\n</a>\n",
+        u"<a>x\r]]></a>",
+        u"<a>x\r\n]]></a>",
+        u"<a>\r]]></a>",
         u"<a>x" + nul + u"</a>",
         u"<a b='" + nul + u"'/>",
         u"<a/>" + nul + u"<!--",
@@ -162,7 +165,7 @@ TEST(XMLReaderDiff, OddAndHostileInputsReadAlike) {
 // The copy budget runs out on the same line: each element stands on a line of its own, so a
 // charge counted differently anywhere before shows as another line.
 TEST(XMLReaderDiff, CopyBudgetRunsOutOnTheSameLine) {
-    WMString const uri(1u << 16, u'u');
+    WMString const uri(1u << 14, u'u');
     WMString const longName = u"p:" + WMString(300, u'n');
     struct Pattern {
         WMString start;
