@@ -24,6 +24,8 @@
 namespace corvane {
 namespace detail {
 
+using namespace std::string_view_literals;  // literals of known length, compared without a scan
+
 namespace {
 
 constexpr std::uint64_t kPrime = 0x100000001b3ULL;
@@ -35,16 +37,19 @@ std::uint64_t Fold(std::uint64_t hash, std::u16string_view text) {
     return hash;
 }
 
-// IsNameChar for the ASCII code units, which make up nearly every name.
+// IsNameStart and IsNameChar for the ASCII code units, which make up nearly every name.
 struct NameTable {
+    bool start[0x80];
     bool ascii[0x80];
 };
 
 constexpr NameTable MakeNameTable() {
     NameTable table{};
     for (int c = 0; c < 0x80; ++c) {
-        table.ascii[c] = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-                         (c >= '0' && c <= '9') || c == '_' || c == '.' || c == ':' || c == '-';
+        bool const letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        table.start[c] = letter || c == '_' || c == ':';
+        table.ascii[c] =
+            letter || (c >= '0' && c <= '9') || c == '_' || c == '.' || c == ':' || c == '-';
     }
     return table;
 }
@@ -494,11 +499,13 @@ private:
 
     std::u16string_view ParseName() {
         char16_t const* start = m_cur;
-        if (m_overrun || m_cur == m_end || !IsNameStart(*m_cur)) {
+        if (m_overrun || m_cur == m_end ||
+            !(*m_cur < 0x80 ? kNameTable.start[*m_cur] : IsNameStart(*m_cur))) {
             return std::u16string_view();
         }
+        // The zero after the text ends every name, so the scan needs no bound.
         char16_t const* p = m_cur + 1;
-        while (p < m_end && (*p < 0x80 ? kNameTable.ascii[*p] : IsNameChar(*p))) {
+        while (*p < 0x80 ? kNameTable.ascii[*p] : IsNameChar(*p)) {
             ++p;
         }
         m_cur = p;
@@ -544,19 +551,19 @@ private:
         if (name.empty() || !ParseCh(u';')) {
             Error();
         }
-        if (name == u"lt") {
+        if (name == u"lt"sv) {
             return u'<';
         }
-        if (name == u"gt") {
+        if (name == u"gt"sv) {
             return u'>';
         }
-        if (name == u"amp") {
+        if (name == u"amp"sv) {
             return u'&';
         }
-        if (name == u"apos") {
+        if (name == u"apos"sv) {
             return u'\'';
         }
-        if (name == u"quot") {
+        if (name == u"quot"sv) {
             return u'"';
         }
         Error();
@@ -628,7 +635,7 @@ private:
 
     // ---- attributes and elements
 
-    NOINLINE bool ParseAttributeValue(std::u16string_view& value, bool& stable) {
+    NOINLINE bool ParseAttributeValue(std::u16string_view& value) {
         char16_t const quote = NextCh();
         if (quote != u'"' && quote != u'\'') {
             PrevCh();
@@ -646,7 +653,6 @@ private:
             if (c == quote) {
                 AddRun(state, run, p);
                 m_cur = p + 1;
-                stable = !state.assembled;
                 value = Finish(state);
                 return true;
             }
@@ -684,13 +690,11 @@ private:
         }
         ParseWhiteSpace();
         XMLAttr attr{};
-        bool stable = true;
-        if (!ParseAttributeValue(attr.value, stable)) {
+        if (!ParseAttributeValue(attr.value)) {
             Error();
         }
         attr.qname = name;
         m_attrs.push_back(attr);
-        m_attrStable.push_back(stable);
         if (!m_names.Insert(
                 m_attrs.size() - 1, [this](std::size_t i) { return NameHash(m_attrs[i].qname); },
                 [this, name](std::size_t i) { return m_attrs[i].qname == name; })) {
@@ -904,7 +908,7 @@ private:
     // ---- resolution
 
     static bool StartsWithXmlns(std::u16string_view name) {
-        return name.size() >= 5 && name.substr(0, 5) == u"xmlns";
+        return name.size() >= 5 && name.substr(0, 5) == u"xmlns"sv;
     }
 
     // Takes the declarations out of the attributes, makes the element's scope, resolves the
@@ -1077,7 +1081,9 @@ private:
     }
 
     XMLNamespace const* InternValue(std::size_t index) {
-        return m_namespaces.Intern(m_attrs[index].value, m_attrStable[index]);
+        // A value that is a view into the input outlives the read; a changed one is copied.
+        std::u16string_view const value = m_attrs[index].value;
+        return m_namespaces.Intern(value, value.data() >= m_begin && value.data() < m_end);
     }
 
     XMLNode* ParseElement(XMLNode* parent, int depth) {
@@ -1126,7 +1132,6 @@ private:
     // Everything of a start tag after its name.
     NOINLINE XMLNode* StartTag(std::u16string_view name, XMLNode* parent) {
         m_attrs.clear();
-        m_attrStable.clear();
         m_names.Clear();
         for (;;) {
             ParseWhiteSpace();
@@ -1214,13 +1219,21 @@ private:
     }
 
     NOINLINE bool ParseEndTag(XMLNode const* element) {
-        if (!ParseString(u"</")) {
+        if (!ParseString(u"</"sv)) {
             return false;
         }
-        std::u16string_view const name = ParseName();
-        if (name.empty() || name != element->qname) {
+        // The name must be the element's and end there; names hold no line ends, so any other
+        // name fails on this line just as reading it first would.
+        std::u16string_view const qname = element->qname;
+        char16_t const after = static_cast<std::size_t>(m_end - m_cur) > qname.size()
+                                   ? m_cur[qname.size()]
+                                   : char16_t{0};
+        if (static_cast<std::size_t>(m_end - m_cur) < qname.size() ||
+            std::u16string_view(m_cur, qname.size()) != qname ||
+            (after < 0x80 ? kNameTable.ascii[after] : IsNameChar(after))) {
             Error();
         }
+        m_cur += qname.size();
         ParseWhiteSpace();
         if (!ParseCh(u'>')) {
             Error();
@@ -1251,7 +1264,7 @@ private:
     // ---- comments, CDATA, processing instructions, document type
 
     NOINLINE bool ParseComment() {
-        if (!ParseString(u"<!--")) {
+        if (!ParseString(u"<!--"sv)) {
             return false;
         }
         char16_t const* p = m_cur;
@@ -1284,7 +1297,7 @@ private:
     }
 
     NOINLINE bool ParseCDATA(TextState& state) {
-        if (!ParseString(u"<![CDATA[")) {
+        if (!ParseString(u"<![CDATA["sv)) {
             return false;
         }
         char16_t const* run = m_cur;
@@ -1309,7 +1322,7 @@ private:
     }
 
     NOINLINE bool ParseAndReportPI() {
-        if (!ParseString(u"<?")) {
+        if (!ParseString(u"<?"sv)) {
             return false;
         }
         std::u16string_view const target = ParseName();
@@ -1350,7 +1363,7 @@ private:
     }
 
     bool ParseDocTypeDecl() {
-        if (!ParseString(u"<!DOCTYPE")) {
+        if (!ParseString(u"<!DOCTYPE"sv)) {
             return false;
         }
         ParseWhiteSpace();
@@ -1423,7 +1436,6 @@ private:
 
     // The start tag being read.
     std::vector<XMLAttr> m_attrs;
-    std::vector<bool> m_attrStable;
     std::vector<std::size_t> m_decls;
     std::vector<std::pair<std::u16string_view, XMLNamespace const*>> m_ownEntries;
     Seen m_names;
