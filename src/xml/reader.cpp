@@ -252,17 +252,6 @@ struct XMLDocument::Namespaces {
 
 // ---- queries
 
-XMLNamespace const* XMLReadScope::Find(std::u16string_view prefix) const {
-    for (XMLReadScope const* scope = this; scope; scope = scope->parent) {
-        for (std::uint32_t i = 0; i < scope->count; ++i) {
-            if (scope->entries[i].prefix == prefix) {
-                return scope->entries[i].uri;
-            }
-        }
-    }
-    return nullptr;
-}
-
 XMLAttr const* XMLNode::FindAttribute(std::u16string_view key) const {
     Joined const wanted{{key, {}, {}}};
     for (std::uint32_t i = 0; i < attrCount; ++i) {
@@ -285,25 +274,23 @@ void XMLNode::AppendKey(XMLAttr const& attr, WMString& out) const {
 
 namespace {
 
-// The whole prefix map of a scope, in prefix order.
+// The whole prefix map of a scope, in prefix order: the entries of the scope and its parents,
+// the innermost of each prefix kept.
 std::vector<XMLReadScope::Entry> MergedEntries(XMLReadScope const* scope) {
-    std::vector<XMLReadScope::Entry> merged;
+    std::vector<XMLReadScope::Entry> all;
     for (; scope; scope = scope->parent) {
-        for (std::uint32_t i = 0; i < scope->count; ++i) {
-            XMLReadScope::Entry const& entry = scope->entries[i];
-            bool shadowed = false;
-            for (XMLReadScope::Entry const& seen : merged) {
-                shadowed = shadowed || seen.prefix == entry.prefix;
-            }
-            if (!shadowed) {
-                merged.push_back(entry);
-            }
+        all.insert(all.end(), scope->entries, scope->entries + scope->count);
+    }
+    std::stable_sort(all.begin(), all.end(),
+                     [](XMLReadScope::Entry const& a, XMLReadScope::Entry const& b) {
+                         return a.prefix < b.prefix;
+                     });
+    std::vector<XMLReadScope::Entry> merged;
+    for (XMLReadScope::Entry const& entry : all) {
+        if (merged.empty() || merged.back().prefix != entry.prefix) {
+            merged.push_back(entry);
         }
     }
-    std::sort(merged.begin(), merged.end(),
-              [](XMLReadScope::Entry const& a, XMLReadScope::Entry const& b) {
-                  return a.prefix < b.prefix;
-              });
     return merged;
 }
 
@@ -326,8 +313,14 @@ NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, W
         out += u'"';
     }
     if (!parent || parent->scope != element.scope) {
+        std::vector<XMLReadScope::Entry> const inherited =
+            parent ? MergedEntries(parent->scope) : std::vector<XMLReadScope::Entry>();
+        auto same = inherited.begin();
         for (XMLReadScope::Entry const& entry : MergedEntries(element.scope)) {
-            if (parent && parent->scope && parent->scope->Find(entry.prefix) == entry.uri) {
+            while (same != inherited.end() && same->prefix < entry.prefix) {
+                ++same;
+            }
+            if (same != inherited.end() && same->prefix == entry.prefix && same->uri == entry.uri) {
                 continue;
             }
             out += entry.prefix.empty() ? u" xmlns" : u" xmlns:";

@@ -52,9 +52,6 @@ struct XMLReadScope {
     std::uint32_t count;
     std::uint32_t id;   // distinct per scope of a parse
     std::size_t units;  // code units of the whole prefix map, as the copy budget counts them
-
-    // The URI the prefix map gives `prefix`, or null.
-    XMLNamespace const* Find(std::u16string_view prefix) const;
 };
 
 struct XMLNode {
