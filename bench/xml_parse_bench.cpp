@@ -285,6 +285,10 @@ public:
     void ReportRuns(std::vector<Run> const& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (Run const& run : runs) {
+            // With repetitions, the medians stand for the benchmark.
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") {
+                continue;
+            }
             auto const rate = run.counters.find("bytes_per_second");
             if (rate != run.counters.end()) {
                 m_rates[run.run_name.function_name] = rate->second.value;
