@@ -17,12 +17,11 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
-#include <vector>
 
 namespace corvane {
 namespace detail {
 
-// One interned namespace URI; the empty URI is the document's NoNamespace().
+// One interned namespace URI; the empty URI has its record too (FindNamespace(u"")).
 struct XMLNamespace {
     std::u16string_view uri;
     std::uint64_t hashState;  // the key hash after the URI, so keys extend it without rehashing
