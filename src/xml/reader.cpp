@@ -1007,7 +1007,6 @@ private:
                 Error();
             }
             attrs[n] = attr;
-            Joined const key = KeyOf(*element, attr);
             auto const keyHash = [element, attrs](std::size_t j) {
                 Joined const joined = KeyOf(*element, attrs[j]);
                 std::uint64_t hash = attrs[j].prefixed
@@ -1015,7 +1014,8 @@ private:
                                          : Fold(element->ns->hashState, element->Local());
                 return Fold(hash, joined.part[attrs[j].prefixed ? 1 : 2]);
             };
-            if (!m_names.Insert(n, keyHash, [&](std::size_t j) {
+            if (!m_names.Insert(n, keyHash, [element, attrs, n](std::size_t j) {
+                    Joined const key = KeyOf(*element, attrs[n]);
                     Joined const other = KeyOf(*element, attrs[j]);
                     return other.size() == key.size() && CompareJoined(other, key) == 0;
                 })) {
