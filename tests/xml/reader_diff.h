@@ -6,9 +6,12 @@
 #ifndef CORVANE_TESTS_XML_READER_DIFF_H
 #define CORVANE_TESTS_XML_READER_DIFF_H
 
+#include <corvane/utf8.h>
 #include <corvane/xml_parser.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -171,6 +174,23 @@ public:
         out += ">";
     }
 };
+
+// The text a fuzz input stands for: the first byte chooses how the rest becomes wide text,
+// as in xml_fuzz: even, 16-bit code units (little-endian pairs); odd, through UTF-8.
+inline WMString FuzzText(std::uint8_t const* data, std::size_t size) {
+    WMString text;
+    if (size == 0) {
+        return text;
+    }
+    if (data[0] & 1) {
+        UTF8ToWideString(std::string(reinterpret_cast<char const*>(data + 1), size - 1), text);
+    } else {
+        for (std::size_t i = 1; i + 1 < size; i += 2) {
+            text += static_cast<WMChar>(data[i] | (data[i + 1] << 8));
+        }
+    }
+    return text;
+}
 
 // Everything observable of one parse in one mode, as text.
 inline std::string ParserResult(WMString const& text, bool buildTree) {

@@ -47,7 +47,7 @@ void ExpectSame(WMString const& text, std::string const& what) {
 }
 
 // The files as the library reads them (bytes as code units, the ANSI code page of the
-// platform layer) and as UTF-8.
+// platform layer), as UTF-8, and the fuzz seeds as the fuzzers read them.
 TEST(XMLReaderDiff, CorpusReadsAlike) {
     namespace fs = std::filesystem;
     fs::path const data(CORVANE_TEST_DATA);
@@ -69,6 +69,11 @@ TEST(XMLReaderDiff, CorpusReadsAlike) {
             UTF8ToWideString(bytes, utf8);
             ExpectSame(latin1, entry.path().string());
             ExpectSame(utf8, entry.path().string() + " as UTF-8");
+            if (dir != data) {
+                ExpectSame(readerdiff::FuzzText(reinterpret_cast<std::uint8_t const*>(bytes.data()),
+                                                bytes.size()),
+                           entry.path().string() + " as a fuzz input");
+            }
             ++files;
         }
     }
