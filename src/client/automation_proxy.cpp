@@ -1,8 +1,6 @@
 #include <corvane/client.h>
 #include <corvane/http.h>
 
-#include "client/proxy_fault.h"
-
 namespace {
 
 constexpr unsigned long kDefaultTimeout = 600000;
@@ -54,6 +52,23 @@ WMChar const* RefusalText(int status) {
 
 }  // namespace
 
+WMSOAPProxyFault::WMSOAPProxyFault(WMString const& context, WMString const& message)
+    : m_context(context), m_message(message) {}
+
+WMSOAPProxyFault::WMSOAPProxyFault(WMSOAPProxyFault const&) = default;
+
+WMSOAPProxyFault& WMSOAPProxyFault::operator=(WMSOAPProxyFault const&) = default;
+
+WMSOAPProxyFault::~WMSOAPProxyFault() = default;
+
+WMString const& WMSOAPProxyFault::GetContext() const {
+    return m_context;
+}
+
+WMString const& WMSOAPProxyFault::GetMessageText() const {
+    return m_message;
+}
+
 WMSOAPAutomationProxy::WMSOAPAutomationProxy() : m_httpStatus(0), m_timeout(kDefaultTimeout) {}
 
 WMSOAPAutomationProxy::WMSOAPAutomationProxy(WMSOAPAutomationProxy const&) = default;
@@ -94,15 +109,15 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
 
         WMHTTPRequestSock http(kDefaultHTTPPort, m_timeout);
         if (!http.SendHTTPRequest(port, u"POST", host, path, WMString(), headers, m_xmlOut)) {
-            throw WMSOAPProxyFault(u"Request Message", u"Could not connect to server.");
+            throw new WMSOAPProxyFault(u"Request Message", u"Could not connect to server.");
         }
 
         m_httpStatus = http.GetStatus();
         if (WMChar const* refusal = RefusalText(m_httpStatus)) {
-            throw WMSOAPProxyFault(u"Response Message", refusal);
+            throw new WMSOAPProxyFault(u"Response Message", refusal);
         }
         if (http.GetHeader(u"Content-Type").find(u"text/xml") == WMString::npos) {
-            throw WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
+            throw new WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
         }
         if (WMChar const* content = http.GetContent()) {
             m_xmlIn = content;
@@ -122,7 +137,8 @@ bool WMSOAPAutomationProxy::InvokeMethod(WMString const& soapAction, WMString co
                                          WMSOAPMessage& message) {
     try {
         return InvokeSOAPMethod(soapAction, host, port, path, userAgent, message);
-    } catch (WMSOAPProxyFault const&) {
+    } catch (WMSOAPProxyFault* fault) {
+        delete fault;
         return false;
     }
 }
