@@ -4,12 +4,12 @@
 #include <corvane/utf8.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "reader_diff.h"
+#include "support/support.h"
 
 namespace {
 
@@ -50,29 +50,26 @@ void ExpectSame(WMString const& text, std::string const& what) {
 // platform layer), as UTF-8, and the fuzz seeds as the fuzzers read them.
 TEST(XMLReaderDiff, CorpusReadsAlike) {
     namespace fs = std::filesystem;
-    fs::path const data(CORVANE_TEST_DATA);
+    fs::path const data(corvane::test::DataPath(""));
+    fs::path const seeds = fs::path(corvane::test::TestsDir()) / "fuzz" / "corpus" / "xml";
     int files = 0;
-    for (fs::path const& dir : {data, data.parent_path() / "fuzz" / "corpus" / "xml"}) {
+    for (fs::path const& dir : {data, seeds}) {
         for (auto const& entry : fs::recursive_directory_iterator(dir)) {
             std::string const ext = entry.path().extension().string();
             if (!entry.is_regular_file() ||
                 (ext != ".xml" && ext != ".wsdl" && ext != ".xsd" && ext != ".bin")) {
                 continue;
             }
-            std::ifstream in(entry.path(), std::ios::binary);
-            std::string const bytes{std::istreambuf_iterator<char>(in), {}};
-            WMString latin1(bytes.begin(), bytes.end());
-            for (char16_t& c : latin1) {
-                c &= 0xff;
-            }
+            std::string const name = entry.path().string();
+            std::string const bytes = corvane::test::ReadFile(name);
             WMString utf8;
             UTF8ToWideString(bytes, utf8);
-            ExpectSame(latin1, entry.path().string());
-            ExpectSame(utf8, entry.path().string() + " as UTF-8");
-            if (dir != data) {
+            ExpectSame(corvane::test::Widen(bytes), name);
+            ExpectSame(utf8, name + " as UTF-8");
+            if (dir == seeds) {
                 ExpectSame(readerdiff::FuzzText(reinterpret_cast<std::uint8_t const*>(bytes.data()),
                                                 bytes.size()),
-                           entry.path().string() + " as a fuzz input");
+                           name + " as a fuzz input");
             }
             ++files;
         }
