@@ -767,7 +767,6 @@ long WireHttpClient::Receive(WireConnection& connection, char* buffer, std::size
         Fail("The call exceeded its deadline of " + std::to_string(deadlineMs_) + " ms.");
         return -1;
     }
-    const std::string endpoint = Endpoint(connection.host, connection.port);
     for (;;) {
         if (connection.ssl != nullptr) {
             const int chunk = size > INT_MAX ? INT_MAX : static_cast<int>(size);
@@ -790,7 +789,8 @@ long WireHttpClient::Receive(WireConnection& connection, char* buffer, std::size
             if (detail.empty()) {
                 return 0;  // the server closed the connection without a TLS goodbye
             }
-            Fail("Reading from " + endpoint + " failed: " + detail + ".");
+            Fail("Reading from " + Endpoint(connection.host, connection.port) +
+                 " failed: " + detail + ".");
             return -1;
         }
         const long n = platform::RecvSocket(connection.socket, buffer, size);
@@ -803,7 +803,8 @@ long WireHttpClient::Receive(WireConnection& connection, char* buffer, std::size
         }
         const int error = platform::LastSocketError();
         if (error != platform::kErrWouldBlock) {
-            Fail("Reading from " + endpoint + " failed: " + SocketErrorText(error) + ".");
+            Fail("Reading from " + Endpoint(connection.host, connection.port) +
+                 " failed: " + SocketErrorText(error) + ".");
             return -1;
         }
         if (!Await(connection, false)) {
