@@ -735,7 +735,14 @@ bool WireHttpClient::SendAll(WireConnection& connection, std::string_view data) 
                     }
                     continue;
                 }
-                const std::string detail = OpenSslErrors();
+                std::string detail = OpenSslErrors();
+                if (detail.empty()) {
+                    // A server that refuses us after the handshake (TLS 1.3 checks the client's
+                    // certificate then) says why in an alert that only a read takes in.
+                    char alert[256];
+                    DynSSL::SSL_read(connection.ssl, alert, sizeof(alert));
+                    detail = OpenSslErrors();
+                }
                 return Fail("Sending to " + Endpoint(connection.host, connection.port) +
                             " failed: " + (detail.empty() ? "the connection was closed" : detail) +
                             ".");
