@@ -1,9 +1,11 @@
 // One echoString-sized exchange over loopback: the default mode's WMHTTPRequestSock (HTTP/1.0, a
 // connection per request, a zero byte after the body) against the standard wire mode's client
-// (HTTP/1.1, one kept connection). The peer is a thread of this program that answers each
-// request with the same prepared answer. Run by hand: build/release/bench/wire_bench
+// (HTTP/1.1, one kept connection), alone and through the automation proxy. The peer is a thread
+// of this program that answers each request with the same prepared answer. Run by hand:
+// build/release/bench/wire_bench
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
+#include <corvane/client.h>
 #include <corvane/http.h>
 #include <corvane/wire.h>
 #include <netinet/in.h>
@@ -143,8 +145,36 @@ void BM_StandardModeExchange(benchmark::State& state) {
     }
 }
 
+// The same exchange through the automation proxy, with the conversions of each mode.
+void ProxyExchange(benchmark::State& state, bool standard) {
+    EchoServer server(standard);
+    WMSOAPAutomationProxy proxy;
+    WMWireOptions options;
+    options.standard = standard;
+    proxy.SetWireOptions(options);
+    const WMString request(kBody.begin(), kBody.end());
+    WMSOAPMessage message;
+    for (auto _ : state) {
+        message.SetBuffer(request);
+        if (!proxy.InvokeMethod(u"\"\"", u"127.0.0.1", server.Port(), u"/", u"bench", message)) {
+            state.SkipWithError("exchange failed");
+            break;
+        }
+        benchmark::DoNotOptimize(message.GetBufferPtr());
+    }
+}
+
+void BM_DefaultModeProxy(benchmark::State& state) {
+    ProxyExchange(state, false);
+}
+void BM_StandardModeProxy(benchmark::State& state) {
+    ProxyExchange(state, true);
+}
+
 BENCHMARK(BM_DefaultModeExchange)->Unit(benchmark::kMicrosecond)->MinTime(1.0);
 BENCHMARK(BM_StandardModeExchange)->Unit(benchmark::kMicrosecond)->MinTime(1.0);
+BENCHMARK(BM_DefaultModeProxy)->Unit(benchmark::kMicrosecond)->MinTime(1.0);
+BENCHMARK(BM_StandardModeProxy)->Unit(benchmark::kMicrosecond)->MinTime(1.0);
 
 }  // namespace
 
