@@ -363,16 +363,18 @@ bool WireHttpClient::Exchange(std::string_view method, std::string_view url,
     if (useProxy_ && proxy_.host.empty()) {
         return Fail("Invalid proxy URL: the proxy must be given as http://host:port.");
     }
-    WireUrl current;
+    // Kept in the object, so that a call reuses the buffers of the one before.
+    WireUrl& current = url_;
     if (!ParseWireUrl(url, current, error_)) {
         return false;
     }
-    const WireUrl first = current;
+    WireUrl first;  // the URL asked for, once a redirect has moved away from it
     std::string location;
     for (int redirects = 0;; ++redirects) {
         // Credentials go only to the host they were given for.
         const bool sendAuth =
-            current.host == first.host && current.port == first.port && current.tls == first.tls;
+            redirects == 0 ||
+            (current.host == first.host && current.port == first.port && current.tls == first.tls);
         if (!ExchangeOnce(method, current, sendAuth, headers, body, answer)) {
             return false;
         }
@@ -386,8 +388,12 @@ bool WireHttpClient::Exchange(std::string_view method, std::string_view url,
             return Fail("Too many redirects: more than " + std::to_string(maxRedirects_) + ".");
         }
         location.assign(answer.Header("Location"));
+        if (location.find_first_of(" \t\r\n") != std::string::npos) {
+            return Fail("Invalid redirect location: " + location);
+        }
         WireUrl next;
-        if (location.find("://") != std::string::npos) {
+        const std::size_t scheme = location.find("://");
+        if (scheme != std::string::npos && location.find_first_of("/?#") > scheme) {
             if (!ParseWireUrl(location, next, error_)) {
                 return false;
             }
@@ -412,6 +418,9 @@ bool WireHttpClient::Exchange(std::string_view method, std::string_view url,
         if (status == 303) {
             method = "GET";
             body = {};
+        }
+        if (redirects == 0) {
+            first = current;
         }
         current = std::move(next);
     }

@@ -105,6 +105,7 @@ private:
     Clock::time_point deadline_;
     bool timedOut_ = false;  // the last failure was a time-out, not a broken connection
     std::string error_;
+    WireUrl url_;          // the URL of the current request
     std::string request_;  // the request text, reused from call to call
     std::string gunzipped_;
     std::vector<std::unique_ptr<WireConnection>> idle_;
