@@ -144,6 +144,11 @@ void LoopbackServer::Serve() {
     ::close(fd);
 }
 
+void ShrinkSendBuffer(std::intptr_t socket) {
+    int size = 4096;
+    ::setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_SNDBUF, &size, sizeof(size));
+}
+
 int UnusedPort() {
     int port = 0;
     int fd = OpenListener(0, port);

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <thread>
 #include <vector>
@@ -50,6 +51,10 @@ private:
 
 // A port on 127.0.0.1 that nothing listens on (bound, then released).
 int UnusedPort();
+
+// Fixes a connected socket's send buffer at a few kilobytes, so the kernel's autotuning cannot
+// grow it: a large send then certainly does not fit.
+void ShrinkSendBuffer(std::intptr_t socket);
 
 }  // namespace corvane::test
 

@@ -28,6 +28,9 @@ public:
 
     bool OnSockConnect() override {
         log += "connect;";
+        if (smallSendBuffer) {
+            corvane::test::ShrinkSendBuffer(m_socket);
+        }
         return true;
     }
     bool OnSockWrite() override {
@@ -56,6 +59,7 @@ public:
     int LastError() const { return m_nLastError; }
 
     std::vector<std::string> chunks;
+    bool smallSendBuffer = false;
     std::vector<std::size_t> queuedAfterSend;
     bool wrote = false;
     bool sent = true;
@@ -88,10 +92,13 @@ TEST(SocketRun, LargeSendIsQueuedAndLaterSendsKeepTheirOrder) {
     const std::string expected = big + "B" + "CC";
     ServerScript script;
     script.requestBytes = expected.size();
-    script.readChunk = 64 * 1024;  // with a small receive buffer: the client must queue
+    // Both ends' buffers are fixed at a few kilobytes (autotuning off), so a 4 MiB send cannot
+    // fit and the client must queue on any kernel.
+    script.readChunk = 64 * 1024;
     script.reply = {"done"};
     LoopbackServer server(script);
     Recorder socket;
+    socket.smallSendBuffer = true;
     socket.chunks = {big, "B", "CC"};
     Ipv4Address address = Loopback(server.Port());
     ASSERT_TRUE(socket.Connect(address.Get(), 0));
