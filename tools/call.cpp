@@ -146,7 +146,8 @@ Json FaultDetail(WMSOAPWSDLClient& wsdl, WMString const& answer) {
     message.SetRequestPhase(false);
     try {
         message.Deserialize(wsdl);
-    } catch (WMSOAPFault const&) {
+    } catch (WMSOAPFault* fault) {
+        delete fault;
         return detail;
     }
     WMString ns;

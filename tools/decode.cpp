@@ -216,11 +216,12 @@ int RunDecode(Options const& options) {
     try {
         message.Deserialize(wsdl);
         message.ProcessRPC(wsdl);
-    } catch (WMSOAPFault const& fault) {
+    } catch (WMSOAPFault* raised) {
         // Raised while reading: the envelope is wrong or does not fit the WSDL.
-        out["fault"] = Json{{"code", Utf8(fault.GetFaultCode())},
-                            {"string", Utf8(fault.GetFaultString())},
-                            {"actor", Utf8(fault.GetFaultActor())},
+        std::unique_ptr<WMSOAPFault> fault(raised);
+        out["fault"] = Json{{"code", Utf8(fault->GetFaultCode())},
+                            {"string", Utf8(fault->GetFaultString())},
+                            {"actor", Utf8(fault->GetFaultActor())},
                             {"detail", Json::array()},
                             {"local", true}};
         status = 2;

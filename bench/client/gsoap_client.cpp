@@ -1,7 +1,8 @@
 // gSOAP on the benchmark's calls, through the proxy that wsdl2h and soapcpp2 generate from
-// round2_base.wsdl when the benchmarks are built. Usage: gsoap_client ENDPOINT CASE CALLS
-// CASE is string, or structs-N for echoStructArray of N structs. Prints the seconds per call,
-// elapsed and on the CPU.
+// round2_base.wsdl when the benchmarks are built. Usage: gsoap_client ENDPOINT CASE CALLS [kept]
+// CASE is string, or structs-N for echoStructArray of N structs; "kept" keeps one connection
+// open for all the calls instead of opening one per call. Prints the seconds per call, elapsed
+// and on the CPU.
 #include "InteropTestBinding.nsmap"
 #include "soapInteropTestBindingProxy.h"
 
@@ -24,13 +25,14 @@ int Fail(char const* why) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4) {
-        return Fail("usage: gsoap_client ENDPOINT CASE CALLS");
+    if (argc != 4 && !(argc == 5 && std::string(argv[4]) == "kept")) {
+        return Fail("usage: gsoap_client ENDPOINT CASE CALLS [kept]");
     }
     char const* const endpoint = argv[1];
     std::string const testCase = argv[2];
     int const calls = std::atoi(argv[3]);
-    InteropTestBindingProxy proxy(endpoint, SOAP_C_UTFSTRING);
+    InteropTestBindingProxy proxy(
+        endpoint, argc == 5 ? SOAP_IO_KEEPALIVE | SOAP_C_UTFSTRING : SOAP_C_UTFSTRING);
 
     // The request is built once, as the other clients build theirs; each call frees what its
     // answer allocated in the context, as a long-running gSOAP client must.

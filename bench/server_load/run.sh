@@ -1,33 +1,82 @@
 #!/usr/bin/env bash
-# The server load and bad-input runs, by hand: Corvane's interop server, then PHP's SoapServer on
-# the same requests for comparison. Everything stays on 127.0.0.1 and every run is bounded.
+# The server runs, by hand: Corvane's interop server beside gSOAP's standalone server of the same
+# WSDL (and PHP's SoapServer for the bad-input runs). Everything stays on 127.0.0.1 and every run
+# is bounded.
 #
-#   bench/server_load/run.sh [BUILD_DIR] [SECONDS]
+#   bench/server_load/run.sh [BUILD_DIR] [SECONDS] [SANITIZE_BUILD_DIR]
 #
-# BUILD_DIR (default build/release) must hold examples/interop_server/interop_server and
-# bench/server_load/server_load. SECONDS (default 30) is the length of each of the four runs:
-# Corvane valid, Corvane mixed, PHP valid, PHP mixed. "Mixed" makes every fourth request a bad
-# one (see load.cpp). PHP runs under its built-in server with 8 workers, the same 8 as
-# cpp-httplib's pool, and straight on its port: the load client sends no trailing zero byte, so
-# the peers' HTTP front is not needed.
+# BUILD_DIR (default build/release) must hold examples/interop_server/interop_server,
+# bench/server_load/server_load, and bench/gsoap_server and bench/gsoap_client (built where gsoap
+# and libgsoap-dev were installed). SANITIZE_BUILD_DIR (default build/sanitize) holds the interop
+# server built with -DCORVANE_SANITIZE=ON for the run with clients that go away. In order:
+#
+# 1. Real clients: PHP's SoapClient, the gSOAP client and zeep, each on one kept-alive connection
+#    and on a new connection per call, against both servers, echoString and echoStructArray of
+#    100; calls per second (the best of three runs, as other work on the machine only slows a
+#    run down) and the ratios kept/new and Corvane/gSOAP.
+# 2. Slow clients: a normal kept-alive client alone, then beside 200 connections that send their
+#    request head one byte a second; when each slow connection was closed.
+# 3. Clients that go away: 10,000 requests to the AddressSanitizer build, a random fifth closing
+#    mid-request or mid-answer; the server must answer afterwards and exit 0 on SIGTERM with no
+#    sanitizer report.
+# 4. Memory: resident size after 1,000 and after 100,000 kept-alive requests.
+# 5. Load and bad input for SECONDS (default 30) each: 8 clients, echoStructArray of 1 to 1000
+#    items on new connections, valid only and with every fourth request bad (see load.cpp), on
+#    Corvane's server and on PHP's SoapServer under php -S with 8 workers.
 set -euo pipefail
 
 here=$(cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")" && pwd)
 root=$(cd "$here/../.." && pwd)
 build=${1:-$root/build/release}
 seconds=${2:-30}
+sanitize=${3:-$root/build/sanitize}
 server=$build/examples/interop_server/interop_server
 load=$build/bench/server_load/server_load
-for program in "$server" "$load"; do
+gsoap_server=$build/bench/gsoap_server
+gsoap_client=$build/bench/gsoap_client
+for program in "$server" "$load" "$gsoap_server" "$gsoap_client" \
+    "$sanitize/examples/interop_server/interop_server"; do
     [ -x "$program" ] || { echo "missing $program: build it first" >&2; exit 2; }
 done
+python=/usr/bin/python3
+wsdl=$root/tests/data/wsdl/round2_base.wsdl
 
+work=$(mktemp -d)
 pid=
-cleanup() { [ -n "$pid" ] && kill "$pid" 2>/dev/null || true; }
+corvane_pid=
+gsoap_pid=
+cleanup() {
+    for p in $pid $corvane_pid $gsoap_pid; do
+        kill "$p" 2>/dev/null || true
+    done
+    rm -rf "$work"
+}
 trap cleanup EXIT
 
 free_port() {
-    python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+    $python -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+}
+
+# start PROGRAM ARGS...: starts a server that prints "listening on http://HOST:PORT/"; sets pid
+# and port.
+start() {
+    "$@" >"$work/listening" 2>"$work/server.err" &
+    pid=$!
+    for _ in $(seq 100); do
+        grep -q listening "$work/listening" && break
+        sleep 0.1
+    done
+    port=$(sed -n 's|.*:\([0-9]*\)/$|\1|p' "$work/listening")
+}
+
+# stop: SIGTERM, then the exit status and the seconds the server took to exit.
+stop() {
+    local began=$SECONDS code=0
+    kill -TERM "$pid"
+    wait "$pid" || code=$?
+    echo "server exit status $code after SIGTERM, $((SECONDS - began)) s to stop"
+    pid=
+    return $code
 }
 
 status=0
@@ -37,30 +86,122 @@ run() {
     "$load" "$@" || status=1
 }
 
-echo "=== Corvane interop_server (cpp-httplib $(pkg-config --modversion cpp-httplib))"
-out=$(mktemp)
-"$server" --port 0 > "$out" &
-pid=$!
-for _ in $(seq 50); do
-    grep -q listening "$out" && break
-    sleep 0.1
+echo "=== 1. real clients, calls per second"
+calls() {  # CLIENT CASE
+    case $1-$2 in
+        zeep-string) echo 300 ;;
+        zeep-*) echo 60 ;;
+        *-string) echo 2000 ;;
+        *) echo 300 ;;
+    esac
+}
+start "$server" --port 0
+corvane_port=$port
+corvane_pid=$pid
+start "$gsoap_server" 0
+gsoap_port=$port
+gsoap_pid=$pid
+pid=
+printf '%-6s %-12s %-5s %12s %12s %9s %14s\n' client case conn "Corvane/s" "gSOAP/s" "Corv/gSOAP" "Corvane kept/new"
+for client in php gsoap zeep; do
+    for case in string structs-100; do
+        declare -A rate=()
+        for peer in corvane gsoap; do
+            endpoint=http://127.0.0.1:$([ $peer = corvane ] && echo $corvane_port || echo $gsoap_port)/round2_base.inc
+            for connection in kept new; do
+                n=$(calls $client $case)
+                case $client in
+                    php) command=(php "$root/bench/client/php_client.php" "$wsdl" "$endpoint" "$case" "$n") ;;
+                    gsoap) command=("$gsoap_client" "$endpoint" "$case" "$n") ;;
+                    zeep) command=($python "$root/bench/client/zeep_client.py" "$wsdl" "$endpoint" "$case" "$n") ;;
+                esac
+                # Each client's own switch: PHP and zeep keep their connection by default, gSOAP
+                # opens one per call by default.
+                if [ $client = gsoap ]; then
+                    [ $connection = kept ] && command+=(kept)
+                else
+                    [ $connection = new ] && command+=(new)
+                fi
+                best=
+                for _ in 1 2 3; do
+                    out=$("${command[@]}" 2>"$work/client.err") || { best=; break; }
+                    elapsed=${out%% *}
+                    best=$($python -c "print(min(float(x) for x in '$elapsed ${best:-}'.split()))")
+                done
+                if [ -n "$best" ]; then
+                    rate[$peer-$connection]=$($python -c "print('%.1f' % (1 / $best))")
+                else
+                    rate[$peer-$connection]="failed"
+                    { echo "$client $case on $peer, $connection connection:"; tail -3 "$work/client.err"; } \
+                        >"$work/failure-$client-$case-$peer-$connection"
+                fi
+            done
+        done
+        for connection in kept new; do
+            c=${rate[corvane-$connection]}
+            g=${rate[gsoap-$connection]}
+            ratio=$($python -c "
+try: print('%.2f' % (float('$c') / float('$g')))
+except ValueError: print('-')")
+            kept_new=
+            [ $connection = kept ] && kept_new=$($python -c "
+try: print('%.2f' % (float('${rate[corvane-kept]}') / float('${rate[corvane-new]}')))
+except ValueError: print('-')")
+            printf '%-6s %-12s %-5s %12s %12s %9s %14s\n' $client $case $connection "$c" "$g" "$ratio" "$kept_new"
+        done
+        unset rate
+    done
 done
-port=$(sed -n 's|.*:\([0-9]*\)/$|\1|p' "$out")
-rm -f "$out"
+cat "$work"/failure-* 2>/dev/null || true
+
+echo "=== 2. slow clients (200 connections, one header byte a second)"
+for peer in corvane gsoap; do
+    port=$([ $peer = corvane ] && echo $corvane_port || echo $gsoap_port)
+    run "$peer: one kept-alive client alone, echoStructArray of 1 to 100" \
+        --port "$port" --clients 1 --keep-alive 1 --max-items 100 --seconds 10
+    run "$peer: the same client beside 200 slow connections" \
+        --port "$port" --clients 1 --keep-alive 1 --max-items 100 --seconds 20 --slow 200
+done
+pid=$corvane_pid
+corvane_pid=
+stop || status=1
+pid=$gsoap_pid
+gsoap_pid=
+stop || status=1
+
+echo "=== 3. clients that go away (AddressSanitizer build)"
+start "$sanitize/examples/interop_server/interop_server" --port 0
+run "10,000 requests, 8 clients, a random fifth going away mid-request or mid-answer" \
+    --port "$port" --requests 10000 --seconds 600 --max-items 100 --go-away 1
+stop || status=1
+if grep -q Sanitizer "$work/server.err"; then
+    echo "sanitizer report:"
+    head -30 "$work/server.err"
+    status=1
+else
+    echo "no sanitizer report"
+fi
+
+echo "=== 4. memory over 100,000 kept-alive requests (echoStructArray of 1 to 10)"
+start "$server" --port 0
+run "Corvane" --port "$port" --pid "$pid" --requests 100000 --seconds 600 --max-items 10 \
+    --keep-alive 1 --clients 4
+stop || status=1
+start "$gsoap_server" 0
+run "gSOAP" --port "$port" --pid "$pid" --requests 100000 --seconds 600 --max-items 10 \
+    --keep-alive 1 --clients 4
+stop || status=1
+
+echo "=== 5. load and bad input, $seconds s each"
+echo "--- Corvane interop_server (cpp-httplib $(pkg-config --modversion cpp-httplib))"
+start "$server" --port 0
 run "valid: echoStructArray of 1 to 1000 items, 8 clients" \
     --port "$port" --seconds "$seconds" --pid "$pid"
 run "mixed: every fourth request bad" \
     --port "$port" --seconds "$seconds" --pid "$pid" --bad-every 4 --seed 2
-kill -TERM "$pid"
-if wait "$pid"; then
-    echo "stopped cleanly on SIGTERM"
-else
-    echo "did not stop cleanly on SIGTERM"
-    status=1
-fi
-pid=
+stop || status=1
 
-echo "=== PHP $(php -r 'echo PHP_VERSION;') SoapServer, php -S with 8 workers"
+echo "--- PHP $(php -r 'echo PHP_VERSION;') SoapServer, php -S with 8 workers"
 port=$(free_port)
 PHP_CLI_SERVER_WORKERS=8 CORVANE_PEER_MODE= CORVANE_PEER_PORT=$port \
     php -d display_errors=stderr -S "127.0.0.1:$port" "$root/tests/peers/php/router.php" \

@@ -1,13 +1,18 @@
 // A SOAP server for the SOAPBuilders round 2 interop suites (base and group B) on cpp-httplib.
 //
-//   interop_server [--host ADDRESS] [--port N] [--wsdl DIR]
+//   interop_server [--host ADDRESS] [--port N] [--wsdl DIR] [--workers N] [--max-connections N]
+//                  [--max-requests-per-connection N] [--idle-timeout S] [--header-timeout S]
+//                  [--body-timeout S] [--write-timeout S] [--max-request-bytes N]
 //
 // DIR holds round2_base.wsdl and round2_groupB.wsdl. Each suite answers POST at its WSDL's
 // soap:address, taken relative to "/" (/round2_base.inc, /round2_groupB.inc), and GET there
 // returns the WSDL itself. With --port 0 the system picks the port. Once listening, the server
-// prints "listening on http://ADDRESS:PORT/" and runs until SIGINT or SIGTERM.
+// prints "listening on http://ADDRESS:PORT/" and runs until SIGINT or SIGTERM, then answers the
+// requests already begun before it exits. The limits are those of guarded_server.h.
 #include <corvane/corvane.h>
-#include <httplib.h>
+// After Corvane: with TLS support httplib.h brings OpenSSL's macros, which clash with names in
+// Corvane's TLS loader.
+#include "guarded_server.h"
 
 #include <atomic>
 #include <chrono>
@@ -23,9 +28,6 @@
 
 namespace {
 
-// Bodies above this size are refused before they are read. Reading a request takes about twenty
-// times its size in memory while it is served, so this bounds what one request can hold.
-constexpr std::size_t kMaxRequestBytes = 8 * 1024 * 1024;
 constexpr char kContentType[] = "text/xml; charset=utf-8";
 
 using Operation = std::function<void(WMSOAPServerCall&)>;
@@ -122,7 +124,9 @@ bool Load(Suite& suite, std::string const& directory) {
 
 // One POST: read the call, run the operation, write the answer. The WSDL client is copied
 // because requests run on several threads; the copy shares the loaded description.
-void Serve(Suite const& suite, httplib::Request const& request, httplib::Response& response) {
+void Serve(Suite const& suite, WorkerSlots& workers, httplib::Request const& request,
+           httplib::Response& response) {
+    WorkerSlots::Hold const worker(workers);
     WMSOAPWSDLClient wsdl = suite.wsdl;
     WMSOAPServerCall call(wsdl);
     if (call.ReadRequest(request.body, request.get_header_value("SOAPAction"))) {
@@ -144,9 +148,31 @@ extern "C" void OnSignal(int) {
     g_stop = 1;
 }
 
+// A fault answer of the base suite's description, outside any request.
+std::string FaultBody(Suite const& suite, WMString const& code, WMString const& text) {
+    WMSOAPWSDLClient wsdl = suite.wsdl;
+    WMSOAPServerCall call(wsdl);
+    call.SetFault(code, text);
+    std::string body;
+    call.WriteResponse(body);
+    return body;
+}
+
 int Usage() {
-    std::cerr << "usage: interop_server [--host ADDRESS] [--port N] [--wsdl DIR]\n";
+    std::cerr << "usage: interop_server [--host ADDRESS] [--port N] [--wsdl DIR] [--workers N]\n"
+                 "    [--max-connections N] [--max-requests-per-connection N] [--idle-timeout S]\n"
+                 "    [--header-timeout S] [--body-timeout S] [--write-timeout S]\n"
+                 "    [--max-request-bytes N]\n";
     return 2;
+}
+
+// A whole number from 1 to `most`, or 0 when the text is not one.
+std::size_t Count(char const* text, std::size_t most) {
+    char* end = nullptr;
+    unsigned long long const value = std::strtoull(text, &end, 10);
+    return *text >= '0' && *text <= '9' && *end == '\0' && value >= 1 && value <= most
+               ? static_cast<std::size_t>(value)
+               : 0;
 }
 
 }  // namespace
@@ -155,17 +181,48 @@ int main(int argc, char** argv) {
     std::string host = "127.0.0.1";
     int port = 8080;
     std::string wsdlDirectory = CORVANE_INTEROP_WSDL_DIR;
+    ServerLimits limits;
+    // Processing one request takes about twenty times its size in memory, so this bounds the
+    // memory of the SOAP work apart from the number of open connections.
+    std::size_t workers = 8;
+    std::map<std::string, std::chrono::seconds*> const seconds = {
+        {"--idle-timeout", &limits.idleTimeout},
+        {"--header-timeout", &limits.headerTimeout},
+        {"--body-timeout", &limits.bodyTimeout},
+        {"--write-timeout", &limits.writeTimeout},
+    };
+    std::map<std::string, std::size_t*> const counts = {
+        {"--workers", &workers},
+        {"--max-connections", &limits.maxConnections},
+        {"--max-requests-per-connection", &limits.maxRequestsPerConnection},
+        {"--max-request-bytes", &limits.maxRequestBytes},
+    };
     for (int i = 1; i < argc; ++i) {
         std::string const arg = argv[i];
         if (i + 1 == argc) {
             return Usage();
         }
+        char const* const value = argv[++i];
         if (arg == "--host") {
-            host = argv[++i];
+            host = value;
         } else if (arg == "--port") {
-            port = std::atoi(argv[++i]);
+            port = std::atoi(value);
         } else if (arg == "--wsdl") {
-            wsdlDirectory = argv[++i];
+            wsdlDirectory = value;
+        } else if (seconds.count(arg) != 0) {
+            std::size_t const s = Count(value, 24 * 3600);
+            if (s == 0) {
+                return Usage();
+            }
+            *seconds.at(arg) = std::chrono::seconds(s);
+        } else if (counts.count(arg) != 0) {
+            // One connection is one thread; a request is held in memory whole.
+            std::size_t const most = arg == "--max-request-bytes" ? std::size_t{1} << 30 : 100000;
+            std::size_t const n = Count(value, most);
+            if (n == 0) {
+                return Usage();
+            }
+            *counts.at(arg) = n;
         } else {
             return Usage();
         }
@@ -175,39 +232,35 @@ int main(int argc, char** argv) {
         {"round2_base.wsdl", u"InteropTest", u"InteropTestPort", "/round2_base.inc", {}, {}},
         {"round2_groupB.wsdl", u"interopLabB", u"interopTestPortB", "/round2_groupB.inc", {}, {}},
     };
-    httplib::Server server;
-    server.set_payload_max_length(kMaxRequestBytes);
     for (Suite& suite : suites) {
         if (!Load(suite, wsdlDirectory)) {
             return 1;
         }
+    }
+    GuardedServer server(limits,
+                         FaultBody(suites[0], u"SOAP-ENV:Server", u"Too many connections."));
+    WorkerSlots slots(workers);
+    for (Suite& suite : suites) {
         server.Post(suite.path,
-                    [&suite](httplib::Request const& request, httplib::Response& response) {
-                        Serve(suite, request, response);
+                    [&suite, &slots](httplib::Request const& request, httplib::Response& response) {
+                        Serve(suite, slots, request, response);
                     });
         server.Get(suite.path, [&suite](httplib::Request const&, httplib::Response& response) {
             response.set_content(suite.wsdlText, kContentType);
         });
     }
     // A body too large to read still gets a SOAP fault rather than a bare HTTP error.
-    server.set_error_handler([&suites](httplib::Request const&, httplib::Response& response) {
+    std::string const tooLarge = FaultBody(suites[0], u"SOAP-ENV:Client", u"Request too large.");
+    server.set_error_handler([&tooLarge](httplib::Request const&, httplib::Response& response) {
         if (response.status == 413) {
-            WMSOAPWSDLClient wsdl = suites[0].wsdl;
-            WMSOAPServerCall call(wsdl);
-            call.SetFault(u"SOAP-ENV:Client", u"Request too large.");
-            std::string body;
-            response.status = call.WriteResponse(body);
-            response.set_content(body, kContentType);
+            response.status = 500;
+            response.set_content(tooLarge, kContentType);
         }
     });
 
     std::signal(SIGINT, OnSignal);
     std::signal(SIGTERM, OnSignal);
-    if (port == 0) {
-        port = server.bind_to_any_port(host);
-    } else if (!server.bind_to_port(host, port)) {
-        port = -1;
-    }
+    port = server.Bind(host, port);
     if (port < 0) {
         std::cerr << "cannot listen on " << host << "\n";
         return 1;
@@ -217,7 +270,7 @@ int main(int argc, char** argv) {
     while (!g_stop) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    server.stop();
+    server.Shutdown();
     listener.join();
     return 0;
 }

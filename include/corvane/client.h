@@ -16,6 +16,27 @@ namespace corvane::detail {
 class WireHttpClient;
 }
 
+// Extension: the fault of a refused exchange, thrown by WMSOAPAutomationProxy::InvokeSOAPMethod
+// as a pointer to a heap object. It is declared here so that a caller of that operation can
+// catch it and delete it:
+//     catch (WMSOAPProxyFault* fault) { report(fault->GetMessageText()); delete fault; }
+class CORVANE_API WMSOAPProxyFault {
+public:
+    WMSOAPProxyFault(WMString const& context, WMString const& message);
+    WMSOAPProxyFault(WMSOAPProxyFault const& other);
+    WMSOAPProxyFault& operator=(WMSOAPProxyFault const& other);
+    virtual ~WMSOAPProxyFault();
+
+    // "Request Message" (nothing could be sent) or "Response Message" (the answer was refused).
+    WMString const& GetContext() const;
+    // Not GetMessage: windows.h defines that name as a macro.
+    WMString const& GetMessageText() const;
+
+private:
+    WMString m_context;
+    WMString m_message;
+};
+
 // Posts the text of a caller-built message over HTTP/1.0 (TLS when the port is 443), checks the
 // status and content type of the answer and puts the answer's text into the same message.
 class CORVANE_API WMSOAPAutomationProxy {
@@ -26,9 +47,9 @@ public:
     virtual ~WMSOAPAutomationProxy();
 
     // Performs the exchange. Every failure (no connection, a refused status, a content type
-    // other than text/xml) is thrown as an internal fault object that callers outside the
-    // library cannot name: use InvokeMethod unless you catch everything. Status 500 is not a
-    // failure: its body is expected to hold a SOAP fault. Redirects are never followed.
+    // other than text/xml) is thrown as a new WMSOAPProxyFault, which the caller deletes.
+    // Status 500 is not a failure: its body is expected to hold a SOAP fault. Redirects are
+    // never followed.
     bool InvokeSOAPMethod(WMString const& soapAction, WMString const& host, int port,
                           WMString const& path, WMString const& userAgent, WMSOAPMessage& message);
     // The same exchange; any failure is reported as false (the fault texts are not kept).

@@ -22,8 +22,16 @@ namespace corvane::detail {
 struct MessageBuilder;
 }
 
-// A SOAP fault raised inside the library. Thrown by value and caught by reference; a server
-// catches it around Deserialize and ProcessRPC and records it with SetSOAPFault.
+// A SOAP fault raised inside the library. Thrown as a pointer to a heap object, which the code
+// that catches it deletes; a server catches it around Deserialize and ProcessRPC and records it:
+//     try {
+//         message.Deserialize(wsdl);
+//         message.ProcessRPC(wsdl);
+//     } catch (WMSOAPFault* fault) {
+//         message.SetSOAPFault(fault->GetFaultCode(), fault->GetFaultString(),
+//                              fault->GetFaultActor(), fault->GetNeedDetail());
+//         delete fault;
+//     }
 class CORVANE_API WMSOAPFault {
 public:
     // needDetail tells whether a detail element is to be written when the fault is sent.
@@ -87,10 +95,10 @@ public:
                     WMString const& nextHopURL, bool explicitTyping);
     bool Serialize(WMSOAPWSDLClient& wsdl);
     // Reads the envelope in the buffer with the request or the response deserializer (by the
-    // request phase). A malformed or wrong envelope throws a WMSOAPFault.
+    // request phase). A malformed or wrong envelope throws a new WMSOAPFault (see above).
     bool Deserialize(WMSOAPWSDLClient& wsdl);
     // Reads the method call (request phase: after checking the method and SOAPAction against
-    // the WSDL) or the return value and out-parameters. Throws a WMSOAPFault on failure.
+    // the WSDL) or the return value and out-parameters. Throws a new WMSOAPFault on failure.
     bool ProcessRPC(WMSOAPWSDLClient& wsdl);
     // Must-understand headers are never rejected: both always answer true.
     bool IsRPCStyle();

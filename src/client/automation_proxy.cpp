@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include "client/proxy_fault.h"
 #include "net/wire_http.h"
 #include "text/wire_text.h"
 
@@ -74,14 +73,31 @@ std::string Utf8Field(WMString const& text, WMChar const* what) {
     std::string bytes;
     std::size_t bad = 0;
     if (!corvane::detail::EncodeUtf8(text, bytes, bad)) {
-        throw WMSOAPProxyFault(u"Request Message",
-                               WMString(what) + u" holds an unpaired surrogate at " +
-                                   Decimal(static_cast<unsigned long>(bad)) + u".");
+        throw new WMSOAPProxyFault(u"Request Message",
+                                   WMString(what) + u" holds an unpaired surrogate at " +
+                                       Decimal(static_cast<unsigned long>(bad)) + u".");
     }
     return bytes;
 }
 
 }  // namespace
+
+WMSOAPProxyFault::WMSOAPProxyFault(WMString const& context, WMString const& message)
+    : m_context(context), m_message(message) {}
+
+WMSOAPProxyFault::WMSOAPProxyFault(WMSOAPProxyFault const&) = default;
+
+WMSOAPProxyFault& WMSOAPProxyFault::operator=(WMSOAPProxyFault const&) = default;
+
+WMSOAPProxyFault::~WMSOAPProxyFault() = default;
+
+WMString const& WMSOAPProxyFault::GetContext() const {
+    return m_context;
+}
+
+WMString const& WMSOAPProxyFault::GetMessageText() const {
+    return m_message;
+}
 
 WMSOAPAutomationProxy::WMSOAPAutomationProxy() : m_httpStatus(0), m_timeout(kDefaultTimeout) {}
 
@@ -136,21 +152,21 @@ void WMSOAPAutomationProxy::InvokeStandard(WMString const& soapAction, WMString 
     }
     corvane::detail::WireAnswer answer;
     if (!m_wireClient->Exchange("POST", url, headers, body, answer)) {
-        throw WMSOAPProxyFault(u"Request Message", Wide(m_wireClient->Error()));
+        throw new WMSOAPProxyFault(u"Request Message", Wide(m_wireClient->Error()));
     }
     m_httpStatus = answer.status;
     if (WMChar const* refusal = RefusalText(m_httpStatus)) {
-        throw WMSOAPProxyFault(u"Response Message", refusal);
+        throw new WMSOAPProxyFault(u"Response Message", refusal);
     }
     const std::string_view contentType = answer.Header("Content-Type");
     if (contentType.find("text/xml") == std::string_view::npos) {
-        throw WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
+        throw new WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
     }
     std::string error;
     if (!corvane::detail::DecodeText(answer.body, corvane::detail::CharsetOf(contentType), m_xmlIn,
                                      error)) {
         m_xmlIn.clear();
-        throw WMSOAPProxyFault(u"Response Message", Wide(error));
+        throw new WMSOAPProxyFault(u"Response Message", Wide(error));
     }
     message.SetBuffer(m_xmlIn.empty() ? m_xmlOut : m_xmlIn);
 }
@@ -191,15 +207,15 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
 
         WMHTTPRequestSock http(kDefaultHTTPPort, m_timeout);
         if (!http.SendHTTPRequest(port, u"POST", host, path, WMString(), headers, m_xmlOut)) {
-            throw WMSOAPProxyFault(u"Request Message", u"Could not connect to server.");
+            throw new WMSOAPProxyFault(u"Request Message", u"Could not connect to server.");
         }
 
         m_httpStatus = http.GetStatus();
         if (WMChar const* refusal = RefusalText(m_httpStatus)) {
-            throw WMSOAPProxyFault(u"Response Message", refusal);
+            throw new WMSOAPProxyFault(u"Response Message", refusal);
         }
         if (http.GetHeader(u"Content-Type").find(u"text/xml") == WMString::npos) {
-            throw WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
+            throw new WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
         }
         if (WMChar const* content = http.GetContent()) {
             m_xmlIn = content;
@@ -219,7 +235,8 @@ bool WMSOAPAutomationProxy::InvokeMethod(WMString const& soapAction, WMString co
                                          WMSOAPMessage& message) {
     try {
         return InvokeSOAPMethod(soapAction, host, port, path, userAgent, message);
-    } catch (WMSOAPProxyFault const&) {
+    } catch (WMSOAPProxyFault* fault) {
+        delete fault;
         return false;
     }
 }

@@ -1,5 +1,6 @@
 #include <corvane/client.h>
 
+#include <memory>
 #include <utility>
 
 #include "client/name_list.h"
@@ -158,10 +159,11 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
     bool read = false;
     try {
         read = m_message.Deserialize(m_wsdlClient) && m_message.ProcessRPC(m_wsdlClient);
-    } catch (WMSOAPFault const& fault) {
+    } catch (WMSOAPFault* raised) {
         // The response could not be read: its reason becomes the message's fault.
-        m_message.SetSOAPFault(fault.GetFaultCode(), fault.GetFaultString(), fault.GetFaultActor(),
-                               fault.GetNeedDetail());
+        std::unique_ptr<WMSOAPFault> fault(raised);
+        m_message.SetSOAPFault(fault->GetFaultCode(), fault->GetFaultString(),
+                               fault->GetFaultActor(), fault->GetNeedDetail());
     }
     m_responseHeaderCount = m_message.GetNumHeaderElems();
     if (!read) {

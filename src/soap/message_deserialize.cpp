@@ -34,12 +34,12 @@ bool WMSOAPMessage::ProcessRPC(WMSOAPWSDLClient& wsdl) {
     if (m_requestPhase) {
         WMString soapAction;
         if (!wsdl.GetMethodSOAPAction(m_methodName, soapAction)) {
-            throw WMSOAPFault(u"SOAP-ENV:Client", u"Unrecognized method call received.", false);
+            throw new WMSOAPFault(u"SOAP-ENV:Client", u"Unrecognized method call received.", false);
         }
         // Exact comparison: the quotes of the HTTP header are part of the value.
         if (soapAction != m_soapAction) {
-            throw WMSOAPFault(u"SOAP-ENV:Client",
-                              u"Unrecognized 'SOAPAction' HTTP header received.", false);
+            throw new WMSOAPFault(u"SOAP-ENV:Client",
+                                  u"Unrecognized 'SOAPAction' HTTP header received.", false);
         }
         Engine(m_reqDeserializer).ProcessRPCRequest(*this, wsdl);
     } else {

@@ -104,7 +104,7 @@ URIText& URIText::operator=(WMString const& text) {
 }
 
 void ThrowSOAPFault(std::u16string_view code, WMString const& text, bool flag) {
-    throw WMSOAPFault(WMString(code), text, flag);
+    throw new WMSOAPFault(WMString(code), text, flag);
 }
 
 WMSOAPEventHandler::~WMSOAPEventHandler() = default;

@@ -3,6 +3,7 @@
 
 #include "soap/server_text.h"
 
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -60,9 +61,10 @@ bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& s
     try {
         m_message.Deserialize(*m_wsdl);
         m_message.ProcessRPC(*m_wsdl);
-    } catch (WMSOAPFault const& fault) {
-        m_message.SetSOAPFault(fault.GetFaultCode(), fault.GetFaultString(), fault.GetFaultActor(),
-                               fault.GetNeedDetail());
+    } catch (WMSOAPFault* raised) {
+        std::unique_ptr<WMSOAPFault> fault(raised);
+        m_message.SetSOAPFault(fault->GetFaultCode(), fault->GetFaultString(),
+                               fault->GetFaultActor(), fault->GetNeedDetail());
         return false;
     }
     return true;

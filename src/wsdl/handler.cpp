@@ -16,7 +16,7 @@ bool IsSchemaNS(WStringView ns) {
 }
 
 void ThrowSchemaError(WMString message) {
-    throw WMWebServicesDescFault(u"WSDL Schema Error", std::move(message));
+    throw new WMWebServicesDescFault(u"WSDL Schema Error", std::move(message));
 }
 
 void ThrowMissingAttribute(const char16_t* attr, const char16_t* elem, bool fullStop) {

@@ -127,7 +127,7 @@ private:
 }  // namespace corvane
 
 // The fault a handler throws when the document breaks a rule of the description; it ends the
-// load. Thrown by value and caught by reference inside the loader.
+// load. Thrown as a pointer to a heap object; the loader catches it and deletes it.
 class WMWebServicesDescFault {
 public:
     WMWebServicesDescFault(WMString category, WMString message)

@@ -8,6 +8,7 @@
 #include "wsdl/description.h"
 #include "wsdl/frame.h"
 
+#include <memory>
 #include <new>
 #include <string>
 
@@ -122,8 +123,9 @@ bool WMWSDLParser::ParseWSDLText(const WMString& text) {
         parser.SetBuildTree(false);
         parser.ParseXML(text, &frame);
         return true;
-    } catch (const WMWebServicesDescFault& fault) {
-        SetLoadError(fault.GetCategory(), fault.GetMessage());
+    } catch (WMWebServicesDescFault* raised) {
+        std::unique_ptr<WMWebServicesDescFault> fault(raised);
+        SetLoadError(fault->GetCategory(), fault->GetMessage());
     } catch (int line) {
         SetLoadError(u"XML Parse Error",
                      u"The document is not well-formed XML (line " + Decimal(line) + u").");

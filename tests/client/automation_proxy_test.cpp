@@ -2,11 +2,11 @@
 #include <corvane/client.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "client/loopback.h"
-#include "client/proxy_fault.h"
 
 namespace corvane::test {
 namespace {
@@ -24,9 +24,10 @@ Outcome Exchange(WMSOAPAutomationProxy& proxy, int port, WMSOAPMessage& message)
     try {
         outcome.completed =
             proxy.InvokeSOAPMethod(u"\"urn:a\"", u"127.0.0.1", port, u"/svc", u"tester", message);
-    } catch (WMSOAPProxyFault const& fault) {
-        outcome.context = fault.GetContext();
-        outcome.message = fault.GetMessage();
+    } catch (WMSOAPProxyFault* raised) {
+        std::unique_ptr<WMSOAPProxyFault> fault(raised);
+        outcome.context = fault->GetContext();
+        outcome.message = fault->GetMessageText();
     }
     return outcome;
 }

@@ -17,8 +17,9 @@ exported=(
 # Exported beside it because the classes above expose them: WMSOAPFault is thrown out of
 # WMSOAPMessage::ProcessRPC to servers; WMXMLName and WMXMLMarkup are the bases whose members
 # WMXMLElement and WMXMLAttribute inherit; WMHostEnt is the host record of WMWinSocket2;
-# WMSOAPServerCall is the server-side extension of the message layer (corvane/server.h).
-also=(WMSOAPFault WMXMLName WMXMLMarkup WMHostEnt WMSOAPServerCall)
+# WMSOAPServerCall is the server-side extension of the message layer (corvane/server.h);
+# WMSOAPProxyFault is thrown out of WMSOAPAutomationProxy::InvokeSOAPMethod.
+also=(WMSOAPFault WMXMLName WMXMLMarkup WMHostEnt WMSOAPServerCall WMSOAPProxyFault)
 allowed=("${exported[@]}" "${also[@]}" std __gnu_cxx)
 
 # One owner per symbol: the class or function that the demangled name defines.

@@ -2,10 +2,10 @@
 #include <corvane/client.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "client/loopback.h"
-#include "client/proxy_fault.h"
 
 namespace corvane::test {
 namespace {
@@ -21,8 +21,9 @@ Outcome Exchange(WMSOAPAutomationProxy& proxy, int port, WMSOAPMessage& message,
     try {
         outcome.completed =
             proxy.InvokeSOAPMethod(u"\"urn:a\"", u"127.0.0.1", port, path, u"tester", message);
-    } catch (WMSOAPProxyFault const& fault) {
-        outcome.message = fault.GetContext() + u": " + fault.GetMessage();
+    } catch (WMSOAPProxyFault* raised) {
+        std::unique_ptr<WMSOAPProxyFault> fault(raised);
+        outcome.message = fault->GetContext() + u": " + fault->GetMessageText();
     }
     return outcome;
 }

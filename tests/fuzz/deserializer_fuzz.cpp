@@ -63,7 +63,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     try {
         message.Deserialize(wsdl);
         message.ProcessRPC(wsdl);
-    } catch (WMSOAPFault const&) {
+    } catch (WMSOAPFault* fault) {
+        delete fault;
     }
     return 0;
 }

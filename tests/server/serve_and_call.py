@@ -12,13 +12,9 @@ import sys
 import threading
 
 
-def main():
-    if "--" not in sys.argv or sys.argv.index("--") != 3:
-        print(__doc__, file=sys.stderr)
-        return 2
-    server_bin, wsdl_dir = sys.argv[1], sys.argv[2]
-    client = sys.argv[4:]
-    server = subprocess.Popen([server_bin, "--port", "0", "--wsdl", wsdl_dir],
+def start(server_bin, wsdl_dir, *options):
+    """Starts the server on a free port; returns the process and its base URL, or None."""
+    server = subprocess.Popen([server_bin, "--port", "0", "--wsdl", wsdl_dir, *options],
                               stdout=subprocess.PIPE, text=True)
     # The first line names the port; a server that never prints it is killed by the timer.
     timer = threading.Timer(10, server.kill)
@@ -29,8 +25,19 @@ def main():
         server.kill()
         server.wait()
         print("server did not start", file=sys.stderr)
+        return None
+    return server, line.split()[2]
+
+
+def main():
+    if "--" not in sys.argv or sys.argv.index("--") != 3:
+        print(__doc__, file=sys.stderr)
+        return 2
+    client = sys.argv[4:]
+    started = start(sys.argv[1], sys.argv[2])
+    if started is None:
         return 1
-    url = line.split()[2]
+    server, url = started
     try:
         status = subprocess.run([arg.replace("{url}", url) for arg in client],
                                 timeout=120).returncode

@@ -79,8 +79,9 @@ inline std::optional<Thrown> DecodeResponse(WMSOAPMessage& message, WMSOAPWSDLCl
     try {
         message.Deserialize(wsdl);
         message.ProcessRPC(wsdl);
-    } catch (WMSOAPFault const& fault) {
-        return Thrown{Narrow(fault.GetFaultCode()), Narrow(fault.GetFaultString())};
+    } catch (WMSOAPFault* raised) {
+        std::unique_ptr<WMSOAPFault> fault(raised);
+        return Thrown{Narrow(fault->GetFaultCode()), Narrow(fault->GetFaultString())};
     }
     return std::nullopt;
 }
@@ -94,8 +95,9 @@ inline std::optional<Thrown> DecodeRequest(WMSOAPMessage& message, WMSOAPWSDLCli
     try {
         message.Deserialize(wsdl);
         message.ProcessRPC(wsdl);
-    } catch (WMSOAPFault const& fault) {
-        return Thrown{Narrow(fault.GetFaultCode()), Narrow(fault.GetFaultString())};
+    } catch (WMSOAPFault* raised) {
+        std::unique_ptr<WMSOAPFault> fault(raised);
+        return Thrown{Narrow(fault->GetFaultCode()), Narrow(fault->GetFaultString())};
     }
     return std::nullopt;
 }

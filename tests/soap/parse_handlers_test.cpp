@@ -35,9 +35,10 @@ struct Parse {
     explicit Parse(WMString const& text) {
         try {
             parser.ParseXML(text, &events);
-        } catch (WMSOAPFault const& fault) {
-            faultCode.assign(fault.GetFaultCode().begin(), fault.GetFaultCode().end());
-            faultText.assign(fault.GetFaultString().begin(), fault.GetFaultString().end());
+        } catch (WMSOAPFault* raised) {
+            std::unique_ptr<WMSOAPFault> fault(raised);
+            faultCode.assign(fault->GetFaultCode().begin(), fault->GetFaultCode().end());
+            faultText.assign(fault->GetFaultString().begin(), fault->GetFaultString().end());
         }
     }
     auto& Header() { return handler->GetEnvelope().GetHeader(); }
