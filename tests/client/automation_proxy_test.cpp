@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "client/loopback.h"
+#include "support/loopback.h"
+#include "support/support.h"
 
 namespace corvane::test {
 namespace {
@@ -33,9 +34,8 @@ Outcome Exchange(WMSOAPAutomationProxy& proxy, int port, WMSOAPMessage& message)
 }
 
 TEST(AutomationProxy, PostsTheHeaderBlockInItsOrderAndStoresTheAnswer) {
-    StubServer server;
+    LoopbackServer server;
     server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8", kEnvelope));
-    server.Start();
 
     // One Latin-1 character and one beyond it: each is one code unit, so one byte on the wire
     // ("?" for the second) and one unit of Content-Length.
@@ -79,13 +79,12 @@ TEST(AutomationProxy, RefusesEveryStatusButOkAndServerErrorWithItsText) {
         {"HTTP/1.0 304 Not Modified", 304, u"Unexpected HTTP Status Code."},
         {"HTTP/1.0 502 Bad Gateway", 502, u"Unexpected HTTP Status Code."},
     };
-    StubServer server;
+    LoopbackServer server;
     for (std::size_t i = 0; i < cases.size(); ++i) {
         // Even an XML body does not rescue a refused status.
         server.SetAnswer(static_cast<int>(i + 1),
                          HttpAnswer(cases[i].statusLine, "text/xml", kEnvelope));
     }
-    server.Start();
 
     WMSOAPAutomationProxy proxy;
     for (Case const& c : cases) {
@@ -103,12 +102,11 @@ TEST(AutomationProxy, RefusesEveryStatusButOkAndServerErrorWithItsText) {
 }
 
 TEST(AutomationProxy, ServerErrorWithXmlCompletesAndOtherContentTypesAreRefused) {
-    StubServer server;
+    LoopbackServer server;
     server.SetAnswer(1, HttpAnswer("HTTP/1.1 500 Internal Server Error", "text/xml", kEnvelope));
     server.SetAnswer(2, HttpAnswer("HTTP/1.1 200 OK", "text/html", "<html/>"));
     server.SetAnswer(3, HttpAnswer("HTTP/1.1 500 Internal Server Error", "text/plain", "oops"));
     server.SetAnswer(4, HttpAnswer("HTTP/1.1 200 OK", "", kEnvelope));
-    server.Start();
 
     WMSOAPAutomationProxy proxy;
     WMSOAPMessage message;
@@ -128,13 +126,11 @@ TEST(AutomationProxy, ServerErrorWithXmlCompletesAndOtherContentTypesAreRefused)
 }
 
 TEST(AutomationProxy, RedirectIsNeverFollowed) {
-    StubServer target;
+    LoopbackServer target;
     target.SetAnswer(HttpAnswer("HTTP/1.0 200 OK", "text/xml", kEnvelope));
-    target.Start();
-    StubServer server;
+    LoopbackServer server;
     server.SetAnswer("HTTP/1.0 302 Found\r\nLocation: http://127.0.0.1:" +
                      std::to_string(target.Port()) + "/svc\r\nContent-Type: text/xml\r\n\r\n");
-    server.Start();
 
     WMSOAPAutomationProxy proxy;
     WMSOAPMessage message;
@@ -148,21 +144,20 @@ TEST(AutomationProxy, NoConnectionIsARequestFault) {
     WMSOAPAutomationProxy proxy;
     WMSOAPMessage message;
     message.SetBuffer(u"<request/>");
-    Outcome const outcome = Exchange(proxy, ClosedPort(), message);
+    Outcome const outcome = Exchange(proxy, UnusedPort(), message);
     EXPECT_FALSE(outcome.completed);
     EXPECT_EQ(outcome.context, u"Request Message");
     EXPECT_EQ(outcome.message, u"Could not connect to server.");
     // The request text stays with the message, and the proxy keeps it too.
     EXPECT_EQ(*message.GetBufferPtr(), u"<request/>");
     EXPECT_EQ(*proxy.GetXMLOut(), u"<request/>");
-    EXPECT_FALSE(proxy.InvokeMethod(u"", u"127.0.0.1", ClosedPort(), u"/", u"t", message));
+    EXPECT_FALSE(proxy.InvokeMethod(u"", u"127.0.0.1", UnusedPort(), u"/", u"t", message));
 }
 
 TEST(AutomationProxy, ServerThatWaitsLongerThanTheTimeOutFails) {
-    StubServer server;
+    LoopbackServer server;
     server.SetAnswer(HttpAnswer("HTTP/1.0 200 OK", "text/xml", kEnvelope));
-    server.SetDelaySeconds(5);
-    server.Start();
+    server.SetDelayMs(5000);
 
     WMSOAPAutomationProxy proxy;
     EXPECT_EQ(proxy.GetHTTPTimeout(), 600000UL);
@@ -174,10 +169,9 @@ TEST(AutomationProxy, ServerThatWaitsLongerThanTheTimeOutFails) {
 TEST(AutomationProxy, AnswerCutShortKeepsWhatArrived) {
     std::string body(2000, 'x');
     std::string const answer = HttpAnswer("HTTP/1.0 200 OK", "text/xml", body);
-    StubServer server;
+    LoopbackServer server;
     server.SetAnswer(answer);
     server.SetCloseAfter(answer.size() - 1500);
-    server.Start();
 
     WMSOAPAutomationProxy proxy;
     WMSOAPMessage message;
@@ -187,9 +181,8 @@ TEST(AutomationProxy, AnswerCutShortKeepsWhatArrived) {
 }
 
 TEST(AutomationProxy, CopiesKeepTheLastExchange) {
-    StubServer server;
+    LoopbackServer server;
     server.SetAnswer(HttpAnswer("HTTP/1.0 200 OK", "text/xml", kEnvelope));
-    server.Start();
     WMSOAPAutomationProxy proxy;
     proxy.SetHTTPTimeout(5000);
     WMSOAPMessage message;

@@ -4,8 +4,9 @@
 
 #include <string>
 
-#include "client/loopback.h"
 #include "client/name_list.h"
+#include "support/loopback.h"
+#include "support/support.h"
 
 namespace corvane::test {
 namespace {
@@ -75,10 +76,9 @@ class ClientTest : public ::testing::Test {
 protected:
     void StartAndInitialize(std::string const& probeAnswer = CheckSSLAnswer("0")) {
         server_.SetAnswer(1, probeAnswer);
-        server_.Start();
         std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/client/calls.wsdl");
         wsdl.replace(wsdl.find("PORT"), 4, std::to_string(server_.Port()));
-        WriteFile(dir_.File("calls.wsdl"), wsdl);
+        dir_.Write("calls.wsdl", wsdl);
         ASSERT_TRUE(client_.Initialize(u"file://" + Widen(dir_.File("calls.wsdl")), u"Calls",
                                        u"CallsPort", u"", u"CorvaneTest/1.0", u"", false));
     }
@@ -95,7 +95,7 @@ protected:
     }
 
     TempDir dir_;
-    StubServer server_;
+    LoopbackServer server_;
     WMSOAPClient client_;
     WMString names_[3];
     WMSOAPStructMember values_[3];
@@ -120,12 +120,11 @@ TEST_F(ClientTest, InitializeProbesCheckSSLAndSwitchesToTLSOnlyOnOne) {
 TEST_F(ClientTest, ProbeOutcomesOtherThanOneKeepTheDescribedEndpoint) {
     for (std::string const& answer : {CheckSSLAnswer("0"), CheckSSLAnswer("2"), kFault,
                                       HttpAnswer("HTTP/1.0 404 Not Found", "text/html", "")}) {
-        StubServer server;
+        LoopbackServer server;
         server.SetAnswer(answer);
-        server.Start();
         std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/client/calls.wsdl");
         wsdl.replace(wsdl.find("PORT"), 4, std::to_string(server.Port()));
-        WriteFile(dir_.File("probe.wsdl"), wsdl);
+        dir_.Write("probe.wsdl", wsdl);
         WMSOAPClient client;
         ASSERT_TRUE(client.Initialize(u"file://" + Widen(dir_.File("probe.wsdl")), u"Calls",
                                       u"CallsPort", u"", u"t", u"", false));
@@ -352,11 +351,10 @@ TEST_F(ClientTest, CopiesCallOnTheirOwn) {
 }
 
 TEST_F(ClientTest, TimeOutGovernsTheCalls) {
-    server_.SetDelaySeconds(5);
-    server_.Start();
+    server_.SetDelayMs(5000);
     std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/client/calls.wsdl");
     wsdl.replace(wsdl.find("PORT"), 4, std::to_string(server_.Port()));
-    WriteFile(dir_.File("calls.wsdl"), wsdl);
+    dir_.Write("calls.wsdl", wsdl);
     client_.SetHTTPTimeout(200);
     // The probe times out, which Initialize shrugs off; so does the call, which fails.
     ASSERT_TRUE(client_.Initialize(u"file://" + Widen(dir_.File("calls.wsdl")), u"Calls",

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "net/loopback_server.h"
+#include "support/loopback.h"
 
 namespace {
 
@@ -25,6 +25,7 @@ public:
 
 ServerScript Reply(std::string text) {
     ServerScript script;
+    script.untilZeroByte = true;
     script.reply.push_back(std::move(text));
     return script;
 }
@@ -87,7 +88,8 @@ TEST(HttpResponse, ReadsStatusHeadersAndBody) {
 TEST(HttpResponse, ReplySplitIntoSingleBytesReadsTheSame) {
     const std::string reply =
         "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nX-A: b\r\n\r\nbody \xE9\xFF\x80 end";
-    ServerScript script;
+    ServerScript script = Reply("");
+    script.reply.clear();
     for (char c : reply) {
         script.reply.emplace_back(1, c);
     }
@@ -189,7 +191,7 @@ TEST(HttpFailure, UnknownHostName) {
 }
 
 TEST(HttpFailure, SilentServerTimesOutAfterOneWait) {
-    ServerScript script;
+    ServerScript script = Reply("");
     script.silent = true;
     LoopbackServer server(script);
     HttpProbe http(80, 300);
@@ -200,7 +202,7 @@ TEST(HttpFailure, SilentServerTimesOutAfterOneWait) {
 }
 
 TEST(HttpFailure, ServerResettingDuringALargeBodyFailsWithoutSignal) {
-    ServerScript script;
+    ServerScript script = Reply("");
     script.resetAfter = 64 * 1024;
     LoopbackServer server(script);
     HttpProbe http;

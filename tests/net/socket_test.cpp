@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "net/host_ent.h"
-#include "net/loopback_server.h"
 #include "platform/socket.h"
+#include "support/loopback.h"
 
 namespace {
 
@@ -113,7 +113,10 @@ TEST(SocketRun, LargeSendIsQueuedAndLaterSendsKeepTheirOrder) {
 TEST(SocketRun, HandlerThatNeverReadsStillEndsOnClose) {
     // A read event is not repeated until the handler receives, and the drain stops when a
     // handler reads nothing: the base handlers cannot spin.
-    LoopbackServer server(ServerScript{1, {"unread data"}, 0, false, 0, 0, 0});
+    ServerScript script;
+    script.requestBytes = 1;
+    script.reply = {"unread data"};
+    LoopbackServer server(script);
     struct Writer : WMWinSocket2 {
         Writer() : WMWinSocket2(3000) {}
         bool OnSockWrite() override {

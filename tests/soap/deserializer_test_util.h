@@ -17,7 +17,12 @@
 #include <sstream>
 #include <string>
 
+#include "support/values.h"
+
 namespace deser_test {
+
+using corvane::test::Show;
+using corvane::test::ShowStruct;
 
 inline std::string DataPath(std::string const& relative) {
     return std::string(CORVANE_TEST_DATA) + "/" + relative;
@@ -64,6 +69,10 @@ inline WMSOAPWSDLClient& Round2GroupB() {
     return Wsdl("round2_groupB.wsdl", u"interopLabB", u"interopTestPortB");
 }
 
+inline WMSOAPWSDLClient& Edges() {
+    return Wsdl("../serializer/edges.wsdl", u"EdgesService", u"EdgesPort");
+}
+
 // The fault a call threw, if any.
 struct Thrown {
     std::string code;
@@ -103,56 +112,6 @@ inline std::optional<Thrown> DecodeRequest(WMSOAPMessage& message, WMSOAPWSDLCli
 }
 
 // Compact text form of a value, for comparisons: 42, 1.5, "s", {a=1,b="x"}, [..].
-inline std::string Show(WMSOAPStructMember const& constMember);
-
-inline std::string ShowStruct(WMSOAPStructType const& value) {
-    std::string out = "{";
-    WMString name;
-    WMSOAPStructMember member;
-    long position = 0;
-    for (bool more = value.GetFirstMember(&name, member, &position); more;
-         more = value.GetNextMember(&name, member, &position)) {
-        if (out.size() > 1) {
-            out += ",";
-        }
-        out += Narrow(name) + "=" + Show(member);
-    }
-    return out + "}";
-}
-
-inline std::string Show(WMSOAPStructMember const& constMember) {
-    WMSOAPStructMember member = constMember;
-    std::ostringstream out;
-    switch (member.GetDataType()) {
-        case WMSOAPStructMember::SOAPDataMember::SOAP_LONG:
-            out << member.LongValue();
-            break;
-        case WMSOAPStructMember::SOAPDataMember::SOAP_DOUBLE:
-            out << member.DoubleValue();
-            break;
-        case WMSOAPStructMember::SOAPDataMember::SOAP_STRING:
-            out << '"' << Narrow(member.StringValue()) << '"';
-            break;
-        case WMSOAPStructMember::SOAPDataMember::SOAP_STRUCT:
-            out << ShowStruct(member.StructValue());
-            break;
-        case WMSOAPStructMember::SOAPDataMember::SOAP_ARRAY: {
-            out << "[";
-            bool first = true;
-            for (WMSOAPStructType const& item : member.ArrayValue()) {
-                out << (first ? "" : ",") << ShowStruct(item);
-                first = false;
-            }
-            out << "]";
-            break;
-        }
-        default:
-            out << "nil";
-            break;
-    }
-    return out.str();
-}
-
 // "name=value" for each method parameter, in order.
 inline std::string ShowParams(WMSOAPMessage& message) {
     std::string out;

@@ -9,6 +9,8 @@
 #include <memory>
 #include <string>
 
+#include "soap/deserializer_test_util.h"
+
 #define ENV u"http://schemas.xmlsoap.org/soap/envelope/"
 #define ENC u"http://schemas.xmlsoap.org/soap/encoding/"
 #define XSD u"http://www.w3.org/2001/XMLSchema"
@@ -22,29 +24,9 @@
 
 namespace {
 
-std::unique_ptr<WMSOAPWSDLClient> Load(char const* file, WMString const& service,
-                                       WMString const& port) {
-    WMString location;
-    UTF8ToWideString(std::string("file://") + CORVANE_TEST_DATA + "/" + file, location);
-    auto wsdl = std::make_unique<WMSOAPWSDLClient>();
-    EXPECT_TRUE(wsdl->ReadServiceDesc(service, port, location)) << file;
-    return wsdl;
-}
-
-WMSOAPWSDLClient& Round2() {
-    static auto wsdl = Load("wsdl/round2_base.wsdl", u"InteropTest", u"InteropTestPort");
-    return *wsdl;
-}
-
-WMSOAPWSDLClient& GroupB() {
-    static auto wsdl = Load("wsdl/round2_groupB.wsdl", u"interopLabB", u"interopTestPortB");
-    return *wsdl;
-}
-
-WMSOAPWSDLClient& Edges() {
-    static auto wsdl = Load("serializer/edges.wsdl", u"EdgesService", u"EdgesPort");
-    return *wsdl;
-}
+using deser_test::Edges;
+using deser_test::Round2Base;
+using deser_test::Round2GroupB;
 
 // A request message for the method, as the client facade prepares one.
 void Prepare(WMSOAPMessage& message, WMString const& method, WMString const& ns,
@@ -72,7 +54,7 @@ TEST(SerializerRpc, RequestCarriesTheMethodAndItsParametersInOrder) {
     Prepare(message, u"echoString", INTEROP);
     message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"a<b & \"c\" >"), true,
                            false);
-    ASSERT_TRUE(message.Serialize(Round2()));
+    ASSERT_TRUE(message.Serialize(Round2Base()));
     EXPECT_EQ(Text(message),
               OPEN_ENVELOPE u"<SOAP-ENV:Body><m:echoString SOAP-ENV:encodingStyle=\"" ENC
                             u"\" xmlns:SOAP-ENV=\"" ENV u"\" xmlns:m=\"" INTEROP
@@ -83,7 +65,7 @@ TEST(SerializerRpc, RequestCarriesTheMethodAndItsParametersInOrder) {
     // No parameters: an empty method element; no header entries: no Header element.
     Prepare(message, u"echoVoid", INTEROP);
     message.ClearMethodParams();
-    ASSERT_TRUE(message.Serialize(Round2()));
+    ASSERT_TRUE(message.Serialize(Round2Base()));
     EXPECT_EQ(Text(message), OPEN_ENVELOPE + Rpc(u"echoVoid", INTEROP, u"") + CLOSE_ENVELOPE);
 
     // Several parameters keep the message's order, not the WSDL's.
@@ -91,7 +73,7 @@ TEST(SerializerRpc, RequestCarriesTheMethodAndItsParametersInOrder) {
     message.SetRequestPhase(false);
     message.AddMethodParam(u"", u"outputFloat", WMSOAPStructMember(u"f", 0.5), false, true);
     message.AddMethodParam(u"", u"outputInteger", WMSOAPStructMember(u"i", -3), false, true);
-    ASSERT_TRUE(message.Serialize(GroupB()));
+    ASSERT_TRUE(message.Serialize(Round2GroupB()));
     EXPECT_EQ(Text(message), OPEN_ENVELOPE +
                                  Rpc(u"echoStructAsSimpleTypesResponse", INTEROP,
                                      u"<outputFloat" TYPED u">0.500000</outputFloat>"
@@ -107,7 +89,7 @@ TEST(SerializerRpc, ResponseWritesTheReturnValueFirst) {
     WMSOAPStructMember result(u"r", u"first");
     message.SetReturnValue(result);
     message.SetRetValName(u"outputString");
-    ASSERT_TRUE(message.Serialize(GroupB()));
+    ASSERT_TRUE(message.Serialize(Round2GroupB()));
     EXPECT_EQ(Text(message), OPEN_ENVELOPE +
                                  Rpc(u"echoStructAsSimpleTypesResponse", INTEROP,
                                      u"<outputString" TYPED u">first</outputString>"
@@ -117,7 +99,7 @@ TEST(SerializerRpc, ResponseWritesTheReturnValueFirst) {
     // A request never writes the return value, whatever it holds.
     message.SetRequestPhase(true);
     message.ClearMethodParams();
-    ASSERT_TRUE(message.Serialize(GroupB()));
+    ASSERT_TRUE(message.Serialize(Round2GroupB()));
     EXPECT_EQ(Text(message),
               OPEN_ENVELOPE + Rpc(u"echoStructAsSimpleTypes", INTEROP, u"") + CLOSE_ENVELOPE);
 }
@@ -128,7 +110,7 @@ TEST(SerializerRpc, ForwardingNodeSendsTheLiteralBody) {
     message.SetBodyElemLit(u"<SOAP-ENV:Body xmlns:SOAP-ENV='" ENV u"'><x:a xmlns:x='urn:x'>1</x:a>"
                            u"</SOAP-ENV:Body>",
                            u"");
-    ASSERT_TRUE(message.Serialize(Round2()));
+    ASSERT_TRUE(message.Serialize(Round2Base()));
     // The body's own declaration matches the envelope's and is not repeated.
     EXPECT_EQ(Text(message), OPEN_ENVELOPE
               u"<SOAP-ENV:Body><x:a xmlns:x=\"urn:x\">1</x:a></SOAP-ENV:Body>" CLOSE_ENVELOPE);
@@ -136,7 +118,7 @@ TEST(SerializerRpc, ForwardingNodeSendsTheLiteralBody) {
     // Without a literal body, an empty body comes before the RPC body.
     WMSOAPMessage bare;
     Prepare(bare, u"echoVoid", INTEROP, u"", u"http://next.example/");
-    ASSERT_TRUE(bare.Serialize(Round2()));
+    ASSERT_TRUE(bare.Serialize(Round2Base()));
     EXPECT_EQ(Text(bare),
               OPEN_ENVELOPE u"<SOAP-ENV:Body />" + Rpc(u"echoVoid", INTEROP, u"") + CLOSE_ENVELOPE);
 }
@@ -295,20 +277,20 @@ TEST(SerializerFailure, UnknownPartsAndBrokenLiteralsLeaveNoText) {
     message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"ok"), true, false);
     message.AddMethodParam(u"", u"notAPart", WMSOAPStructMember(u"s", u"x"), true, false);
     message.SetBuffer(u"old text");
-    EXPECT_FALSE(message.Serialize(Round2()));
+    EXPECT_FALSE(message.Serialize(Round2Base()));
     EXPECT_EQ(Text(message), u"");
 
     // The output part is not an input part.
     Prepare(message, u"echoString", INTEROP);
     message.ClearMethodParams();
     message.AddMethodParam(u"", u"outputString", WMSOAPStructMember(u"s", u"x"), true, false);
-    EXPECT_FALSE(message.Serialize(Round2()));
+    EXPECT_FALSE(message.Serialize(Round2Base()));
 
     // An unknown operation.
     Prepare(message, u"echoNothing", INTEROP);
     message.ClearMethodParams();
     message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"x"), true, false);
-    EXPECT_FALSE(message.Serialize(Round2()));
+    EXPECT_FALSE(message.Serialize(Round2Base()));
 
     // A struct member that SOAPStruct does not declare.
     WMSOAPStructType odd;
@@ -317,20 +299,20 @@ TEST(SerializerFailure, UnknownPartsAndBrokenLiteralsLeaveNoText) {
     Prepare(message, u"echoStruct", INTEROP);
     message.ClearMethodParams();
     message.AddMethodParam(u"", u"inputStruct", WMSOAPStructMember(u"s", odd), true, false);
-    EXPECT_FALSE(message.Serialize(Round2()));
+    EXPECT_FALSE(message.Serialize(Round2Base()));
     EXPECT_EQ(message.GetBufferLength(), 0u);
 
     // A literal header that does not parse.
     Prepare(message, u"echoVoid", INTEROP);
     message.ClearMethodParams();
     message.AddHeaderElemLit(u"urn:x", u"x", u"<x:open xmlns:x='urn:x'>", false, u"", u"");
-    EXPECT_FALSE(message.Serialize(Round2()));
+    EXPECT_FALSE(message.Serialize(Round2Base()));
 
     // A literal fault whose slot is empty.
     WMSOAPMessage fault;
     Prepare(fault, u"echoVoid", INTEROP);
     fault.SetSOAPFaultLit(u"", u"");
-    EXPECT_FALSE(fault.Serialize(Round2()));
+    EXPECT_FALSE(fault.Serialize(Round2Base()));
 }
 
 }  // namespace

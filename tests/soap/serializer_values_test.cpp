@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "soap/deserializer_test_util.h"
+
 #define ENC u"http://schemas.xmlsoap.org/soap/encoding/"
 #define XSD u"http://www.w3.org/2001/XMLSchema"
 #define XSI u"http://www.w3.org/2001/XMLSchema-instance"
@@ -20,31 +22,9 @@
 
 namespace {
 
-WMSOAPWSDLClient& Load(char const* file, WMString const& service, WMString const& port) {
-    WMString location;
-    UTF8ToWideString(std::string("file://") + CORVANE_TEST_DATA + "/" + file, location);
-    auto* wsdl = new WMSOAPWSDLClient();
-    EXPECT_TRUE(wsdl->ReadServiceDesc(service, port, location)) << file;
-    return *wsdl;
-}
-
-WMSOAPWSDLClient& Round2() {
-    static std::unique_ptr<WMSOAPWSDLClient> wsdl(
-        &Load("wsdl/round2_base.wsdl", u"InteropTest", u"InteropTestPort"));
-    return *wsdl;
-}
-
-WMSOAPWSDLClient& GroupB() {
-    static std::unique_ptr<WMSOAPWSDLClient> wsdl(
-        &Load("wsdl/round2_groupB.wsdl", u"interopLabB", u"interopTestPortB"));
-    return *wsdl;
-}
-
-WMSOAPWSDLClient& Edges() {
-    static std::unique_ptr<WMSOAPWSDLClient> wsdl(
-        &Load("serializer/edges.wsdl", u"EdgesService", u"EdgesPort"));
-    return *wsdl;
-}
+using deser_test::Edges;
+using deser_test::Round2Base;
+using deser_test::Round2GroupB;
 
 // Serializes a one-parameter request and returns the parameter's element, cut out of the
 // method element; empty when serialization failed.
@@ -83,32 +63,32 @@ WMSOAPStructType SoapStruct(WMString const& s, int i, double f) {
 }
 
 TEST(SerializerBuiltIn, EveryBuiltInIsTypedAsStringInItsSchemaNamespace) {
-    EXPECT_EQ(Param(Round2(), u"echoInteger", u"inputInteger", WMSOAPStructMember(u"i", 42)),
+    EXPECT_EQ(Param(Round2Base(), u"echoInteger", u"inputInteger", WMSOAPStructMember(u"i", 42)),
               u"<inputInteger" TYPED u">42</inputInteger>");
-    EXPECT_EQ(Param(Round2(), u"echoInteger", u"inputInteger",
+    EXPECT_EQ(Param(Round2Base(), u"echoInteger", u"inputInteger",
                     WMSOAPStructMember(u"i", std::int32_t{-2147483647 - 1})),
               u"<inputInteger" TYPED u">-2147483648</inputInteger>");
     // Doubles always with six decimals: precision below a millionth is lost.
-    EXPECT_EQ(Param(Round2(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 0.1)),
+    EXPECT_EQ(Param(Round2Base(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 0.1)),
               u"<inputFloat" TYPED u">0.100000</inputFloat>");
-    EXPECT_EQ(Param(Round2(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 1e-9)),
+    EXPECT_EQ(Param(Round2Base(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 1e-9)),
               u"<inputFloat" TYPED u">0.000000</inputFloat>");
-    EXPECT_EQ(Param(Round2(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", -1.5e7)),
+    EXPECT_EQ(Param(Round2Base(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", -1.5e7)),
               u"<inputFloat" TYPED u">-15000000.000000</inputFloat>");
     // A date part takes a double as a plain number too.
-    EXPECT_EQ(Param(Round2(), u"echoDate", u"inputDate", WMSOAPStructMember(u"d", 36526.5)),
+    EXPECT_EQ(Param(Round2Base(), u"echoDate", u"inputDate", WMSOAPStructMember(u"d", 36526.5)),
               u"<inputDate" TYPED u">36526.500000</inputDate>");
     // An empty string is no content.
-    EXPECT_EQ(Param(Round2(), u"echoString", u"inputString", WMSOAPStructMember(u"s", u"")),
+    EXPECT_EQ(Param(Round2Base(), u"echoString", u"inputString", WMSOAPStructMember(u"s", u"")),
               u"<inputString" TYPED u" />");
     // A struct or array value for a built-in part writes its (empty) string slot.
-    EXPECT_EQ(Param(Round2(), u"echoBoolean", u"inputBoolean",
+    EXPECT_EQ(Param(Round2Base(), u"echoBoolean", u"inputBoolean",
                     WMSOAPStructMember(u"b", WMSOAPStructType())),
               u"<inputBoolean" TYPED u" />");
 }
 
 TEST(SerializerBuiltIn, NilFollowsTheSchemaNamespace) {
-    EXPECT_EQ(Param(Round2(), u"echoString", u"inputString", WMSOAPStructMember()),
+    EXPECT_EQ(Param(Round2Base(), u"echoString", u"inputString", WMSOAPStructMember()),
               u"<inputString xsi:nil=\"true\" xmlns:xsi=\"" XSI u"\" />");
 
     WMSOAPStructMember text;
@@ -124,7 +104,7 @@ TEST(SerializerBuiltIn, NilFollowsTheSchemaNamespace) {
 
 TEST(SerializerStruct, MembersByTheWsdlsMemberTypes) {
     WMSOAPStructMember value(u"s", SoapStruct(u"x&y", 5, 2.25));
-    EXPECT_EQ(Param(Round2(), u"echoStruct", u"inputStruct", value),
+    EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", value),
               u"<inputStruct><varString" TYPED u">x&amp;y</varString><varInt" TYPED
               u">5</varInt><varFloat" TYPED u">2.250000</varFloat></inputStruct>");
 
@@ -133,7 +113,7 @@ TEST(SerializerStruct, MembersByTheWsdlsMemberTypes) {
     partial.SetMember(u"varFloat", 1.0);
     partial.SetMember(u"varString", u"b");
     EXPECT_EQ(
-        Param(Round2(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", partial)),
+        Param(Round2Base(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", partial)),
         u"<inputStruct><"
         u"varFloat" TYPED u">1.000000</varFloat><varString" TYPED u">b</varString></inputStruct>");
 
@@ -143,7 +123,7 @@ TEST(SerializerStruct, MembersByTheWsdlsMemberTypes) {
     nested.SetMember(u"varInt", 1);
     nested.SetMember(u"varFloat", 0.0);
     nested.SetMember(u"varStruct", SoapStruct(u"inner", 2, 3.0));
-    EXPECT_EQ(Param(GroupB(), u"echoNestedStruct", u"inputStruct",
+    EXPECT_EQ(Param(Round2GroupB(), u"echoNestedStruct", u"inputStruct",
                     WMSOAPStructMember(u"s", nested)),
               u"<inputStruct><varString" TYPED u">outer</varString><varInt" TYPED
               u">1</varInt><varFloat" TYPED u">0.000000</varFloat><varStruct><varString" TYPED
@@ -153,32 +133,32 @@ TEST(SerializerStruct, MembersByTheWsdlsMemberTypes) {
     // A member with a namespace is prefixed "nsm".
     WMSOAPStructType qualified;
     qualified.SetMemberQN(u"varString", u"http://soapinterop.org/xsd", u"q");
-    EXPECT_EQ(Param(Round2(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", qualified)),
+    EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", qualified)),
               u"<inputStruct><nsm:varString xsi:type=\"ns:string\" xmlns:ns=\"" XSD
               u"\" xmlns:nsm=\"http://soapinterop.org/xsd\" xmlns:xsi=\"" XSI
               u"\">q</nsm:varString></inputStruct>");
     // ... and must be the namespace of the schema that declares the member.
     WMSOAPStructType foreign;
     foreign.SetMemberQN(u"varString", u"urn:elsewhere", u"q");
-    EXPECT_EQ(Param(Round2(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", foreign)),
+    EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", foreign)),
               u"");
 }
 
 TEST(SerializerArray, ArrayTypeComesFromTheWsdlNotFromTheValue) {
     WMSOAPStructMember strings(
         u"a", Items({WMSOAPStructMember(u"item", u"one"), WMSOAPStructMember(u"item", u"two")}));
-    EXPECT_EQ(Param(Round2(), u"echoStringArray", u"inputStringArray", strings),
+    EXPECT_EQ(Param(Round2Base(), u"echoStringArray", u"inputStringArray", strings),
               u"<inputStringArray SOAP-ENC:arrayType=\"nsa:string[]\" xmlns:SOAP-ENC=\"" ENC
               u"\" xmlns:nsa=\"" XSD u"\"><item" TYPED u">one</item><item" TYPED
               u">two</item></inputStringArray>");
 
     // No items, or a value that is not an array: the array element alone.
-    EXPECT_EQ(Param(Round2(), u"echoIntegerArray", u"inputIntegerArray",
+    EXPECT_EQ(Param(Round2Base(), u"echoIntegerArray", u"inputIntegerArray",
                     WMSOAPStructMember(u"a", std::vector<WMSOAPStructType>())),
               u"<inputIntegerArray SOAP-ENC:arrayType=\"nsa:int[]\" "
               u"xmlns:SOAP-ENC=\"" ENC u"\" xmlns:nsa=\"" XSD u"\" />");
     EXPECT_EQ(
-        Param(Round2(), u"echoIntegerArray", u"inputIntegerArray", WMSOAPStructMember(u"a", 3)),
+        Param(Round2Base(), u"echoIntegerArray", u"inputIntegerArray", WMSOAPStructMember(u"a", 3)),
         u"<inputIntegerArray SOAP-ENC:arrayType=\"nsa:int[]\" "
         u"xmlns:SOAP-ENC=\"" ENC u"\" xmlns:nsa=\"" XSD u"\" />");
 
@@ -186,7 +166,7 @@ TEST(SerializerArray, ArrayTypeComesFromTheWsdlNotFromTheValue) {
     WMSOAPStructType pair;
     pair.SetMember(u"a", 1);
     pair.SetMember(u"b", 2);
-    EXPECT_EQ(Param(Round2(), u"echoIntegerArray", u"inputIntegerArray",
+    EXPECT_EQ(Param(Round2Base(), u"echoIntegerArray", u"inputIntegerArray",
                     WMSOAPStructMember(u"a", std::vector<WMSOAPStructType>{pair})),
               u"<inputIntegerArray SOAP-ENC:arrayType=\"nsa:int[]\" xmlns:SOAP-ENC=\"" ENC
               u"\" xmlns:nsa=\"" XSD u"\"><a" TYPED u">1</a><b" TYPED
@@ -195,13 +175,13 @@ TEST(SerializerArray, ArrayTypeComesFromTheWsdlNotFromTheValue) {
     // Structs as items; two dimensions as the WSDL declares them.
     WMSOAPStructMember structs(u"a",
                                Items({WMSOAPStructMember(u"item", SoapStruct(u"s", 1, 0.5))}));
-    EXPECT_EQ(Param(Round2(), u"echoStructArray", u"inputStructArray", structs),
+    EXPECT_EQ(Param(Round2Base(), u"echoStructArray", u"inputStructArray", structs),
               u"<inputStructArray SOAP-ENC:arrayType=\"nsa:SOAPStruct[]\" xmlns:SOAP-ENC=\"" ENC
               u"\" xmlns:nsa=\"http://soapinterop.org/xsd\"><item><varString" TYPED
               u">s</varString><varInt" TYPED u">1</varInt><varFloat" TYPED
               u">0.500000</varFloat></item></inputStructArray>");
     WMSOAPStructMember grid(u"g", Items({WMSOAPStructMember(u"item", u"x")}));
-    EXPECT_EQ(Param(GroupB(), u"echo2DStringArray", u"input2DStringArray", grid),
+    EXPECT_EQ(Param(Round2GroupB(), u"echo2DStringArray", u"input2DStringArray", grid),
               u"<input2DStringArray SOAP-ENC:arrayType=\"nsa:string[,]\" "
               u"xmlns:SOAP-ENC="
               u"\"" ENC u"\" xmlns:nsa=\"" XSD u"\"><item" TYPED u">x</item></input2DStringArray>");
@@ -210,14 +190,14 @@ TEST(SerializerArray, ArrayTypeComesFromTheWsdlNotFromTheValue) {
 TEST(SerializerExplicitTyping, OnlyStructsAndArraysGainTypes) {
     WMSOAPStructMember value(u"s", SoapStruct(u"v", 1, 1.0));
     // The struct binds xsi, so its members need not declare it again.
-    EXPECT_EQ(Param(Round2(), u"echoStruct", u"inputStruct", value, true),
+    EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", value, true),
               u"<inputStruct xsi:type=\"nss:SOAPStruct\" xmlns:nss=\"http://soapinterop.org/xsd\" "
               u"xmlns:xsi=\"" XSI u"\"><varString" XSD_NS_ONLY u">v</varString><varInt" XSD_NS_ONLY
               u">1</varInt><varFloat" XSD_NS_ONLY u">1.000000</varFloat></inputStruct>");
 
     WMSOAPStructMember structs(u"a",
                                Items({WMSOAPStructMember(u"item", SoapStruct(u"s", 2, 0.0))}));
-    EXPECT_EQ(Param(Round2(), u"echoStructArray", u"inputStructArray", structs, true),
+    EXPECT_EQ(Param(Round2Base(), u"echoStructArray", u"inputStructArray", structs, true),
               u"<inputStructArray SOAP-ENC:arrayType=\"nsa:SOAPStruct[]\" "
               u"xsi:type=\"SOAP-ENC:Array\" xmlns:SOAP-ENC=\"" ENC
               u"\" xmlns:nsa=\"http://soapinterop.org/xsd\" xmlns:xsi=\"" XSI
@@ -227,8 +207,9 @@ TEST(SerializerExplicitTyping, OnlyStructsAndArraysGainTypes) {
               u"</inputStructArray>");
 
     // Built-ins are typed the same with or without it.
-    EXPECT_EQ(Param(Round2(), u"echoString", u"inputString", WMSOAPStructMember(u"s", u"a"), true),
-              u"<inputString" TYPED u">a</inputString>");
+    EXPECT_EQ(
+        Param(Round2Base(), u"echoString", u"inputString", WMSOAPStructMember(u"s", u"a"), true),
+        u"<inputString" TYPED u">a</inputString>");
 }
 
 TEST(SerializerDates, AutomationDatesAsSchemaTexts) {

@@ -14,15 +14,15 @@ class Frame : public ::testing::Test {
 protected:
     const WMSOAPDefinitionsHandler& Load(const std::string& document) {
         std::string path = m_dir.Write("doc" + std::to_string(m_count++) + ".wsdl", document);
-        m_parser.SetDocBase(Wide("file://" + m_dir.Path() + "/"));
-        EXPECT_TRUE(m_parser.LoadAndParseWSDLFile(Wide(path)))
+        m_parser.SetDocBase(Widen("file://" + m_dir.Path() + "/"));
+        EXPECT_TRUE(m_parser.LoadAndParseWSDLFile(Widen(path)))
             << Narrow(m_parser.GetLoadErrorMessage());
         static const WMSOAPWSDLDesc kEmpty;
         return m_parser.GetWSDLDesc() ? m_parser.GetWSDLDesc()->GetDefinitions()
                                       : kEmpty.GetDefinitions();
     }
 
-    ScratchDir m_dir;
+    TempDir m_dir;
     WMWSDLParser m_parser;
     int m_count = 0;
 };
@@ -59,7 +59,7 @@ TEST_F(Frame, PrefixMapIsFlat) {
 
     // When the inner element ends the mapping is gone altogether, so a later use fails.
     WMWSDLParser parser;
-    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Wide(m_dir.Write("flat.wsdl", Definitions(R"(
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(m_dir.Write("flat.wsdl", Definitions(R"(
 <wsdl:message name="m1" xmlns="urn:inner"><wsdl:part name="p" type="t"/></wsdl:message>
 <message name="m2"><part name="p" type="t"/></message>)")))));
     EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
@@ -119,7 +119,7 @@ TEST_F(Frame, DocumentWithoutTargetNamespace) {
 <service name="S"><port name="p" binding="tns:B"><soap:address location="http://h/x"/></port>
 </service>)",
                                                             "xmlns:e=''"));
-    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Wide("file://" + path)));
+    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Widen("file://" + path)));
     EXPECT_EQ(Narrow(client.GetDefinitionsTNS()), "");
     // Only names whose prefix maps to the empty namespace find the messages.
     EXPECT_TRUE(client.IsInputMsgPart(u"o", u"p"));
@@ -195,7 +195,7 @@ TEST_F(Frame, FileLocationWithBackslashesIsReadWithSlashes) {
     std::replace(base.begin(), base.end(), '\\', '/');
 
     WMSOAPWSDLClient client;
-    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Wide("file://" + windowsStyle)))
+    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Widen("file://" + windowsStyle)))
         << Narrow(client.GetLoadErrorMessage());
     EXPECT_EQ(Narrow(client.GetDocBase()), "file://" + base);
     EXPECT_NE(client.GetWSDLDesc()->GetDefinitions().FindMessage({u"urn:imp", u"fromImport"}),
@@ -203,7 +203,7 @@ TEST_F(Frame, FileLocationWithBackslashesIsReadWithSlashes) {
 
     // The importer, which reads a description without choosing a port, resolves the same way.
     WMSOAPWSDLImporter importer;
-    ASSERT_TRUE(importer.ReadServiceDesc(Wide("file://" + windowsStyle), WMString()))
+    ASSERT_TRUE(importer.ReadServiceDesc(Widen("file://" + windowsStyle), WMString()))
         << Narrow(importer.GetLoadErrorMessage());
     EXPECT_EQ(Narrow(importer.GetDocBase()), "file://" + base);
     EXPECT_NE(importer.GetWSDLDesc()->GetDefinitions().FindMessage({u"urn:imp", u"fromImport"}),

@@ -20,13 +20,13 @@ protected:
     void ExpectFault(const std::string& document, const std::string& message) {
         WMWSDLParser parser;
         std::string path = m_dir.Write("doc.wsdl", document);
-        EXPECT_FALSE(parser.LoadAndParseWSDLFile(Wide(path)));
+        EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(path)));
         EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
         EXPECT_EQ(Narrow(parser.GetLoadErrorCategory()), "WSDL Schema Error");
         EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()), message);
     }
 
-    ScratchDir m_dir;
+    TempDir m_dir;
 };
 
 TEST_F(LoadFaults, WsdlElementsReportTheirExactMessages) {
@@ -179,31 +179,31 @@ TEST_F(LoadFaults, ImportsThatCannotBeReadEndTheLoad) {
     WMWSDLParser parser;
     std::string path =
         m_dir.Write("self.wsdl", Definitions("<import namespace='urn:t' location='self.wsdl'/>"));
-    parser.SetDocBase(Wide("file://" + m_dir.Path() + "/"));
-    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Wide(path)));
+    parser.SetDocBase(Widen("file://" + m_dir.Path() + "/"));
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(path)));
     EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()), unreadable);
 }
 
 TEST_F(LoadFaults, OtherFailuresKeepTheirReasonAndLeaveNoDescription) {
     WMWSDLParser parser;
-    ASSERT_TRUE(parser.LoadAndParseWSDLFile(Wide(m_dir.Write("ok.wsdl", Definitions("")))));
+    ASSERT_TRUE(parser.LoadAndParseWSDLFile(Widen(m_dir.Write("ok.wsdl", Definitions("")))));
     EXPECT_NE(parser.GetWSDLDesc(), nullptr);
 
-    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Wide(m_dir.Path() + "/missing.wsdl")));
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(m_dir.Path() + "/missing.wsdl")));
     EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
     EXPECT_EQ(Narrow(parser.GetLoadErrorCategory()), "File Error");
 
     EXPECT_FALSE(parser.LoadAndParseWSDLFile(
-        Wide(m_dir.Write("bad.wsdl", "<definitions>\n<message name='m'>\n</definitions>"))));
+        Widen(m_dir.Write("bad.wsdl", "<definitions>\n<message name='m'>\n</definitions>"))));
     EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
     EXPECT_EQ(Narrow(parser.GetLoadErrorCategory()), "XML Parse Error");
     EXPECT_NE(Narrow(parser.GetLoadErrorMessage()).find("line 3"), std::string::npos);
 
     // An empty file is an empty text: no root element, which the XML parser rejects.
-    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Wide(m_dir.Write("empty.wsdl", ""))));
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(m_dir.Write("empty.wsdl", ""))));
     EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
 
-    ASSERT_TRUE(parser.LoadAndParseWSDLFile(Wide(m_dir.Write("ok2.wsdl", Definitions("")))));
+    ASSERT_TRUE(parser.LoadAndParseWSDLFile(Widen(m_dir.Write("ok2.wsdl", Definitions("")))));
     EXPECT_TRUE(parser.GetLoadErrorCategory().empty());
     EXPECT_TRUE(parser.GetLoadErrorMessage().empty());
 }

@@ -1,58 +1,20 @@
-// Helpers shared by the WSDL tests: text conversion, documents written to a scratch directory,
-// and a client that exposes the protected lookups.
+// Helpers shared by the WSDL tests: a `definitions` frame for a body, and a client that exposes the
+// protected lookups.
 #ifndef CORVANE_TESTS_WSDL_TEST_UTIL_H
 #define CORVANE_TESTS_WSDL_TEST_UTIL_H
 
 #include <corvane/wsdl.h>
 
-#include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <random>
 #include <string>
+#include <vector>
+
+#include "support/support.h"
 
 namespace corvane::test {
 
-inline std::string Narrow(const WMString& text) {
-    return std::string(text.begin(), text.end());
-}
-
-inline WMString Wide(const std::string& text) {
-    return WMString(text.begin(), text.end());
-}
-
 inline std::string DataDir() {
-    return std::string(CORVANE_TEST_DATA) + "/wsdl";
+    return DataPath("wsdl");
 }
-
-// A fresh directory under the system's temporary directory, removed with its contents.
-class ScratchDir {
-public:
-    ScratchDir() {
-        static std::atomic<int> counter{0};
-        m_path = std::filesystem::temp_directory_path() /
-                 ("corvane-wsdl-" + std::to_string(std::random_device{}()) + "-" +
-                  std::to_string(counter++));
-        std::filesystem::create_directories(m_path);
-    }
-    ~ScratchDir() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    std::string Write(const std::string& name, const std::string& content) const {
-        std::filesystem::path file = m_path / name;
-        std::filesystem::create_directories(file.parent_path());
-        std::ofstream(file, std::ios::binary) << content;
-        return file.string();
-    }
-    std::string Path() const { return m_path.string(); }
-
-private:
-    std::filesystem::path m_path;
-};
 
 // A `definitions` element with the usual prefixes around `body`: the default namespace and
 // `wsdl` are WSDL, `soap` the SOAP binding, `xsd` the 2001 schema, `enc` SOAP encoding and
@@ -68,6 +30,12 @@ inline std::string Definitions(const std::string& body,
            " xmlns:tns=\"urn:t\">\n" +
            body + "\n</definitions>\n";
 }
+
+// One query of the client, named as its method without "Get" and followed by its arguments,
+// separated by '|' ("InputMsgPartType op|a"). The answer is the output as text, a type as
+// "{ns}name", a walk (InParams, OutParams, StructMembers) as its names separated by spaces,
+// and "false" when the query answers false.
+std::string Ask(WMSOAPWSDLClient& client, const std::string& query);
 
 // Exposes the protected lookups of the client.
 class ProbeClient : public WMSOAPWSDLClient {

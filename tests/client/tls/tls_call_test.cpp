@@ -7,13 +7,14 @@
 
 #include <string>
 
-#include "client/loopback.h"
+#include "support/loopback.h"
+#include "support/support.h"
 
 namespace corvane::test {
 namespace {
 
 TEST(TLSCall, ProbeSwitchesToPort443AndCallsTravelOverTLS) {
-    int const port = FreePort();
+    int const port = UnusedPort();
     Peer php;
     ASSERT_TRUE(php.Start("php-ssl " + std::to_string(port)));
     Peer tls;

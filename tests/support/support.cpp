@@ -1,0 +1,89 @@
+#include "support/support.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+namespace corvane::test {
+
+namespace fs = std::filesystem;
+
+std::string TestsDir() {
+    return fs::path(CORVANE_TEST_DATA).parent_path().string();
+}
+
+std::string DataPath(const std::string& relative) {
+    return std::string(CORVANE_TEST_DATA) + "/" + relative;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+WMString Widen(const std::string& text) {
+    WMString wide;
+    for (char c : text) {
+        wide.push_back(static_cast<unsigned char>(c));
+    }
+    return wide;
+}
+
+std::string Narrow(const WMString& text) {
+    return std::string(text.begin(), text.end());
+}
+
+TempDir::TempDir() {
+    static std::atomic<int> counter{0};
+    path_ = (fs::temp_directory_path() / ("corvane-test-" + std::to_string(std::random_device{}()) +
+                                          "-" + std::to_string(counter++)))
+                .string();
+    fs::create_directories(path_);
+}
+
+TempDir::~TempDir() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+std::string TempDir::Write(const std::string& name, const std::string& bytes) const {
+    const fs::path file = fs::path(path_) / name;
+    fs::create_directories(file.parent_path());
+    // Written aside and renamed, so a reader never sees half a file.
+    const fs::path temp = file.string() + ".tmp";
+    std::ofstream(temp, std::ios::binary | std::ios::trunc) << bytes;
+    fs::rename(temp, file);
+    return file.string();
+}
+
+bool RunShell(const std::string& command, std::string* output) {
+    TempDir dir;
+    const std::string out = dir.File("out");
+    const int status = std::system((command + " > '" + out + "'").c_str());
+    if (output != nullptr) {
+        *output = ReadFile(out);
+    }
+    return status == 0;
+}
+
+bool Peer::Start(const std::string& arguments) {
+    std::string pid;
+    if (!RunShell("'" + TestsDir() + "/peers/start' " + arguments, &pid)) {
+        return false;
+    }
+    pid_ = pid.substr(0, pid.find_first_of("\r\n"));
+    return !pid_.empty();
+}
+
+Peer::~Peer() {
+    if (!pid_.empty()) {
+        RunShell("'" + TestsDir() + "/peers/stop' " + pid_);
+    }
+}
+
+}  // namespace corvane::test

@@ -1,0 +1,54 @@
+// Helpers every suite may use: text both ways, files and scratch directories, shell commands,
+// and the SOAP peers of tests/peers run as processes.
+#ifndef CORVANE_TESTS_SUPPORT_SUPPORT_H
+#define CORVANE_TESTS_SUPPORT_SUPPORT_H
+
+#include <corvane/types.h>
+
+#include <string>
+
+namespace corvane::test {
+
+// The tests/ folder of the source tree, and a file under tests/data.
+std::string TestsDir();
+std::string DataPath(const std::string& relative);
+std::string ReadFile(const std::string& path);
+// Runs a shell command; its standard output, and whether it exited with status 0.
+bool RunShell(const std::string& command, std::string* output = nullptr);
+// ASCII and Latin-1 text both ways (each byte is one code unit), as on the wire.
+WMString Widen(const std::string& text);
+std::string Narrow(const WMString& text);
+
+// A fresh directory under the system's temporary directory, removed with the object.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& Path() const { return path_; }
+    std::string File(const std::string& name) const { return path_ + "/" + name; }
+    // Writes `name` (folders included) and returns its path.
+    std::string Write(const std::string& name, const std::string& bytes) const;
+
+private:
+    std::string path_;
+};
+
+// A server of tests/peers/start (php, php-ssl, soaplite, tls), stopped with the object.
+class Peer {
+public:
+    Peer() = default;
+    ~Peer();
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+    // False when the server did not come up (for tls: typically port 443 not bindable).
+    bool Start(const std::string& arguments);
+
+private:
+    std::string pid_;
+};
+
+}  // namespace corvane::test
+
+#endif

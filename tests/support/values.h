@@ -1,0 +1,71 @@
+// Values of the exported model as short text, so a test compares a whole value in one line:
+// numbers as they print, strings in quotes, structs as {name=value,...}, arrays as [{...},...]
+// and an empty value as nil. Header only: it uses the exported interface alone, so programs on
+// the subsystems and programs on the shared library both use it.
+#ifndef CORVANE_TESTS_SUPPORT_VALUES_H
+#define CORVANE_TESTS_SUPPORT_VALUES_H
+
+#include <corvane/utf8.h>
+#include <corvane/values.h>
+
+#include <sstream>
+#include <string>
+
+namespace corvane::test {
+
+inline std::string Utf8(const WMString& text) {
+    std::string out;
+    WideStringToUTF8(text, out);
+    return out;
+}
+
+inline std::string Show(const WMSOAPStructMember& constMember);
+
+inline std::string ShowStruct(const WMSOAPStructType& value) {
+    std::string out = "{";
+    WMString name;
+    WMSOAPStructMember member;
+    long position = 0;
+    for (bool more = value.GetFirstMember(&name, member, &position); more;
+         more = value.GetNextMember(&name, member, &position)) {
+        out += (out.size() > 1 ? "," : "") + Utf8(name) + "=" + Show(member);
+    }
+    return out + "}";
+}
+
+inline std::string Show(const WMSOAPStructMember& constMember) {
+    WMSOAPStructMember member = constMember;
+    std::ostringstream out;
+    switch (member.GetDataType()) {
+        case WMSOAPStructMember::SOAPDataMember::SOAP_LONG:
+            out << member.LongValue();
+            break;
+        case WMSOAPStructMember::SOAPDataMember::SOAP_DOUBLE:
+            out << member.DoubleValue();
+            break;
+        case WMSOAPStructMember::SOAPDataMember::SOAP_STRING:
+            out << '"' << Utf8(member.StringValue()) << '"';
+            break;
+        case WMSOAPStructMember::SOAPDataMember::SOAP_STRUCT:
+            out << ShowStruct(member.StructValue());
+            break;
+        case WMSOAPStructMember::SOAPDataMember::SOAP_ARRAY: {
+            out << "[";
+            bool first = true;
+            for (const WMSOAPStructType& item : member.ArrayValue()) {
+                out << (first ? "" : ",") << ShowStruct(item);
+                first = false;
+            }
+            out << "]";
+            break;
+        }
+        default:
+            out << "nil";
+            break;
+    }
+    return out.str();
+}
+
+}  // namespace corvane::test
+
+#endif
