@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "client/loopback.h"
+#include "support/loopback.h"
 
 namespace corvane::test {
 namespace {
@@ -38,10 +38,9 @@ WMSOAPAutomationProxy StandardProxy() {
 }
 
 TEST(WireProxy, PostsUtf8WithByteLengthAndNothingAfterTheBody) {
-    StubServer server;
+    LoopbackServer server;
     server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8",
                                 "<r>\xE6\x9D\xB1\xF0\x9F\x98\x80</r>"));
-    server.Start();
     WMSOAPAutomationProxy proxy = StandardProxy();
     WMSOAPMessage message;
     message.SetBuffer(u"<x>Gr\u00fc\u00dfe \U0001F600</x>");
@@ -88,9 +87,8 @@ TEST(WireProxy, DecodesTheAnswerByItsMarkOrCharset) {
          u"Response Message: Unexpected MIME type in Response."},
     };
     for (const Case& c : cases) {
-        StubServer server;
+        LoopbackServer server;
         server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", c.contentType, c.body));
-        server.Start();
         WMSOAPAutomationProxy proxy = StandardProxy();
         WMSOAPMessage message;
         message.SetBuffer(u"<q/>");
@@ -105,7 +103,7 @@ TEST(WireProxy, FailuresSayWhy) {
     WMSOAPAutomationProxy proxy = StandardProxy();
     WMSOAPMessage message;
     message.SetBuffer(u"<x>\xD83D</x>");
-    const int closed = ClosedPort();
+    const int closed = UnusedPort();
     EXPECT_EQ(Exchange(proxy, closed, message).message,
               u"Request Message: The request holds an unpaired surrogate at 3.");
     EXPECT_EQ(*message.GetBufferPtr(), u"<x>\xD83D</x>");  // left with the message
