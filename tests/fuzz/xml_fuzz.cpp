@@ -30,18 +30,27 @@ bool Parses(WMXMLParser& parser, WMString const& text, WMXMLEventHandler* handle
 }
 
 // Trees the written form cannot carry are not compared: U+0000 reads as the end of the input,
-// and a declaration "xmlns:" binds the empty prefix without changing the default namespace,
-// while the written form declares the empty prefix as the default namespace.
+// a CR (from "&#13;") is written as it is and reads back as LF, and a declaration "xmlns:"
+// binds the empty prefix without changing the default namespace, while the written form
+// declares the empty prefix as the default namespace.
 bool Unwritable(WMXMLElement const& element) {
-    if (element.GetText().find(u'\0') != WMString::npos) {
+    auto const lost = [](WMString const& text) {
+        return text.find_first_of(u"\0\r", 0, 2) != WMString::npos;
+    };
+    if (lost(element.GetText()) || lost(element.GetDefaultNS())) {
         return true;
+    }
+    for (auto const& entry : element.GetNSPrefixMap()) {
+        if (lost(entry.second)) {
+            return true;
+        }
     }
     auto const empty = element.GetNSPrefixMap().find(WMString());
     if (empty != element.GetNSPrefixMap().end() && empty->second != element.GetDefaultNS()) {
         return true;
     }
     for (auto const& entry : element.GetAttributeMap()) {
-        if (entry.second->GetValue().find(u'\0') != WMString::npos) {
+        if (lost(entry.second->GetValue())) {
             return true;
         }
     }

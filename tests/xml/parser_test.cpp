@@ -99,12 +99,12 @@ TEST(XMLParser, CDataSectionsEndTerminatorAndComments) {
     EXPECT_EQ(TextOf(u"<a>&amp;]]><b/>]]></a>"), u"&]]>]]>");
     EXPECT_EQ(ErrorLine(u"<a>x]]></a>"), 1);
     EXPECT_EQ(ErrorLine(u"<a>]]]></a>"), 1);
+    EXPECT_EQ(ErrorLine(u"<a>\r]]></a>"), 2);
     EXPECT_EQ(TextOf(u"<a>1<![CDATA[<b>&amp;]]]>2<!-- <c/> -->3</a>"), u"1<b>&amp;]23");
     EXPECT_EQ(ErrorLine(u"<a><![CDATA[\x01]]></a>"), 1);
     EXPECT_EQ(ErrorLine(u"<a><![CDATA[x</a>"), 1);
     EXPECT_EQ(ErrorLine(u"<a><!-- a -- b --></a>"), 1);
     EXPECT_EQ(ErrorLine(u"<a><!-- a </a>"), 1);
-    EXPECT_EQ(TextOf(u"<a><![CDATA[\t\r\n]]></a>"), u"\t\r\n");
 }
 
 TEST(XMLParser, PrologDocTypesAndTrailingContent) {
@@ -114,10 +114,17 @@ TEST(XMLParser, PrologDocTypesAndTrailingContent) {
                     &recorder);
     EXPECT_EQ(recorder.events,
               (Events{"startdoc", "pi p|", "ns =", "start {}a a", "end a", "endns ", "enddoc"}));
-    EXPECT_EQ(ErrorLine(u"<!DOCTYPE a [<!ENTITY e 'x'"), 1);
-    EXPECT_EQ(ErrorLine(u"<!-- c -->"), 1);
-    EXPECT_EQ(ErrorLine(u""), 1);
-    EXPECT_EQ(ErrorLine(u"<a/><!-- never closed"), 1);
+    // After the root, only complete comments and instructions are read; what follows them is
+    // ignored, and so is a "<?" without a target.
+    for (WMString bad : {u"<!DOCTYPE a [<!ENTITY e 'x'", u"<!-- c -->", u"", u"<r/><!--",
+                         u"<r/><!--abc", u"<r/> <!-- c --", u"<r/><?pi", u"<r/><?pi d?"}) {
+        for (bool buildTree : {true, false}) {
+            EXPECT_EQ(ErrorLine(bad, buildTree), 1) << Narrow(bad);
+        }
+    }
+    for (WMString ignored : {u"<r/>junk", u"<r/><!--c-->junk", u"<r/><!-", u"<r/><?"}) {
+        EXPECT_EQ(ErrorLine(ignored), 0) << Narrow(ignored);
+    }
 }
 
 TEST(XMLParser, EndTagMustMatchTheQualifiedName) {
@@ -132,6 +139,7 @@ TEST(XMLParser, LineNumbers) {
     EXPECT_EQ(ErrorLine(u"<a>\r\n\r\n<b></a>"), 3);
     EXPECT_EQ(ErrorLine(u"<a>\r\r<b></a>"), 3);
     EXPECT_EQ(ErrorLine(u"<a\nb='1'\r\nc='<'/>"), 3);
+    EXPECT_EQ(ErrorLine(u"<a b='\r\r\n'><![CDATA[\r\n\r]]><?p \r?>\r<b></a>"), 7);
     EXPECT_EQ(ErrorLine(u"<a><!--\n\n-- --></a>"), 3);
     // A step back over a line end does not undo its count.
     EXPECT_EQ(ErrorLine(u"<a/\n>"), 2);
@@ -149,9 +157,22 @@ TEST(XMLParser, LineNumbers) {
     EXPECT_EQ(parser.GetDocRoot(), nullptr);
 }
 
-TEST(XMLParser, CarriageReturnsStayInText) {
-    EXPECT_EQ(TextOf(u"<a>x\r\ny\rz</a>"), u"x\r\ny\rz");
-    EXPECT_EQ(ErrorLine(u"<a>\r"), 1);
+TEST(XMLParser, LineEndsReadAsLineFeeds) {
+    WMString const document =
+        u"<?p d\r\ne\r?><a b='v\r\nw\r\r\n'>x\r\ny\rz<![CDATA[1\r\n2\r]]>\r</a>";
+    for (bool buildTree : {true, false}) {
+        WMXMLParser parser;
+        parser.SetBuildTree(buildTree);
+        Recorder recorder;
+        parser.ParseXML(document, &recorder);
+        EXPECT_EQ(recorder.events,
+                  (Events{"startdoc", "pi p|d\ne\n", "ns =", "start {}a a [ab=v\nw\n\n]",
+                          "text x\ny\nz1\n2\n\n", "end a", "endns ", "enddoc"}));
+    }
+    // A carriage return that ends the input reads as the end.
+    for (WMString bad : {u"<a>\r", u"<a b='\r", u"<a><![CDATA[\r", u"<?p \r"}) {
+        EXPECT_EQ(ErrorLine(bad), 1) << Narrow(bad);
+    }
 }
 
 TEST(XMLParser, EventModeKeepsOnlyTheRoot) {
