@@ -1,6 +1,7 @@
 // Hostile documents at a size and at twice that size: the time ratio shows that each parses
-// (or fails) in time linear in its length. Each shape is timed in tree and in event mode,
-// best of three runs; the table ends with the worst ratio. Shapes that finish in under 20 ms
+// (or fails) in time linear in its length. Each shape is timed in tree and in event mode, with
+// the exported parser and with the internal reader, best of three runs; the table ends with
+// the worst ratio of each. Shapes that finish in under 20 ms
 // are listed but not ranked: their time is mostly the copy of the input and its page faults,
 // which the allocator serves differently for different sizes.
 #include <benchmark/benchmark.h>
@@ -12,6 +13,8 @@
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "xml/reader.h"
 
 namespace {
 
@@ -88,12 +91,24 @@ public:
     }
 };
 
-double Seconds(WMString const& text, bool buildTree) {
+class NullEvents : public corvane::detail::XMLReadEvents {
+public:
+    void StartElement(corvane::detail::XMLNode const&, corvane::detail::XMLNode const*) override {}
+    void EndElement(corvane::detail::XMLNode const&, corvane::detail::XMLNode const*) override {}
+    void PI(std::u16string_view, std::u16string_view) override {}
+};
+
+double Seconds(WMString const& text, bool buildTree, bool reader) {
     double best = 1e9;
     for (int run = 0; run < 3; ++run) {
         NullHandler handler;
+        NullEvents events;
         auto const start = std::chrono::steady_clock::now();
-        {
+        if (reader) {
+            corvane::detail::XMLDocument document;
+            int line = 1;
+            document.Read(text, line, buildTree, &events);
+        } else {
             WMXMLParser parser;
             parser.SetBuildTree(buildTree);
             try {
@@ -124,26 +139,30 @@ void ParseHostile(benchmark::State& state) {
 
 void PrintRatios() {
     std::size_t const n = 4u << 20;
-    double worst = 0;
-    char const* worstName = "";
-    std::printf("%-32s %10s %10s %7s   (tree mode | event mode)\n", "shape", "n s", "2n s",
-                "ratio");
+    double worst[2] = {0, 0};
+    char const* worstName[2] = {"", ""};
+    std::printf("%-32s %10s %10s %7s   (tree mode | event mode, parser | reader)\n", "shape", "n s",
+                "2n s", "ratio");
     for (Shape const& shape : Shapes()) {
         WMString const small = shape.make(n);
         WMString const large = shape.make(2 * n);
-        for (bool buildTree : {true, false}) {
-            double const a = Seconds(small, buildTree);
-            double const b = Seconds(large, buildTree);
-            double const ratio = b / a;
-            std::printf("%-32s %10.4f %10.4f %7.2f   %s%s\n", shape.name, a, b, ratio,
-                        buildTree ? "tree" : "events", a < 0.02 ? " (not ranked)" : "");
-            if (a >= 0.02 && ratio > worst) {
-                worst = ratio;
-                worstName = shape.name;
+        for (bool reader : {false, true}) {
+            for (bool buildTree : {true, false}) {
+                double const a = Seconds(small, buildTree, reader);
+                double const b = Seconds(large, buildTree, reader);
+                double const ratio = b / a;
+                std::printf("%-32s %10.4f %10.4f %7.2f   %s, %s%s\n", shape.name, a, b, ratio,
+                            buildTree ? "tree" : "events", reader ? "reader" : "parser",
+                            a < 0.02 ? " (not ranked)" : "");
+                if (a >= 0.02 && ratio > worst[reader]) {
+                    worst[reader] = ratio;
+                    worstName[reader] = shape.name;
+                }
             }
         }
     }
-    std::printf("worst ratio for twice the size: %.2f (%s)\n", worst, worstName);
+    std::printf("worst ratio for twice the size: parser %.2f (%s), reader %.2f (%s)\n", worst[0],
+                worstName[0], worst[1], worstName[1]);
 }
 
 }  // namespace

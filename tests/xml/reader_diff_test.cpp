@@ -1,0 +1,208 @@
+// The internal reader against WMXMLParser: every document of the test data, every WSDL, the
+// fuzz seeds and a table of hostile and odd inputs must give the same events, error lines,
+// trees and written texts in both modes.
+#include <corvane/utf8.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "reader_diff.h"
+#include "support/support.h"
+
+namespace {
+
+WMString Repeat(std::u16string_view piece, std::size_t count) {
+    WMString out;
+    out.reserve(piece.size() * count);
+    for (std::size_t i = 0; i < count; ++i) {
+        out += piece;
+    }
+    return out;
+}
+
+WMString Number(std::size_t value) {
+    std::string const digits = std::to_string(value);
+    return WMString(digits.begin(), digits.end());
+}
+
+void ExpectSame(WMString const& text, std::string const& what) {
+    for (bool buildTree : {true, false}) {
+        std::string const expected = readerdiff::ParserResult(text, buildTree);
+        std::string const actual = readerdiff::ReaderResult(text, buildTree);
+        // Only the first lines that differ are shown: a whole document can be large.
+        if (expected != actual) {
+            std::size_t at = 0;
+            while (at < expected.size() && at < actual.size() && expected[at] == actual[at]) {
+                ++at;
+            }
+            std::size_t const from =
+                expected.rfind('\n', at) == std::string::npos ? 0 : expected.rfind('\n', at) + 1;
+            ADD_FAILURE() << what << (buildTree ? " (tree)" : " (events)")
+                          << "\nparser: " << expected.substr(from, 400)
+                          << "\nreader: " << actual.substr(from, 400);
+        }
+    }
+}
+
+// The files as the library reads them (bytes as code units, the ANSI code page of the
+// platform layer), as UTF-8, and the fuzz seeds as the fuzzers read them.
+TEST(XMLReaderDiff, CorpusReadsAlike) {
+    namespace fs = std::filesystem;
+    fs::path const data(corvane::test::DataPath(""));
+    fs::path const seeds = fs::path(corvane::test::TestsDir()) / "fuzz" / "corpus" / "xml";
+    int files = 0;
+    for (fs::path const& dir : {data, seeds}) {
+        for (auto const& entry : fs::recursive_directory_iterator(dir)) {
+            std::string const ext = entry.path().extension().string();
+            if (!entry.is_regular_file() ||
+                (ext != ".xml" && ext != ".wsdl" && ext != ".xsd" && ext != ".bin")) {
+                continue;
+            }
+            std::string const name = entry.path().string();
+            std::string const bytes = corvane::test::ReadFile(name);
+            WMString utf8;
+            UTF8ToWideString(bytes, utf8);
+            ExpectSame(corvane::test::Widen(bytes), name);
+            ExpectSame(utf8, name + " as UTF-8");
+            if (dir == seeds) {
+                ExpectSame(readerdiff::FuzzText(reinterpret_cast<std::uint8_t const*>(bytes.data()),
+                                                bytes.size()),
+                           name + " as a fuzz input");
+            }
+            ++files;
+        }
+    }
+    EXPECT_GT(files, 60);
+}
+
+TEST(XMLReaderDiff, OddAndHostileInputsReadAlike) {
+    WMString const nul(1, u'\0');
+    WMString const cases[] = {
+        u"<a>x<b/>y</a>",
+        u"<a>&#65;&#x42;&lt;&gt;&amp;&apos;&quot;</a>",
+        u"<a>&#X41;</a>",
+        u"<a>&nbsp;</a>",
+        u"<a>&#x1F600;&#;&#x;</a>",
+        u"<a>&#12\n</a>",
+        u"<a>&lt\r\n</a>",
+        u"<a b='1' b='2'/>",
+        u"<a b='1'c=\"2\" d = '&lt;'/>",
+        u"<a b='x<'/>",
+        u"<a b=1/>",
+        u"<a b/>",
+        u"<p:a/>",
+        u"<p:a xmlns:p='u'/>",
+        u"<:a/>",
+        u"<p:a:b xmlns:p='u'/>",
+        u"<p: xmlns:p=''/>",
+        u"<a :b=''/>",
+        u"<a xmlns:p='u' p:b:c=''/>",
+        u"<a xmlns:p='u' xmlns:q='u' p:x='' q:x=''/>",
+        u"<a bc='' xmlns:p='ab' p:c=''/>",
+        u"<a xmlnsx='1' xmlnsy:z='2'/>",
+        u"<a xmlns='d' xmlns:='e'><b/><c xmlns=''/></a>",
+        u"<a xmlns:='e' xmlns='d'><b xmlns:='f'/></a>",
+        u"<a xmlns:p='u1' xmlns:q='u'><b xmlns:p='u2' p:x='' q:y=''><p:c/></b></a>",
+        u"<x:a xmlns:x='&amp;u' xmlns='&lt;' b='&#x9;'><b/></x:a>",
+        u"<a>x]]></a>",
+        u"<a>]]></a>",
+        u"<a>&lt;]]></a>",
+        u"<a><b/>]]></a>",
+        u"<a/>junk",
+        u"<a/><b/>",
+        u"<r/><!--",
+        u"<r/><!--abc",
+        u"<r/><?pi",
+        u"<r/><?pi x",
+        u"<r/><!--c-->junk",
+        u"<r/><!-- a -- b -->",
+        u"<r/>\r",
+        u"<r>\r",
+        u"<?xml version='1.0'?>\r\n<a/>",
+        u"<? x?><a/>",
+        u"<?xml?><a><?p  d\r\ne?></a><?t?>",
+        u"<!DOCTYPE d [<!ENTITY e 'x'>]><!DOCTYPE e><a/>",
+        u"<!DOCTYPE d [<\n!x>\n]>\n<a>&b;</a>",
+        u"<!DOCTYPE d",
+        u"<!DOCTYPE>",
+        u"<a>\r\n<b>\r\n</a>",
+        u"<a/\n>",
+        u"<a\r\n/\r>",
+        u"<a>x\r\ny\rz</a>",
+        u"<a b='v\r\nw\rx\ny'/>",
+        u"<a><![CDATA[p\r\nq\rr]]></a>",
+        u"<a><![CDATA[\x01]]></a>",
+        u"<a><![CDATA[x]]>y<![CDATA[]]></a>",
+        u"<a>\r\r\n\n</a>\n",
+        u"<a>x\r]]></a>",
+        u"<a>x\r\n]]></a>",
+        u"<a>\r]]></a>",
+        u"<a>x" + nul + u"</a>",
+        u"<a b='" + nul + u"'/>",
+        u"<a/>" + nul + u"<!--",
+        u"<a><b>t</b >\n</a >",
+        u"<a></b></a>",
+        u"<a>",
+        u"",
+        u"   ",
+        u"<!-- only -->",
+        u"<a\xe9 b\x4e00='\xff'>\x2028</a\xe9>",
+        u"<a>\x3000<b>\x85</b>\xa0</a>",
+        u"\xa0<a/>",
+        u"<a x='1'\t\r\ny='2'></a>",
+        Repeat(u"<a>", 256) + Repeat(u"</a>", 256),
+        Repeat(u"<a>", 257) + Repeat(u"</a>", 257),
+        Repeat(u"<a>\n", 300),
+        Repeat(u"<a xmlns:p='u'>\r\n", 260),
+    };
+    for (WMString const& text : cases) {
+        std::string shown;
+        readerdiff::Put(shown, text.substr(0, 80));
+        ExpectSame(text, shown);
+    }
+}
+
+// The copy budget runs out on the same line: each element stands on a line of its own, so a
+// charge counted differently anywhere before shows as another line.
+TEST(XMLReaderDiff, CopyBudgetRunsOutOnTheSameLine) {
+    WMString const uri(1u << 14, u'u');
+    WMString const longName = u"p:" + WMString(300, u'n');
+    struct Pattern {
+        WMString start;
+        WMString line;
+        std::size_t count;
+        WMString end;
+    } const patterns[] = {
+        {u"<r xmlns:p='" + uri + u"'>\n", u"<p:a p:x='' x='' a=''/>\n", 2000, u"</r>"},
+        {u"<r xmlns='" + uri + u"'>\n", u"<a a=''/>\n", 4000, u"</r>"},
+        {u"<r xmlns:p='" + uri + u"'>\n", u"<b xmlns:q='x'><p:a q:a='' a=''/></b>\n", 2000,
+         u"</r>"},
+        {u"<r xmlns:p='" + uri + u"'>\n", u"<" + longName + u"/>\n", 2000, u"</r>"},
+        {u"<r xmlns='" + uri + u"' xmlns:p='" + uri + u"'>\n", u"<a p:b='' xmlns:c=''>\n", 255,
+         Repeat(u"</a>\n", 255) + u"</r>"},
+    };
+    int index = 0;
+    for (Pattern const& pattern : patterns) {
+        WMString const text = pattern.start + Repeat(pattern.line, pattern.count) + pattern.end;
+        EXPECT_NE(readerdiff::ParserResult(text, false).find("thrown"), std::string::npos);
+        ExpectSame(text, "budget pattern " + std::to_string(index++));
+    }
+    // The nested declarations fail at different depths, on start and on end tags, as the
+    // namespace grows.
+    for (std::size_t size = 4000; size < 20000; size += 1500) {
+        WMString const grown(size, u'g');
+        ExpectSame(u"<r xmlns='" + grown + u"'>\n" + Repeat(u"<a xmlns:q=''>\n", 250) +
+                       Repeat(u"</a>\n", 250) + u"</r>",
+                   "nested budget " + std::to_string(size));
+    }
+    WMString manyAttributes = u"<a";
+    for (std::size_t i = 0; i < 3000; ++i) {
+        manyAttributes += u" n" + Number(i % 1000) + u"x" + Number(i / 1000) + u"='v'";
+    }
+    ExpectSame(manyAttributes + u"/>", "many attributes");
+    ExpectSame(manyAttributes + u" n999x2='w'/>", "many attributes, one repeated");
+}
+
+}  // namespace
