@@ -6,9 +6,15 @@
 #include <corvane/message.h>
 #include <corvane/types.h>
 #include <corvane/values.h>
+#include <corvane/wire.h>
 #include <corvane/wsdl.h>
 
+#include <memory>
 #include <vector>
+
+namespace corvane::detail {
+class WireHttpClient;
+}
 
 // Extension: the fault of a refused exchange, thrown by WMSOAPAutomationProxy::InvokeSOAPMethod
 // as a pointer to a heap object. It is declared here so that a caller of that operation can
@@ -62,11 +68,27 @@ public:
     void SetHTTPTimeout(unsigned long milliseconds);
     unsigned long GetHTTPTimeout() const;
 
+    // Extension: the standard wire mode (see <corvane/wire.h>) for the following exchanges.
+    // With it on, the request goes over HTTP/1.1 to "http://host:port" + path, or to `path`
+    // itself when it is a whole "http://" or "https://" URL (the scheme, not the port, chooses
+    // TLS); the body is UTF-8, Content-Length counts its bytes and nothing follows it; the
+    // answer is decoded by its byte-order mark or declared charset. A text with an unpaired
+    // surrogate is not sent. The fault texts of a failed exchange say why it failed. The
+    // connection is kept for the next exchange to the same endpoint; copies of the proxy
+    // start without one.
+    void SetWireOptions(WMWireOptions const& options);
+    WMWireOptions const& GetWireOptions() const;
+
 private:
+    void InvokeStandard(WMString const& soapAction, WMString const& host, int port,
+                        WMString const& path, WMString const& userAgent, WMSOAPMessage& message);
+
     WMString m_xmlOut;
     WMString m_xmlIn;
     int m_httpStatus;
     unsigned long m_timeout;
+    WMWireOptions m_wire;
+    std::unique_ptr<corvane::detail::WireHttpClient> m_wireClient;  // made at the first use
 };
 
 // Calls the RPC/encoded operations of a service described by a WSDL document.

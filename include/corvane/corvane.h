@@ -14,6 +14,7 @@
 #include <corvane/types.h>
 #include <corvane/utf8.h>
 #include <corvane/values.h>
+#include <corvane/wire.h>
 #include <corvane/wsdl.h>
 #include <corvane/xml.h>
 #include <corvane/xml_parser.h>

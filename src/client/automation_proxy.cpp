@@ -1,6 +1,11 @@
 #include <corvane/client.h>
 #include <corvane/http.h>
 
+#include <string>
+
+#include "net/wire_http.h"
+#include "text/wire_text.h"
+
 namespace {
 
 constexpr unsigned long kDefaultTimeout = 600000;
@@ -50,6 +55,31 @@ WMChar const* RefusalText(int status) {
     }
 }
 
+// A message of the transport (UTF-8: it may quote a URL) as wide text.
+WMString Wide(std::string_view text) {
+    WMString wide;
+    std::string ignored;
+    if (!corvane::detail::DecodeText(text, "utf-8", wide, ignored)) {
+        wide.assign(text.begin(), text.end());
+    }
+    return wide;
+}
+
+bool StartsWith(WMString const& text, std::u16string_view prefix) {
+    return text.size() >= prefix.size() && text.compare(0, prefix.size(), prefix) == 0;
+}
+
+std::string Utf8Field(WMString const& text, WMChar const* what) {
+    std::string bytes;
+    std::size_t bad = 0;
+    if (!corvane::detail::EncodeUtf8(text, bytes, bad)) {
+        throw new WMSOAPProxyFault(u"Request Message",
+                                   WMString(what) + u" holds an unpaired surrogate at " +
+                                       Decimal(static_cast<unsigned long>(bad)) + u".");
+    }
+    return bytes;
+}
+
 }  // namespace
 
 WMSOAPProxyFault::WMSOAPProxyFault(WMString const& context, WMString const& message)
@@ -71,11 +101,75 @@ WMString const& WMSOAPProxyFault::GetMessageText() const {
 
 WMSOAPAutomationProxy::WMSOAPAutomationProxy() : m_httpStatus(0), m_timeout(kDefaultTimeout) {}
 
-WMSOAPAutomationProxy::WMSOAPAutomationProxy(WMSOAPAutomationProxy const&) = default;
+WMSOAPAutomationProxy::WMSOAPAutomationProxy(WMSOAPAutomationProxy const& other)
+    : m_xmlOut(other.m_xmlOut),
+      m_xmlIn(other.m_xmlIn),
+      m_httpStatus(other.m_httpStatus),
+      m_timeout(other.m_timeout),
+      m_wire(other.m_wire) {}
 
-WMSOAPAutomationProxy& WMSOAPAutomationProxy::operator=(WMSOAPAutomationProxy const&) = default;
+WMSOAPAutomationProxy& WMSOAPAutomationProxy::operator=(WMSOAPAutomationProxy const& other) {
+    if (this != &other) {
+        m_xmlOut = other.m_xmlOut;
+        m_xmlIn = other.m_xmlIn;
+        m_httpStatus = other.m_httpStatus;
+        m_timeout = other.m_timeout;
+        m_wire = other.m_wire;
+        m_wireClient.reset();
+    }
+    return *this;
+}
 
 WMSOAPAutomationProxy::~WMSOAPAutomationProxy() = default;
+
+void WMSOAPAutomationProxy::SetWireOptions(WMWireOptions const& options) {
+    m_wire = options;
+    m_wireClient.reset();  // the next exchange starts with the new options
+}
+
+WMWireOptions const& WMSOAPAutomationProxy::GetWireOptions() const {
+    return m_wire;
+}
+
+void WMSOAPAutomationProxy::InvokeStandard(WMString const& soapAction, WMString const& host,
+                                           int port, WMString const& path,
+                                           WMString const& userAgent, WMSOAPMessage& message) {
+    std::string url;
+    if (StartsWith(path, u"http://") || StartsWith(path, u"https://")) {
+        url = Utf8Field(path, u"The URL");
+    } else {
+        url = "http://" + Utf8Field(host, u"The host") + ":" +
+              std::to_string(port > 0 ? port : kDefaultHTTPPort) +
+              (StartsWith(path, u"/") ? "" : "/") + Utf8Field(path, u"The path");
+    }
+    std::string headers = "User-Agent: " + Utf8Field(userAgent, u"The user agent") +
+                          "\r\nContent-Type: text/xml; charset=utf-8\r\nSOAPAction: " +
+                          Utf8Field(soapAction, u"The SOAPAction") + "\r\n";
+    const std::string body = Utf8Field(m_xmlOut, u"The request");
+
+    if (!m_wireClient) {
+        m_wireClient = std::make_unique<corvane::detail::WireHttpClient>(m_wire, m_timeout);
+    }
+    corvane::detail::WireAnswer answer;
+    if (!m_wireClient->Exchange("POST", url, headers, body, answer)) {
+        throw new WMSOAPProxyFault(u"Request Message", Wide(m_wireClient->Error()));
+    }
+    m_httpStatus = answer.status;
+    if (WMChar const* refusal = RefusalText(m_httpStatus)) {
+        throw new WMSOAPProxyFault(u"Response Message", refusal);
+    }
+    const std::string_view contentType = answer.Header("Content-Type");
+    if (contentType.find("text/xml") == std::string_view::npos) {
+        throw new WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
+    }
+    std::string error;
+    if (!corvane::detail::DecodeText(answer.body, corvane::detail::CharsetOf(contentType), m_xmlIn,
+                                     error)) {
+        m_xmlIn.clear();
+        throw new WMSOAPProxyFault(u"Response Message", Wide(error));
+    }
+    message.SetBuffer(m_xmlIn.empty() ? m_xmlOut : m_xmlIn);
+}
 
 bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMString const& host,
                                              int port, WMString const& path,
@@ -89,6 +183,10 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
     m_xmlOut.shrink_to_fit();
     m_xmlOut.swap(message.m_buffer);
     try {
+        if (m_wire.standard) {
+            InvokeStandard(soapAction, host, port, path, userAgent, message);
+            return true;
+        }
         // Content-Length counts the text's code units, not encoded bytes. The HTTP client
         // writes one byte per code unit, so the count covers the body exactly; the zero byte it
         // sends after the body falls outside it.

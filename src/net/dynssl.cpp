@@ -99,6 +99,34 @@ void* AsAddress(Fn* function) {
     return reinterpret_cast<void*>(function);
 }
 
+corvane::detail::TlsVerifyApi g_verifyApi{};
+bool g_verifyApiComplete = false;
+
+// Resolves the entry points of TlsVerifyApi; true when every one was found.
+bool ResolveVerifyApi(void* ssl, void* crypto) {
+    namespace platform = corvane::platform;
+    auto& api = g_verifyApi;
+    bool found = true;
+    auto take = [&found](auto& slot, void* library, char const* name) {
+        void* address = platform::FindSymbol(library, name);
+        found = found && address != nullptr;
+        Assign(slot, address);
+    };
+    take(api.TLS_client_method, ssl, "TLS_client_method");
+    take(api.SSL_CTX_ctrl, ssl, "SSL_CTX_ctrl");
+    take(api.SSL_CTX_set_verify, ssl, "SSL_CTX_set_verify");
+    take(api.SSL_CTX_set_default_verify_paths, ssl, "SSL_CTX_set_default_verify_paths");
+    take(api.SSL_CTX_use_certificate_chain_file, ssl, "SSL_CTX_use_certificate_chain_file");
+    take(api.SSL_CTX_check_private_key, ssl, "SSL_CTX_check_private_key");
+    take(api.SSL_set1_host, ssl, "SSL_set1_host");
+    take(api.SSL_get0_param, ssl, "SSL_get0_param");
+    take(api.X509_VERIFY_PARAM_set1_ip_asc, crypto, "X509_VERIFY_PARAM_set1_ip_asc");
+    take(api.SSL_get_verify_result, ssl, "SSL_get_verify_result");
+    take(api.X509_verify_cert_error_string, crypto, "X509_verify_cert_error_string");
+    take(api.ERR_clear_error, crypto, "ERR_clear_error");
+    return found;
+}
+
 enum class From { kSsl, kCrypto };
 
 struct Entry {
@@ -224,6 +252,12 @@ void FreeTlsContext(ssl_ctx_st* context) {
     }
 }
 
+TlsVerifyApi const* LoadTlsVerifyApi() {
+    // The forwarder loads the libraries on first use, as every TLS use does.
+    DynSSL::SSL_library_init();
+    return DynSSL::m_bLoadSuccess == 1 && g_verifyApiComplete ? &g_verifyApi : nullptr;
+}
+
 }  // namespace corvane::detail
 
 DynSSL::DynSSL() = default;
@@ -276,6 +310,7 @@ int DynSSL::LoadAndInitialize() {
         entry.store(address);
     }
     Assign(g_SSL_CTX_free, platform::FindSymbol(ssl, "SSL_CTX_free"));
+    g_verifyApiComplete = ResolveVerifyApi(ssl, m_hLibeay32Instance);
     m_bLoadSuccess = 1;
     return 1;
 }

@@ -39,6 +39,8 @@ int ConnectSocket(SocketHandle socket, const sockaddr_in* address);          // 
 long SendSocket(SocketHandle socket, const char* data, std::size_t length);  // never SIGPIPE
 long RecvSocket(SocketHandle socket, char* buffer, std::size_t size);
 int PendingSocketError(SocketHandle socket);  // the completed connect's error, 0 if none
+// Sends small writes at once instead of waiting to join them (Nagle's algorithm off).
+void SetNoDelay(SocketHandle socket);
 
 // What one wait on a socket found.
 struct Readiness {

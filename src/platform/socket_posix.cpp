@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -66,6 +67,11 @@ int PendingSocketError(SocketHandle socket) {
         return LastSocketError();
     }
     return MapErrno(error);
+}
+
+void SetNoDelay(SocketHandle socket) {
+    int on = 1;
+    ::setsockopt(static_cast<int>(socket), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
 }
 
 Readiness WaitSocket(SocketHandle socket, bool forWrite, bool forRead, bool forClose,

@@ -175,6 +175,12 @@ int PendingSocketError(SocketHandle socket) {
     return error;
 }
 
+void SetNoDelay(SocketHandle socket) {
+    BOOL on = TRUE;
+    ::setsockopt(Native(socket), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on),
+                 sizeof(on));
+}
+
 Readiness WaitSocket(SocketHandle socket, bool forWrite, bool forRead, bool forClose,
                      unsigned long timeoutMs) {
     using Clock = std::chrono::steady_clock;

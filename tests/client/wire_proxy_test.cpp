@@ -1,0 +1,128 @@
+// The automation proxy in the standard wire mode against the canned-answer loopback server.
+#include <corvane/client.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "support/loopback.h"
+
+namespace corvane::test {
+namespace {
+
+struct Outcome {
+    bool completed = false;
+    WMString message;  // the fault's text
+};
+
+Outcome Exchange(WMSOAPAutomationProxy& proxy, int port, WMSOAPMessage& message,
+                 WMString const& path = u"/svc") {
+    Outcome outcome;
+    try {
+        outcome.completed =
+            proxy.InvokeSOAPMethod(u"\"urn:a\"", u"127.0.0.1", port, path, u"tester", message);
+    } catch (WMSOAPProxyFault* raised) {
+        std::unique_ptr<WMSOAPProxyFault> fault(raised);
+        outcome.message = fault->GetContext() + u": " + fault->GetMessageText();
+    }
+    return outcome;
+}
+
+WMSOAPAutomationProxy StandardProxy() {
+    WMSOAPAutomationProxy proxy;
+    WMWireOptions options;
+    options.standard = true;
+    options.gzip = false;
+    proxy.SetWireOptions(options);
+    return proxy;
+}
+
+TEST(WireProxy, PostsUtf8WithByteLengthAndNothingAfterTheBody) {
+    LoopbackServer server;
+    server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8",
+                                "<r>\xE6\x9D\xB1\xF0\x9F\x98\x80</r>"));
+    WMSOAPAutomationProxy proxy = StandardProxy();
+    WMSOAPMessage message;
+    message.SetBuffer(u"<x>Gr\u00fc\u00dfe \U0001F600</x>");
+    ASSERT_TRUE(Exchange(proxy, server.Port(), message).completed);
+    const std::string body =
+        "<x>Gr\xC3\xBC\xC3\x9F"
+        "e \xF0\x9F\x98\x80</x>";
+    EXPECT_EQ(server.Request(1),
+              "POST /svc HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
+                  "\r\nUser-Agent: tester\r\nContent-Type: text/xml; "
+                  "charset=utf-8\r\nSOAPAction: \"urn:a\"\r\n"
+                  "Content-Length: " +
+                  std::to_string(body.size()) + "\r\n\r\n" + body);
+    EXPECT_EQ(proxy.GetXMLIn(), u"<r>\u6771\U0001F600</r>");
+    EXPECT_EQ(*message.GetBufferPtr(), u"<r>\u6771\U0001F600</r>");
+    EXPECT_EQ(proxy.GetWireOptions().standard, true);
+    // The server closed the connection after its answer: the kept one is found stale and the
+    // next exchange goes out on a new one.
+    ASSERT_TRUE(Exchange(proxy, server.Port(), message).completed);
+    EXPECT_TRUE(server.HasRequest(2));
+}
+
+TEST(WireProxy, DecodesTheAnswerByItsMarkOrCharset) {
+    struct Case {
+        const char* contentType;
+        std::string body;
+        WMString text;  // empty: the exchange fails with `fault`
+        const char16_t* fault;
+    };
+    const Case cases[] = {
+        {"text/xml", "<a>\xC3\xA9</a>", u"<a>\u00e9</a>", nullptr},
+        {"text/xml; charset=\"ISO-8859-1\"", "<a>\xE9</a>", u"<a>\u00e9</a>", nullptr},
+        {"text/xml; charset=utf-16", std::string("\xFF\xFE<\0a\0>\0", 8), u"<a>", nullptr},
+        {"text/xml; charset=utf-16", std::string("\xFE\xFF\0<\0a\0>", 8), u"<a>", nullptr},
+        {"text/xml; charset=UTF-16LE", std::string("<\0a\0>\0", 6), u"<a>", nullptr},
+        {"text/xml; charset=iso-8859-1", "\xEF\xBB\xBF<\xC3\xA9>", u"<\u00e9>", nullptr},
+        {"text/xml; charset=utf-8", "<a>\xE9</a>", u"",
+         u"Response Message: The answer is not valid UTF-8 (at byte 3)."},
+        {"text/xml; charset=utf-8", "<\xED\xA0\xBD>", u"",
+         u"Response Message: The answer is not valid UTF-8 (at byte 1)."},
+        {"text/xml; charset=koi8-r", "<a/>", u"",
+         u"Response Message: The answer's charset is not supported: koi8-r."},
+        {"text/html; charset=utf-8", "<a/>", u"",
+         u"Response Message: Unexpected MIME type in Response."},
+    };
+    for (const Case& c : cases) {
+        LoopbackServer server;
+        server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", c.contentType, c.body));
+        WMSOAPAutomationProxy proxy = StandardProxy();
+        WMSOAPMessage message;
+        message.SetBuffer(u"<q/>");
+        const Outcome outcome = Exchange(proxy, server.Port(), message);
+        EXPECT_EQ(outcome.completed, c.fault == nullptr) << c.contentType;
+        EXPECT_EQ(proxy.GetXMLIn(), c.text) << c.contentType;
+        EXPECT_EQ(outcome.message, c.fault == nullptr ? u"" : c.fault) << c.contentType;
+    }
+}
+
+TEST(WireProxy, FailuresSayWhy) {
+    WMSOAPAutomationProxy proxy = StandardProxy();
+    WMSOAPMessage message;
+    message.SetBuffer(u"<x>\xD83D</x>");
+    const int closed = UnusedPort();
+    EXPECT_EQ(Exchange(proxy, closed, message).message,
+              u"Request Message: The request holds an unpaired surrogate at 3.");
+    EXPECT_EQ(*message.GetBufferPtr(), u"<x>\xD83D</x>");  // left with the message
+    message.SetBuffer(u"<x/>");
+    const std::string expected =
+        "Request Message: Could not connect to 127.0.0.1:" + std::to_string(closed) +
+        ": connection refused.";
+    EXPECT_EQ(Exchange(proxy, closed, message).message, WMString(expected.begin(), expected.end()));
+    // A whole URL as the path names the endpoint; host and port are not used.
+    const std::string url = "http://127.0.0.2:" + std::to_string(closed) + "/x";
+    const std::string other =
+        "Request Message: Could not connect to 127.0.0.2:" + std::to_string(closed) +
+        ": connection refused.";
+    EXPECT_EQ(Exchange(proxy, 1, message, WMString(url.begin(), url.end())).message,
+              WMString(other.begin(), other.end()));
+    // A copy keeps the options but not the connection.
+    WMSOAPAutomationProxy copy(proxy);
+    EXPECT_TRUE(copy.GetWireOptions().standard);
+}
+
+}  // namespace
+}  // namespace corvane::test

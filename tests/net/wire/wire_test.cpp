@@ -1,0 +1,384 @@
+// The standard wire mode's HTTP/1.1 client against real peers on loopback (wire_peer.py, one
+// process for the whole program). Process control uses POSIX directly; the library is not
+// involved.
+#include <corvane/dynssl.h>
+#include <corvane/wire.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "net/gzip.h"
+#include "net/wire_http.h"
+
+extern char** environ;
+
+namespace {
+
+using corvane::detail::WireAnswer;
+using corvane::detail::WireHttpClient;
+using corvane::detail::WireUrl;
+
+class Peers {
+public:
+    Peers() {
+        char pattern[] = "/tmp/corvane-wire-XXXXXX";
+        if (::mkdtemp(pattern) == nullptr) {
+            return;
+        }
+        workdir_ = pattern;
+        int out[2];
+        if (::pipe(out) != 0) {
+            return;
+        }
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+        posix_spawn_file_actions_addclose(&actions, out[0]);
+        std::string python = CORVANE_PYTHON;
+        std::string script = CORVANE_WIRE_PEER_SCRIPT;
+        std::string openssl = CORVANE_OPENSSL;
+        char* argv[] = {python.data(), script.data(), workdir_.data(), openssl.data(), nullptr};
+        const int spawned = posix_spawn(&pid_, python.c_str(), &actions, nullptr, argv, environ);
+        posix_spawn_file_actions_destroy(&actions);
+        ::close(out[1]);
+        std::string line;
+        pollfd entry{out[0], POLLIN, 0};
+        while (spawned == 0 && line.find('\n') == std::string::npos &&
+               ::poll(&entry, 1, 30000) > 0) {
+            char buffer[256];
+            const ssize_t n = ::read(out[0], buffer, sizeof(buffer));
+            if (n <= 0) {
+                break;
+            }
+            line.append(buffer, static_cast<std::size_t>(n));
+        }
+        ::close(out[0]);
+        std::istringstream words(line);
+        std::string word;
+        words >> word;  // "ready"
+        while (words >> word) {
+            const std::size_t equals = word.find('=');
+            ports_[word.substr(0, equals)] = std::stoi(word.substr(equals + 1));
+        }
+    }
+    ~Peers() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            int status = 0;
+            ::waitpid(pid_, &status, 0);
+        }
+        std::error_code ignored;
+        std::filesystem::remove_all(workdir_, ignored);
+    }
+
+    bool Ready() const { return ports_.count("http") == 1; }
+    std::string Url(const std::string& server, const std::string& target,
+                    const std::string& host = "127.0.0.1") const {
+        const bool tls = server != "http" && server != "proxy";
+        return std::string(tls ? "https://" : "http://") + host + ":" +
+               std::to_string(ports_.at(server)) + target;
+    }
+    WMString File(const std::string& name) const {
+        const std::string file = workdir_ + "/" + name;
+        return WMString(file.begin(), file.end());
+    }
+
+private:
+    pid_t pid_ = -1;
+    std::string workdir_;
+    std::map<std::string, int> ports_;
+};
+
+Peers* g_peers = nullptr;
+
+class Wire : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        DynSSL::SetLibraryDirectory(CORVANE_TLS_LIBRARY_DIR);
+        g_peers = new Peers();
+    }
+    static void TearDownTestSuite() {
+        delete g_peers;
+        g_peers = nullptr;
+    }
+    void SetUp() override {
+        ASSERT_TRUE(g_peers->Ready()) << "the peers did not start";
+        options.standard = true;
+        options.caFile = g_peers->File("ca.pem");
+    }
+
+    // One call with a fresh client; the answer's body, or "error: " and the message.
+    std::string Call(const std::string& url, const std::string& body = "",
+                     unsigned long waitMs = 20000) {
+        WireHttpClient client(options, waitMs);
+        return Call(client, url, body);
+    }
+    std::string Call(WireHttpClient& client, const std::string& url, const std::string& body = "") {
+        if (!client.Exchange(body.empty() ? "GET" : "POST", url, "", body, answer)) {
+            return "error: " + client.Error();
+        }
+        return answer.body;
+    }
+
+    WMWireOptions options;
+    WireAnswer answer;
+};
+
+TEST(WireUrl, ReadsSchemeHostPortAndTarget) {
+    struct Case {
+        const char* text;
+        bool ok;
+        bool tls;
+        const char* host;
+        int port;
+        const char* target;
+    };
+    const Case cases[] = {
+        {"http://h", true, false, "h", 80, "/"},
+        {"HTTPS://h.example:8443/a/b?x=1#frag", true, true, "h.example", 8443, "/a/b?x=1"},
+        {"https://h", true, true, "h", 443, "/"},
+        {"http://u:p@h:81?q", true, false, "h", 81, "/?q"},
+        {"ftp://h/", false, false, "", 0, ""},
+        {"h:80/x", false, false, "", 0, ""},
+        {"http://h:0/", false, false, "", 0, ""},
+        {"http://h:65536/", false, false, "", 0, ""},
+        {"http://h:8x/", false, false, "", 0, ""},
+        {"http:///x", false, false, "", 0, ""},
+        {"http://h/a b", false, false, "", 0, ""},
+    };
+    for (const Case& c : cases) {
+        WireUrl url;
+        std::string error;
+        ASSERT_EQ(corvane::detail::ParseWireUrl(c.text, url, error), c.ok) << c.text;
+        if (c.ok) {
+            EXPECT_EQ(url.tls, c.tls) << c.text;
+            EXPECT_EQ(url.host, c.host) << c.text;
+            EXPECT_EQ(url.port, c.port) << c.text;
+            EXPECT_EQ(url.target, c.target) << c.text;
+        } else {
+            EXPECT_FALSE(error.empty()) << c.text;
+        }
+    }
+}
+
+TEST(WireGzip, RefusesDataThatIsNotGzipAndTruncatedData) {
+    std::string out;
+    std::string error;
+    EXPECT_FALSE(corvane::detail::Gunzip("plain text", out, 1000, error));
+    EXPECT_NE(error.find("gzip"), std::string::npos);
+    // The first ten bytes of a gzip member: a header and nothing else.
+    const std::string header("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10);
+    error.clear();
+    EXPECT_FALSE(corvane::detail::Gunzip(header, out, 1000, error));
+    EXPECT_NE(error.find("truncated"), std::string::npos) << error;
+}
+
+TEST_F(Wire, RequestIsHttp11WithByteLengthAndNoTrailingZero) {
+    WireHttpClient client(options, 20000);
+    const std::string body =
+        "Gr\xC3\xBC\xC3\x9F"
+        "e";
+    ASSERT_TRUE(client.Exchange("POST", g_peers->Url("http", "/echo"), "SOAPAction: \"a\"\r\n",
+                                body, answer))
+        << client.Error();
+    const std::string port = g_peers->Url("http", "").substr(17);
+    EXPECT_EQ(answer.body, "POST /echo HTTP/1.1\r\nHost: 127.0.0.1:" + port +
+                               "\r\nAccept-Encoding: gzip\r\nSOAPAction: \"a\"\r\n"
+                               "Content-Length: 7\r\n\r\n" +
+                               body);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.reason, "OK");
+    EXPECT_EQ(answer.Header("content-type"), "text/xml; charset=utf-8");
+    // A zero byte after the body would have been read as the start of the next request.
+    const std::string next = Call(client, g_peers->Url("http", "/conn"));
+    EXPECT_EQ(next.substr(0, 5), "conn=") << next;
+}
+
+TEST_F(Wire, KeepsOneConnectionPerEndpointAndHonoursClose) {
+    WireHttpClient client(options, 20000);
+    const std::string first = Call(client, g_peers->Url("http", "/conn"));
+    ASSERT_EQ(first.substr(0, 5), "conn=") << first;
+    EXPECT_EQ(Call(client, g_peers->Url("http", "/conn")), first);
+    EXPECT_EQ(Call(client, g_peers->Url("http", "/gzip")).substr(0, 4), "<gz>");
+    EXPECT_EQ(Call(client, g_peers->Url("http", "/conn")), first);
+    // "Connection: close" with a close-delimited body: the next call needs a new connection.
+    EXPECT_EQ(Call(client, g_peers->Url("http", "/close")),
+              "until close " + first.substr(5, first.find(' ') - 5));
+    EXPECT_NE(Call(client, g_peers->Url("http", "/conn")), first);
+    // Idle longer than allowed: closed, not reused.
+    options.idleMilliseconds = 0;
+    WireHttpClient impatient(options, 20000);
+    const std::string once = Call(impatient, g_peers->Url("http", "/conn"));
+    ::usleep(5000);
+    EXPECT_NE(Call(impatient, g_peers->Url("http", "/conn")), once);
+}
+
+TEST_F(Wire, DecodesChunkedGzipAndHttp10Answers) {
+    const std::string chunked = Call(g_peers->Url("http", "/chunked"));
+    EXPECT_EQ(chunked, "<a>chunked " + std::string(70000, 'x') + "</a>");
+    std::string plain = "<gz>";
+    for (int i = 0; i < 1000; ++i) {
+        plain += "compressible ";
+    }
+    plain += "</gz>";
+    EXPECT_EQ(Call(g_peers->Url("http", "/gzip")), plain);
+    options.gzip = false;
+    EXPECT_EQ(Call(g_peers->Url("http", "/gzip")), plain);  // asked for nothing, got plain
+    EXPECT_EQ(Call(g_peers->Url("http", "/http10")), "old!");
+}
+
+TEST_F(Wire, StaleKeptConnectionIsRetriedOnceOnANewOne) {
+    WireHttpClient client(options, 20000);
+    const std::string stale = Call(client, g_peers->Url("http", "/stale"));
+    ASSERT_EQ(stale.substr(0, 6), "stale ") << stale;
+    ::usleep(50000);  // the server has closed the kept connection by now
+    const std::string next = Call(client, g_peers->Url("http", "/conn"));
+    ASSERT_EQ(next.substr(0, 5), "conn=") << next;
+    EXPECT_NE(next.substr(5, next.find(' ') - 5), stale.substr(6));
+}
+
+TEST_F(Wire, RedirectsOnlyWhenAskedAtMostFiveNeverToHttp) {
+    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?2"), "body"), "");
+    EXPECT_EQ(answer.status, 307);
+    EXPECT_EQ(answer.Header("Location"), "/redirect?1");
+    options.followRedirects = true;
+    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?5"), "body"), "arrived POST body");
+    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?6"), "body"),
+              "error: Too many redirects: more than 5.");
+    options.maxRedirects = 50;  // counts as 5
+    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?6"), "body"),
+              "error: Too many redirects: more than 5.");
+    options.maxRedirects = 1;
+    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?2"), "body"),
+              "error: Too many redirects: more than 1.");
+    const std::string down = Call(g_peers->Url("tls", "/to-http", "localhost"));
+    EXPECT_EQ(down.rfind("error: Redirect from https to http refused: http://127.0.0.1:", 0), 0U)
+        << down;
+}
+
+TEST_F(Wire, SendsBasicAuthentication) {
+    EXPECT_EQ(Call(g_peers->Url("http", "/auth")), "who?");
+    EXPECT_EQ(answer.status, 401);
+    options.user = u"user";
+    options.password = u"p\u00e4ssword";  // sent as UTF-8
+    EXPECT_EQ(Call(g_peers->Url("http", "/auth")), "welcome");
+    EXPECT_EQ(Call(g_peers->Url("tls", "/auth", "localhost")), "welcome");
+}
+
+TEST_F(Wire, GoesThroughAProxyWithAbsoluteUrlsAndConnect) {
+    const std::string proxy = g_peers->Url("proxy", "");
+    options.proxy = WMString(proxy.begin(), proxy.end());
+    EXPECT_EQ(Call(g_peers->Url("http", "/auth?via")), "who?");
+    const std::string viaTls = Call(g_peers->Url("tls", "/conn", "localhost"));
+    EXPECT_NE(viaTls.find("sni=localhost"), std::string::npos) << viaTls;
+    options.proxy.clear();
+    const std::string log = Call(g_peers->Url("proxy", "/log"));
+    EXPECT_NE(log.find("GET " + g_peers->Url("http", "/auth?via") + " HTTP/1.1"), std::string::npos)
+        << log;
+    EXPECT_NE(log.find("CONNECT localhost:" + g_peers->Url("tls", "").substr(18) + " HTTP/1.1"),
+              std::string::npos)
+        << log;
+    options.proxy = u"https://127.0.0.1:1";
+    EXPECT_EQ(Call(g_peers->Url("http", "/conn")).rfind("error: Invalid proxy URL", 0), 0U);
+}
+
+TEST_F(Wire, DeadlineEndsADrippingAnswer) {
+    options.deadlineMilliseconds = 1000;
+    const auto start = std::chrono::steady_clock::now();
+    // Each byte comes well within the per-wait time-out: only the deadline can end the call.
+    EXPECT_EQ(Call(g_peers->Url("http", "/drip"), "", 20000),
+              "error: The call exceeded its deadline of 1000 ms.");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+}
+
+TEST_F(Wire, AnswerAboveTheLimitFailsWhateverItsFraming) {
+    options.maxAnswerBytes = 1000;
+    for (const char* kind : {"length", "chunked", "gzip", "close"}) {
+        EXPECT_EQ(Call(g_peers->Url("http", std::string("/big?") + kind + "-1000")),
+                  std::string(1000, 'y'))
+            << kind;
+        EXPECT_EQ(Call(g_peers->Url("http", std::string("/big?") + kind + "-1001")),
+                  "error: The answer is larger than the limit of 1000 bytes.")
+            << kind;
+    }
+}
+
+TEST_F(Wire, RefusesAConnectionThatCannotBeMade) {
+    const std::string refused = Call("http://127.0.0.1:1/");
+    EXPECT_EQ(refused, "error: Could not connect to 127.0.0.1:1: connection refused.");
+    EXPECT_EQ(Call("http://no-such-host.invalid/"),
+              "error: Could not resolve host no-such-host.invalid.");
+}
+
+TEST_F(Wire, VerifiesTheServerCertificate) {
+    struct Case {
+        const char* server;
+        const char* host;
+        const char* expected;  // the start of the body, or of the error
+    };
+    const Case cases[] = {
+        {"tls", "localhost", "conn="},
+        {"tls", "127.0.0.1", "conn="},
+        {"self", "localhost", "the certificate is self-signed"},
+        {"expired", "localhost", "the certificate has expired"},
+        {"wronghost", "localhost", "the certificate is not for host localhost"},
+        {"unknown", "localhost", "the certificate's issuer is unknown"},
+        {"clientauth", "localhost", "certificate required"},
+    };
+    for (const Case& c : cases) {
+        const std::string got = Call(g_peers->Url(c.server, "/conn", c.host));
+        EXPECT_NE(got.find(c.expected), std::string::npos) << c.server << ": " << got;
+        if (got.rfind("error: TLS: the certificate", 0) == 0) {
+            EXPECT_NE(got.find(g_peers->Url(c.server, "", c.host).substr(8) + " was refused"),
+                      std::string::npos)
+                << got;
+        }
+    }
+    EXPECT_NE(Call(g_peers->Url("tls", "/conn", "localhost")).find("sni=localhost"),
+              std::string::npos);
+    // The system's store does not know the test CA.
+    options.caFile.clear();
+    EXPECT_NE(Call(g_peers->Url("tls", "/conn", "localhost")).find("issuer is unknown"),
+              std::string::npos);
+    options.caFile = g_peers->File("missing.pem");
+    EXPECT_EQ(Call(g_peers->Url("tls", "/conn", "localhost"))
+                  .rfind("error: TLS: cannot read the CA certificates of ", 0),
+              0U);
+    // Only the explicit setting turns the check off.
+    options.verifyServerCertificate = false;
+    EXPECT_EQ(Call(g_peers->Url("self", "/conn", "localhost")).substr(0, 5), "conn=");
+    EXPECT_EQ(Call(g_peers->Url("wronghost", "/conn", "localhost")).substr(0, 5), "conn=");
+}
+
+TEST_F(Wire, SendsTheClientCertificateWhenAsked) {
+    options.clientCertificateFile = g_peers->File("client.pem");
+    options.clientKeyFile = g_peers->File("client.key");
+    const std::string got = Call(g_peers->Url("clientauth", "/conn", "localhost"));
+    EXPECT_NE(got.find("client=client.example"), std::string::npos) << got;
+    options.clientKeyFile = g_peers->File("good.key");  // not the certificate's key
+    EXPECT_EQ(Call(g_peers->Url("clientauth", "/conn", "localhost"))
+                  .rfind("error: TLS: cannot use the client certificate", 0),
+              0U);
+}
+
+TEST_F(Wire, KeepsTlsConnectionsToo) {
+    WireHttpClient client(options, 20000);
+    const std::string first = Call(client, g_peers->Url("tls", "/conn", "localhost"));
+    ASSERT_EQ(first.substr(0, 5), "conn=") << first;
+    EXPECT_EQ(Call(client, g_peers->Url("tls", "/conn", "localhost")), first);
+    EXPECT_EQ(Call(client, g_peers->Url("tls", "/chunked", "localhost")).size(), 70015U);
+    EXPECT_EQ(Call(client, g_peers->Url("tls", "/conn", "localhost")), first);
+}
+
+}  // namespace
