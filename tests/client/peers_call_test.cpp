@@ -208,15 +208,6 @@ TEST_P(PeerCall, TextBeyondAsciiIsRefusedAsMalformed) {
     }
 }
 
-// Booleans are read as numbers: both peers answer "true" or "false", which read as 0.
-TEST_P(PeerCall, BooleanComesBackAsZero) {
-    WMSOAPStructMember returned;
-    ASSERT_TRUE(Echo(u"echoBoolean", WMSOAPStructMember(u"inputBoolean", 1), returned));
-    EXPECT_NE(client_.GetXMLIn().find(u">true</outputBoolean>"), WMString::npos);
-    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_LONG);
-    EXPECT_EQ(returned.LongValue(), 0);
-}
-
 INSTANTIATE_TEST_SUITE_P(Peers, PeerCall, ::testing::Values("php", "soaplite"),
                          [](auto const& info) { return info.param; });
 
