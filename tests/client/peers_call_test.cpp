@@ -93,19 +93,6 @@ WMSOAPStructType SOAPStruct(WMString const& text, int number, double real) {
     return value;
 }
 
-void ExpectSOAPStruct(WMSOAPStructType const& value, WMString const& text, int number, float real) {
-    WMSOAPStructMember member;
-    ASSERT_TRUE(value.GetMember(u"varString", member));
-    EXPECT_EQ(member.GetDataType(), DataType::SOAP_STRING);
-    EXPECT_EQ(member.StringValue(), text);
-    ASSERT_TRUE(value.GetMember(u"varInt", member));
-    EXPECT_EQ(member.GetDataType(), DataType::SOAP_LONG);
-    EXPECT_EQ(member.LongValue(), number);
-    ASSERT_TRUE(value.GetMember(u"varFloat", member));
-    EXPECT_EQ(member.GetDataType(), DataType::SOAP_DOUBLE);
-    EXPECT_EQ(member.DoubleValue(), static_cast<double>(real));
-}
-
 template <class T>
 std::vector<WMSOAPStructType> ArrayOf(std::vector<T> const& values) {
     std::vector<WMSOAPStructType> items;
@@ -165,8 +152,7 @@ TEST_P(PeerCall, EchoesComeBackAsSent) {
     ASSERT_TRUE(Echo(u"echoStruct",
                      WMSOAPStructMember(u"inputStruct", SOAPStruct(u"struct text", 17, 0.25)),
                      returned));
-    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_STRUCT);
-    ExpectSOAPStruct(returned.StructValue(), u"struct text", 17, 0.25f);
+    EXPECT_EQ(Show(returned), "{varString=\"struct text\",varInt=17,varFloat=0.25}");
 
     returned = WMSOAPStructMember(u"before", WMString(u"value"));
     ASSERT_TRUE(client_.InvokeSOAPMethod(u"echoVoid", nullptr, nullptr, 0, returned));
@@ -193,8 +179,7 @@ TEST_P(PeerCall, FaultWithDetail) {
     // The round 2 description declares no fault message; the entry is read by its xsi:type.
     WMSOAPStructMember detail;
     ASSERT_TRUE(client_.GetFaultDetailEntry(kInteropNS, u"faultDetail", detail));
-    EXPECT_EQ(detail.GetDataType(), DataType::SOAP_STRUCT);
-    ExpectSOAPStruct(detail.StructValue(), u"raise-fault", 42, 0.5f);
+    EXPECT_EQ(Show(detail), "{varString=\"raise-fault\",varInt=42,varFloat=0.5}");
     EXPECT_FALSE(client_.GetFaultDetailEntry(u"", u"faultDetail", detail));
 
     // The client goes on with the next call.
@@ -221,15 +206,6 @@ TEST_P(PeerCall, TextBeyondAsciiIsRefusedAsMalformed) {
         EXPECT_EQ(code, u"soap:Client");
         EXPECT_NE(text.find(u"not well-formed"), WMString::npos);
     }
-}
-
-// Booleans are read as numbers: both peers answer "true" or "false", which read as 0.
-TEST_P(PeerCall, BooleanComesBackAsZero) {
-    WMSOAPStructMember returned;
-    ASSERT_TRUE(Echo(u"echoBoolean", WMSOAPStructMember(u"inputBoolean", 1), returned));
-    EXPECT_NE(client_.GetXMLIn().find(u">true</outputBoolean>"), WMString::npos);
-    EXPECT_EQ(returned.GetDataType(), DataType::SOAP_LONG);
-    EXPECT_EQ(returned.LongValue(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Peers, PeerCall, ::testing::Values("php", "soaplite"),

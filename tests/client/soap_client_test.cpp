@@ -74,13 +74,17 @@ bool IsEmptyElement(std::string const& text, std::string const& start) {
 // is the probe of Initialize: each test says what it answers.
 class ClientTest : public ::testing::Test {
 protected:
+    // The location of a copy of calls.wsdl whose endpoint is the given port.
+    WMString Description(int port) {
+        std::string wsdl = ReadFile(DataPath("client/calls.wsdl"));
+        wsdl.replace(wsdl.find("PORT"), 4, std::to_string(port));
+        return u"file://" + Widen(dir_.Write("calls" + std::to_string(port) + ".wsdl", wsdl));
+    }
+
     void StartAndInitialize(std::string const& probeAnswer = CheckSSLAnswer("0")) {
         server_.SetAnswer(1, probeAnswer);
-        std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/client/calls.wsdl");
-        wsdl.replace(wsdl.find("PORT"), 4, std::to_string(server_.Port()));
-        dir_.Write("calls.wsdl", wsdl);
-        ASSERT_TRUE(client_.Initialize(u"file://" + Widen(dir_.File("calls.wsdl")), u"Calls",
-                                       u"CallsPort", u"", u"CorvaneTest/1.0", u"", false));
+        ASSERT_TRUE(client_.Initialize(Description(server_.Port()), u"Calls", u"CallsPort", u"",
+                                       u"CorvaneTest/1.0", u"", false));
     }
 
     // One swap call with three arguments: b, a name the operation does not take, and a.
@@ -122,12 +126,9 @@ TEST_F(ClientTest, ProbeOutcomesOtherThanOneKeepTheDescribedEndpoint) {
                                       HttpAnswer("HTTP/1.0 404 Not Found", "text/html", "")}) {
         LoopbackServer server;
         server.SetAnswer(answer);
-        std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/client/calls.wsdl");
-        wsdl.replace(wsdl.find("PORT"), 4, std::to_string(server.Port()));
-        dir_.Write("probe.wsdl", wsdl);
         WMSOAPClient client;
-        ASSERT_TRUE(client.Initialize(u"file://" + Widen(dir_.File("probe.wsdl")), u"Calls",
-                                      u"CallsPort", u"", u"t", u"", false));
+        ASSERT_TRUE(client.Initialize(Description(server.Port()), u"Calls", u"CallsPort", u"", u"t",
+                                      u"", false));
         EXPECT_TRUE(client.IsInitialized());
         EXPECT_EQ(client.GetWSDLClient().GetSSLEnabled(), 0);
         EXPECT_EQ(client.GetWSDLClient().GetSOAPSvcPortNbr(), server.Port());
@@ -352,13 +353,10 @@ TEST_F(ClientTest, CopiesCallOnTheirOwn) {
 
 TEST_F(ClientTest, TimeOutGovernsTheCalls) {
     server_.SetDelayMs(5000);
-    std::string wsdl = ReadFile(std::string(CORVANE_TEST_DATA) + "/client/calls.wsdl");
-    wsdl.replace(wsdl.find("PORT"), 4, std::to_string(server_.Port()));
-    dir_.Write("calls.wsdl", wsdl);
     client_.SetHTTPTimeout(200);
     // The probe times out, which Initialize shrugs off; so does the call, which fails.
-    ASSERT_TRUE(client_.Initialize(u"file://" + Widen(dir_.File("calls.wsdl")), u"Calls",
-                                   u"CallsPort", u"", u"t", u"", false));
+    ASSERT_TRUE(client_.Initialize(Description(server_.Port()), u"Calls", u"CallsPort", u"", u"t",
+                                   u"", false));
     WMSOAPStructMember returned;
     EXPECT_FALSE(Swap(returned));
     EXPECT_FALSE(client_.IsSOAPFault());

@@ -9,140 +9,54 @@ using namespace deser_test;
 
 namespace {
 
-struct Capture {
-    char const* file;
-    char const* operation;
-    char const* returnValue;  // Show() of the return value
-    char const* params;       // ShowParams() of the out-parameters
-};
-
-void ExpectDecodes(WMSOAPWSDLClient& wsdl, Capture const& capture) {
-    SCOPED_TRACE(capture.file);
+// A peer's answer decodes without a fault to the return value and out-parameters shown.
+void ExpectDecodes(WMSOAPWSDLClient& wsdl, std::string const& file, std::string const& operation,
+                   std::string const& returnValue, std::string const& params) {
+    SCOPED_TRACE(file);
     WMSOAPMessage message;
-    auto const thrown = DecodeResponse(message, wsdl, Wide(capture.operation),
-                                       ReadText(std::string("peers/") + capture.file));
+    auto const thrown = DecodeResponse(message, wsdl, Wide(operation), ReadText("peers/" + file));
     ASSERT_FALSE(thrown) << thrown->code << " " << thrown->text;
     EXPECT_FALSE(message.IsSOAPFault());
-    EXPECT_EQ(Show(message.GetReturnValue()), capture.returnValue);
-    EXPECT_EQ(ShowParams(message), capture.params);
+    EXPECT_EQ(Show(message.GetReturnValue()), returnValue);
+    EXPECT_EQ(ShowParams(message), params);
 }
 
-// Both peers answer the base interop operations with the same values.
-Capture const kBaseAnswers[] = {
-    {"echoString.xml", "echoString", "\"Hello <world> & \"peers\"\"", ""},
-    {"echoInteger.xml", "echoInteger", "-42", ""},
-    {"echoFloat.xml", "echoFloat", "1.5", ""},
-    {"echoStruct.xml", "echoStruct", "{varString=\"struct text\",varInt=7,varFloat=0.25}", ""},
-    {"echoStringArray.xml", "echoStringArray", "[{item=\"one\"},{item=\"two\"},{item=\"three\"}]",
-     ""},
-    {"echoIntegerArray.xml", "echoIntegerArray", "[{item=1},{item=-2},{item=2147483647}]", ""},
-    {"echoFloatArray.xml", "echoFloatArray", "[{item=0.1},{item=-3}]", ""},
-    {"echoStructArray.xml", "echoStructArray",
-     "[{item={varString=\"first\",varInt=1,varFloat=1}},"
-     "{item={varString=\"second\",varInt=2,varFloat=2.5}}]",
-     ""},
-    {"echoStructArrayTyped.xml", "echoStructArray",
-     "[{item={varString=\"first\",varInt=1,varFloat=1}},"
-     "{item={varString=\"second\",varInt=2,varFloat=2.5}}]",
-     ""},
-    {"echoVoid.xml", "echoVoid", "nil", ""},
-    {"echoHexBinary.xml", "echoHexBinary", "\"304131424646\"", ""},
-    {"echoDecimal.xml", "echoDecimal", "12.5", ""},
-    // boolean is read as a number, so "true" is 0; base64Binary and dateTime are not in the
-    // built-in table and leave the value as it was.
-    {"echoBoolean.xml", "echoBoolean", "0", ""},
-    {"echoBooleanFalseText.xml", "echoBoolean", "0", ""},
-    {"echoBase64.xml", "echoBase64", "nil", ""},
-    {"echoDate.xml", "echoDate", "nil", ""},
-};
-
-TEST(ResponseCaptures, PhpAndSoapLiteBaseAnswersDecodeToTheValuesSent) {
-    for (char const* peer : {"php/", "soaplite/"}) {
-        for (Capture capture : kBaseAnswers) {
-            std::string const file = std::string(peer) + capture.file;
-            capture.file = file.c_str();
-            ExpectDecodes(Round2Base(), capture);
-        }
+TEST(ResponseCaptures, PeerAnswersDecodeToTheValuesSent) {
+    for (corvane::test::TableRow const& row :
+         corvane::test::ReadTable("expected/soap/captures.txt")) {
+        SCOPED_TRACE(row.where);
+        std::size_t const space = row.input.find(' ');
+        std::size_t const bar = row.expected.find(" | ");
+        WMSOAPWSDLClient& wsdl =
+            row.section == "round2_groupB" ? Round2GroupB()
+            : row.section == "round2_base_ssl"
+                ? Wsdl("../../peers/php/round2_base_ssl.wsdl", u"InteropTest", u"InteropTestPort")
+                : Round2Base();
+        ExpectDecodes(wsdl, row.input.substr(0, space), row.input.substr(space + 1),
+                      row.expected.substr(0, bar),
+                      bar == std::string::npos ? "" : row.expected.substr(bar + 3));
     }
 }
 
-TEST(ResponseCaptures, GroupBAnswersWithSeveralOutputsAndNesting) {
-    Capture const answers[] = {
-        {"php-groupb/echoStructAsSimpleTypes.xml", "echoStructAsSimpleTypes", "nil",
-         "outputString>=\"split me\" outputInteger>=12 outputFloat>=3.25"},
-        {"soaplite-groupb/echoStructAsSimpleTypes.xml", "echoStructAsSimpleTypes", "nil",
-         "outputString>=\"split me\" outputInteger>=12 outputFloat>=3.25"},
-        {"php-groupb/echoSimpleTypesAsStruct.xml", "echoSimpleTypesAsStruct",
-         "{varString=\"join me\",varInt=34,varFloat=0.75}", ""},
-        {"soaplite-groupb/echoSimpleTypesAsStruct.xml", "echoSimpleTypesAsStruct",
-         "{varString=\"join me\",varInt=34,varFloat=0.75}", ""},
-        {"php-groupb/echoNestedStruct.xml", "echoNestedStruct",
-         "{varString=\"outer\",varInt=1,varFloat=1.5,"
-         "varStruct={varString=\"inner\",varInt=2,varFloat=2.5}}",
-         ""},
-        {"soaplite-groupb/echoNestedStruct.xml", "echoNestedStruct",
-         "{varString=\"outer\",varInt=1,varFloat=1.5,"
-         "varStruct={varString=\"inner\",varInt=2,varFloat=2.5}}",
-         ""},
-        {"php-groupb/echoNestedArray.xml", "echoNestedArray",
-         "{varString=\"holder\",varInt=3,varFloat=3.5,varArray=[{item=\"a\"},{item=\"b\"}]}", ""},
-        {"soaplite-groupb/echoNestedArray.xml", "echoNestedArray",
-         "{varString=\"holder\",varInt=3,varFloat=3.5,varArray=[{item=\"a\"},{item=\"b\"}]}", ""},
-        // The dimensions of arrayType do not shape the array: items come in document order.
-        {"php-groupb/echo2DStringArray.xml", "echo2DStringArray",
-         "[{item=\"r0c0\"},{item=\"r0c1\"},{item=\"r1c0\"},{item=\"r1c1\"}]", ""},
-    };
-    for (Capture const& capture : answers) {
-        ExpectDecodes(Round2GroupB(), capture);
-    }
-}
-
-TEST(ResponseCaptures, TlsProbeAnswer) {
-    WMSOAPWSDLClient& wsdl =
-        Wsdl("../../peers/php/round2_base_ssl.wsdl", u"InteropTest", u"InteropTestPort");
-    ExpectDecodes(wsdl, {"php-ssl/CheckSSL.xml", "CheckSSL", "1", ""});
-}
-
+// Answers whose references are checked for shape: a value of the right kind, every reference
+// followed. (Two more, with their full values, are in the captures table.)
 TEST(ResponseCaptures, MultiReferenceAnswers) {
-    std::string const pair =
-        "[{item={varString=\"first\",varInt=1,varFloat=1}},"
-        "{item={varString=\"second\",varInt=2,varFloat=2.5}}]";
-    Capture const answers[] = {
-        {"handmade/echoStructArray_multiref.xml", "echoStructArray", pair.c_str(), ""},
-        {"handmade/echoStruct_href.xml", "echoStruct", nullptr, ""},
-        {"handmade/echoStruct_member_href.xml", "echoStruct", nullptr, ""},
-        {"handmade/echoStructArray_shared.xml", "echoStructArray", nullptr, ""},
-        {"handmade/echoStructArray_multiref_indented.xml", "echoStructArray", nullptr, ""},
-        {"soaplite/serializer_multiref.xml", "echoStructArray",
-         "[{item={varFloat=0.5,varString=\"shared\",varInt=1}},"
-         "{item={varFloat=2.5,varString=\"own\",varInt=2}},"
-         "{item={varFloat=0.5,varString=\"shared\",varInt=1}}]",
-         ""},
+    std::pair<char const*, char16_t const*> const answers[] = {
+        {"handmade/echoStruct_href.xml", u"echoStruct"},
+        {"handmade/echoStruct_member_href.xml", u"echoStruct"},
+        {"handmade/echoStructArray_shared.xml", u"echoStructArray"},
+        {"handmade/echoStructArray_multiref_indented.xml", u"echoStructArray"},
     };
-    for (Capture const& capture : answers) {
-        if (capture.returnValue != nullptr) {
-            ExpectDecodes(Round2Base(), capture);
-            continue;
-        }
-        // The rest are checked for shape: a value of the right kind, every reference followed.
-        SCOPED_TRACE(capture.file);
+    for (auto const& [file, operation] : answers) {
+        SCOPED_TRACE(file);
         WMSOAPMessage message;
-        auto const thrown = DecodeResponse(message, Round2Base(), Wide(capture.operation),
-                                           ReadText(std::string("peers/") + capture.file));
+        auto const thrown = DecodeResponse(message, Round2Base(), operation,
+                                           ReadText(std::string("peers/") + file));
         ASSERT_FALSE(thrown) << thrown->code << " " << thrown->text;
         std::string const shown = Show(message.GetReturnValue());
         EXPECT_EQ(shown.find("nil"), std::string::npos) << shown;
         EXPECT_NE(shown.find("varString=\""), std::string::npos) << shown;
     }
-}
-
-TEST(ResponseCaptures, UnknownReferenceIsAnInvalidReferenceFault) {
-    WMSOAPMessage message;
-    auto const thrown = DecodeResponse(message, Round2Base(), u"echoStruct",
-                                       ReadText("peers/handmade/echoStruct_badref.xml"));
-    ASSERT_TRUE(thrown);
-    EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-    EXPECT_EQ(thrown->text, "Method parameter: 'outputStruct' has invalid reference.");
 }
 
 TEST(ResponseFaults, PeerFaultsAreRecordedWithTheirDetail) {
@@ -173,56 +87,12 @@ TEST(ResponseFaults, PeerFaultsAreRecordedWithTheirDetail) {
     EXPECT_EQ(Narrow(message.GetSOAPFaultString()), "Bad Request");
 }
 
-TEST(ResponseFaults, ParseErrorsAndVersionMismatch) {
-    WMSOAPMessage message;
-    auto thrown = DecodeResponse(message, Round2Base(), u"echoString",
-                                 u"<?xml version=\"1.0\"?>\n<a>\n<b></a>");
-    ASSERT_TRUE(thrown);
-    EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-    EXPECT_EQ(thrown->text, "XML Parser: Parse Error on Line 3.");
-
-    WMSOAPMessage other;
-    thrown = DecodeResponse(other, Round2Base(), u"echoString",
-                            u"<e:Envelope xmlns:e='http://www.w3.org/2003/05/soap-envelope'>"
-                            u"<e:Body/></e:Envelope>");
-    ASSERT_TRUE(thrown);
-    EXPECT_EQ(thrown->code, "SOAP-ENV:VersionMismatch");
-    EXPECT_EQ(thrown->text, "SOAP Version Mismatch");
-
-    // A document that is no envelope at all reads as an empty answer.
+TEST(ResponseFaults, DocumentThatIsNoEnvelopeIsAnEmptyAnswer) {
     WMSOAPMessage empty;
     EXPECT_FALSE(DecodeResponse(empty, Round2Base(), u"echoString", u"<html><p>x</p></html>"));
     EXPECT_EQ(empty.GetNumMethodParams(), 0);
     WMString body;
     EXPECT_FALSE(empty.GetBodyElemLit(body));
-}
-
-TEST(ResponseFaults, ParameterFaults) {
-    struct Case {
-        char const* body;
-        char const* text;
-    } const cases[] = {
-        {"<ns1:echoStringResponse><outputString xsi:type='xsd:string'>a</outputString>"
-         "<stray>b</stray></ns1:echoStringResponse>",
-         "Method parameter: 'stray' not properly defined in WSDL file."},
-        {"<ns1:echoStructResponse><outputStruct><varString>a</varString><bogus>1</bogus>"
-         "</outputStruct></ns1:echoStructResponse>",
-         "Failed to convert parameter: 'outputStruct' in Response Body."},
-        {"<ns1:echoStringArrayResponse><outputStringArray SOAP-ENC:arrayType='xsd:int[1]'>"
-         "<item>1</item></outputStringArray></ns1:echoStringArrayResponse>",
-         "Failed to convert parameter: 'outputStringArray' in Response Body."},
-    };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.body);
-        WMSOAPMessage message;
-        std::string const body = c.body;
-        WMString const operation =
-            Wide(body.substr(5, body.find("Response") - 5));  // after "<ns1:"
-        auto const thrown = DecodeResponse(message, Round2Base(), operation, Envelope(body));
-        ASSERT_TRUE(thrown);
-        EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-        EXPECT_EQ(thrown->text, c.text);
-    }
 }
 
 TEST(ResponseBody, LiteralBodyCarriesItsEffectiveEncoding) {
@@ -296,30 +166,9 @@ TEST(ResponseHeaders, LiteralEncodedAndActorHandling) {
     EXPECT_NE(Narrow(xml).find("SOAP-ENV:encodingStyle="), std::string::npos) << Narrow(xml);
 }
 
-TEST(ResponseHeaders, TypingConflictsAndReferences) {
-    struct Case {
-        char const* header;
-        char const* text;
-    } const cases[] = {
-        {"<h:status xmlns:h='urn:hdr' xsi:type='xsd:int'>2</h:status>",
-         "Header entry: 'status' explicit typing conflicts with definition in WSDL file."},
-        {"<h:status xmlns:h='urn:hdr' href='#nowhere'/>",
-         "Header entry: 'status' has invalid reference."},
-        {"<h:status xmlns:h='urn:hdr' href='#self' id='self'/>",
-         "Header entry: 'status' has invalid reference."},
-        {"<h:info xmlns:h='urn:hdr'><a>1</a><c>2</c></h:info>",
-         "Failed to convert element: 'info' in Response header."},
-    };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.header);
-        WMSOAPMessage message;
-        auto const thrown = DecodeResponse(
-            message, Calc(), u"add", Envelope("<m:addResponse xmlns:m='urn:calc'/>", c.header));
-        ASSERT_TRUE(thrown);
-        EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-        EXPECT_EQ(thrown->text, c.text);
-    }
-    // A reference into the body resolves; a base64 type meets any other base64 type.
+// The faults of header entries are in tests/soap/fault_delivery_test.cpp.
+TEST(ResponseHeaders, ReferenceIntoTheBodyResolves) {
+    // A base64 type meets any other base64 type.
     WMSOAPMessage message;
     ASSERT_FALSE(DecodeResponse(message, Calc(), u"add",
                                 Envelope("<m:addResponse xmlns:m='urn:calc'/><v id='v1'>7.5</v>",
@@ -347,24 +196,6 @@ TEST(ResponseFaults, FaultHeadersAndDescribedDetails) {
     // Undescribed: read by its own type.
     ASSERT_TRUE(message.GetFaultDetailElem(u"", u"note", value));
     EXPECT_EQ(Show(value), "3");
-
-    std::string const conflicting =
-        "<SOAP-ENV:Fault><faultcode>c</faultcode><detail><limit xsi:type='xsd:string'>1"
-        "</limit></detail></SOAP-ENV:Fault>";
-    WMSOAPMessage other;
-    auto thrown = DecodeResponse(other, Calc(), u"add", Envelope(conflicting));
-    ASSERT_TRUE(thrown);
-    EXPECT_EQ(thrown->code, "SOAP-ENV:Client");
-    EXPECT_EQ(thrown->text,
-              "Fault detail: 'limit' explicit typing conflicts with definition in WSDL file.");
-    std::string const dangling =
-        "<SOAP-ENV:Fault><faultcode>c</faultcode><detail><overflow href='#gone'/></detail>"
-        "</SOAP-ENV:Fault>";
-    WMSOAPMessage third;
-    thrown = DecodeResponse(third, Calc(), u"add", Envelope(dangling));
-    ASSERT_TRUE(thrown);
-    EXPECT_EQ(thrown->code, "SOAP-ENV:Client");
-    EXPECT_EQ(thrown->text, "Fault detail: 'overflow' has invalid reference.");
 }
 
 TEST(ResponseParameters, ReturnValueAndOutParametersByParameterOrder) {

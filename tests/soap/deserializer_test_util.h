@@ -9,14 +9,12 @@
 #include <corvane/wsdl.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 
+#include "support/support.h"
 #include "support/values.h"
 
 namespace deser_test {
@@ -24,9 +22,7 @@ namespace deser_test {
 using corvane::test::Show;
 using corvane::test::ShowStruct;
 
-inline std::string DataPath(std::string const& relative) {
-    return std::string(CORVANE_TEST_DATA) + "/" + relative;
-}
+using corvane::test::DataPath;
 
 inline WMString Wide(std::string const& utf8) {
     WMString out;
@@ -35,16 +31,24 @@ inline WMString Wide(std::string const& utf8) {
 }
 
 inline std::string Narrow(WMString const& text) {
-    std::string out;
-    WideStringToUTF8(text, out);
-    return out;
+    return corvane::test::Utf8(text);
 }
 
 inline WMString ReadText(std::string const& relative) {
-    std::ifstream in(DataPath(relative), std::ios::binary);
-    EXPECT_TRUE(in.good()) << relative;
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string const bytes = corvane::test::ReadFile(DataPath(relative));
+    EXPECT_FALSE(bytes.empty()) << relative;
     return Wide(bytes);
+}
+
+// Row `name` of a table of expected texts under tests/data (see corvane::test::ReadTable).
+inline WMString Golden(std::string const& table, std::string const& name) {
+    for (auto const& row : corvane::test::ReadTable(table)) {
+        if (row.input == name) {
+            return Wide(row.expected);
+        }
+    }
+    ADD_FAILURE() << "no row " << name << " in " << table;
+    return WMString();
 }
 
 // A WSDL client on one of the test descriptions, loaded once per process.
@@ -79,12 +83,8 @@ struct Thrown {
     std::string text;
 };
 
-// Reads a response for `operation` through the message, as the client does.
-inline std::optional<Thrown> DecodeResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl,
-                                            WMString const& operation, WMString const& text) {
-    message.SetBuffer(text);
-    message.SetMethodName(operation);
-    message.SetRequestPhase(false);
+// Reads the message's envelope as the side it was prepared for; the fault thrown, if any.
+inline std::optional<Thrown> Decode(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     try {
         message.Deserialize(wsdl);
         message.ProcessRPC(wsdl);
@@ -93,6 +93,15 @@ inline std::optional<Thrown> DecodeResponse(WMSOAPMessage& message, WMSOAPWSDLCl
         return Thrown{Narrow(fault->GetFaultCode()), Narrow(fault->GetFaultString())};
     }
     return std::nullopt;
+}
+
+// Reads a response for `operation` through the message, as the client does.
+inline std::optional<Thrown> DecodeResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl,
+                                            WMString const& operation, WMString const& text) {
+    message.SetBuffer(text);
+    message.SetMethodName(operation);
+    message.SetRequestPhase(false);
+    return Decode(message, wsdl);
 }
 
 // Reads a request through the message, as a server does.
@@ -101,17 +110,9 @@ inline std::optional<Thrown> DecodeRequest(WMSOAPMessage& message, WMSOAPWSDLCli
     WMString buffer = text;
     message.Initialize(buffer.data(), static_cast<unsigned long>(buffer.size()), WMString(),
                        WMString(), WMString(), soapAction, WMString(), false);
-    try {
-        message.Deserialize(wsdl);
-        message.ProcessRPC(wsdl);
-    } catch (WMSOAPFault* raised) {
-        std::unique_ptr<WMSOAPFault> fault(raised);
-        return Thrown{Narrow(fault->GetFaultCode()), Narrow(fault->GetFaultString())};
-    }
-    return std::nullopt;
+    return Decode(message, wsdl);
 }
 
-// Compact text form of a value, for comparisons: 42, 1.5, "s", {a=1,b="x"}, [..].
 // "name=value" for each method parameter, in order.
 inline std::string ShowParams(WMSOAPMessage& message) {
     std::string out;

@@ -61,17 +61,13 @@ WMString Method(WMString const& param) {
     return Env(u"<SOAP-ENV:Body><m:op xmlns:m='urn:m'>" + param + u"</m:op></SOAP-ENV:Body>");
 }
 
-TEST(ParseEnvelope, RootAndVersion) {
+TEST(ParseEnvelope, OtherRootIsNoEnvelope) {
     Request notEnvelope(u"<Envelope2><Body/></Envelope2>");
     EXPECT_EQ(notEnvelope.faultCode, "");
     EXPECT_EQ(notEnvelope.Body().GetRequestHandler(), nullptr);
     EXPECT_TRUE(notEnvelope.Header().GetEntries().empty());
-
-    Response soap12(
-        u"<e:Envelope xmlns:e='http://www.w3.org/2003/05/soap-envelope'>"
-        u"<e:Body><x/></e:Body></e:Envelope>");
-    EXPECT_EQ(soap12.faultCode, "SOAP-ENV:VersionMismatch");
-    EXPECT_EQ(soap12.faultText, "SOAP Version Mismatch");
+    // The faults of a wrong version, of unresolvable type prefixes and of bad offsets are in
+    // tests/soap/fault_delivery_test.cpp.
 }
 
 TEST(ParseAttributes, TypeResolution) {
@@ -86,19 +82,9 @@ TEST(ParseAttributes, TypeResolution) {
     Request both(Method(u"<p xsi99:type='xsd:string' xsi:type='xsd:int'/>"));
     EXPECT_EQ(FirstParam(both)->GetTypeName(), u"int");
 
-    Request noDefault(Method(u"<p xsi:type='int'/>"));
-    EXPECT_EQ(noDefault.faultCode, "SOAP-ENV:Client");
-    EXPECT_EQ(noDefault.faultText,
-              "Encountered unresolvable namespace for attribute 'type' on element.");
-
     Request withDefault(Method(u"<p xmlns='urn:d' xsi:type='int'/>"));
     EXPECT_EQ(FirstParam(withDefault)->GetTypeNS(), u"urn:d");
     EXPECT_EQ(FirstParam(withDefault)->GetTypeName(), u"int");
-
-    Request undeclared(Method(u"<p xsi:type='q:int'/>"));
-    EXPECT_EQ(undeclared.faultCode, "SOAP-ENV:Client");
-    EXPECT_EQ(undeclared.faultText,
-              "Encountered undeclared namespace prefix for attribute 'type' on element.");
 }
 
 TEST(ParseAttributes, ArrayTypeAndOffset) {
@@ -106,9 +92,6 @@ TEST(ParseAttributes, ArrayTypeAndOffset) {
     EXPECT_EQ(FirstParam(array)->GetArrayTypeNS(), kXsd);
     EXPECT_EQ(FirstParam(array)->GetArrayType(), u"string[3]");
 
-    Request undeclared(Method(u"<p SOAP-ENC:arrayType='q:string[3]'/>"));
-    EXPECT_EQ(undeclared.faultText,
-              "Encountered undeclared namespace prefix for attribute 'arrayType' on element..");
     Request noDefault(Method(u"<p SOAP-ENC:arrayType='string[3]'/>"));
     EXPECT_EQ(noDefault.faultText,
               "Encountered unresolvable namespace for attribute 'arrayType' on element.");

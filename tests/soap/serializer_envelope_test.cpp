@@ -18,11 +18,14 @@
 #define DECL u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
 #define OPEN_ENVELOPE DECL u"<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" ENV u"\">"
 #define CLOSE_ENVELOPE u"</SOAP-ENV:Envelope>"
-// A built-in value as every part, entry and member carries it.
-#define TYPED u" xsi:type=\"ns:string\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\""
 #define INTEROP u"http://soapinterop.org/"
 
 namespace {
+
+// The longer expected texts, by test and number within it.
+WMString Expected(std::string const& name) {
+    return deser_test::Golden("expected/soap/envelopes.txt", name);
+}
 
 using deser_test::Edges;
 using deser_test::Round2Base;
@@ -55,12 +58,7 @@ TEST(SerializerRpc, RequestCarriesTheMethodAndItsParametersInOrder) {
     message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"a<b & \"c\" >"), true,
                            false);
     ASSERT_TRUE(message.Serialize(Round2Base()));
-    EXPECT_EQ(Text(message),
-              OPEN_ENVELOPE u"<SOAP-ENV:Body><m:echoString SOAP-ENV:encodingStyle=\"" ENC
-                            u"\" xmlns:SOAP-ENV=\"" ENV u"\" xmlns:m=\"" INTEROP
-                            u"\"><inputString" TYPED
-                            u">a&lt;b &amp; \"c\" &gt;</inputString></m:echoString>"
-                            u"</SOAP-ENV:Body>" CLOSE_ENVELOPE);
+    EXPECT_EQ(Text(message), Expected("RequestCarriesTheMethodAndItsParametersInOrder 1"));
 
     // No parameters: an empty method element; no header entries: no Header element.
     Prepare(message, u"echoVoid", INTEROP);
@@ -74,11 +72,7 @@ TEST(SerializerRpc, RequestCarriesTheMethodAndItsParametersInOrder) {
     message.AddMethodParam(u"", u"outputFloat", WMSOAPStructMember(u"f", 0.5), false, true);
     message.AddMethodParam(u"", u"outputInteger", WMSOAPStructMember(u"i", -3), false, true);
     ASSERT_TRUE(message.Serialize(Round2GroupB()));
-    EXPECT_EQ(Text(message), OPEN_ENVELOPE +
-                                 Rpc(u"echoStructAsSimpleTypesResponse", INTEROP,
-                                     u"<outputFloat" TYPED u">0.500000</outputFloat>"
-                                     u"<outputInteger" TYPED u">-3</outputInteger>") +
-                                 CLOSE_ENVELOPE);
+    EXPECT_EQ(Text(message), Expected("RequestCarriesTheMethodAndItsParametersInOrder 2"));
 }
 
 TEST(SerializerRpc, ResponseWritesTheReturnValueFirst) {
@@ -90,11 +84,7 @@ TEST(SerializerRpc, ResponseWritesTheReturnValueFirst) {
     message.SetReturnValue(result);
     message.SetRetValName(u"outputString");
     ASSERT_TRUE(message.Serialize(Round2GroupB()));
-    EXPECT_EQ(Text(message), OPEN_ENVELOPE +
-                                 Rpc(u"echoStructAsSimpleTypesResponse", INTEROP,
-                                     u"<outputString" TYPED u">first</outputString>"
-                                     u"<outputInteger" TYPED u">7</outputInteger>") +
-                                 CLOSE_ENVELOPE);
+    EXPECT_EQ(Text(message), Expected("ResponseWritesTheReturnValueFirst 1"));
 
     // A request never writes the return value, whatever it holds.
     message.SetRequestPhase(true);
@@ -135,21 +125,7 @@ TEST(SerializerHeaders, LiteralEntriesComeFirstThenEncodedOnes) {
                              true, u"", u"");
     message.AddMethodParam(u"", u"note", WMSOAPStructMember(u"n", u"hi"), true, false);
     ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message),
-              OPEN_ENVELOPE
-              u"<SOAP-ENV:Header>"
-              u"<t:trace SOAP-ENV:mustUnderstand=\"1\" xmlns:SOAP-ENV=\"" ENV
-              u"\" xmlns:t=\"urn:t\">on</t:trace>"
-              u"<h:token SOAP-ENV:actor=\"urn:gate\" SOAP-ENV:encodingStyle=\"" ENC
-              u"\" SOAP-ENV:mustUnderstand=\"1\" xsi:type=\"ns:string\" xmlns:SOAP-ENV=\"" ENV
-              u"\" xmlns:h=\"urn:auth\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI
-              u"\">secret</h:token>"
-              u"<h:token SOAP-ENV:encodingStyle=\"" ENC
-              u"\" xsi:type=\"ns:string\" xmlns:SOAP-ENV=\"" ENV
-              u"\" xmlns:h=\"urn:auth\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI
-              u"\">secret</h:token>"
-              u"</SOAP-ENV:Header>" +
-                  Rpc(u"check", u"urn:edges", u"<note" TYPED u">hi</note>") + CLOSE_ENVELOPE);
+    EXPECT_EQ(Text(message), Expected("LiteralEntriesComeFirstThenEncodedOnes 1"));
 }
 
 TEST(SerializerHeaders, ResponseEntryTakesTheOutputHeaderType) {
@@ -162,14 +138,7 @@ TEST(SerializerHeaders, ResponseEntryTakesTheOutputHeaderType) {
     message.AddHeaderElem(u"urn:session", u"session", false, session, u"");
     ASSERT_TRUE(message.Serialize(Edges()));
     // A struct in a 1999 schema: its member's instance namespace is the 1999 one.
-    EXPECT_EQ(Text(message),
-              OPEN_ENVELOPE u"<SOAP-ENV:Header><h:session SOAP-ENV:encodingStyle=\"" ENC
-                            u"\" xmlns:SOAP-ENV=\"" ENV
-                            u"\" xmlns:h=\"urn:session\"><text xsi:type=\"ns:string\" "
-                            u"xmlns:ns=\"http://www.w3.org/1999/XMLSchema\" "
-                            u"xmlns:xsi=\"http://www.w3.org/1999/XMLSchema-instance\">t</text>"
-                            u"</h:session></SOAP-ENV:Header>" +
-                  Rpc(u"checkResponse", u"urn:edges", u"") + CLOSE_ENVELOPE);
+    EXPECT_EQ(Text(message), Expected("ResponseEntryTakesTheOutputHeaderType 1"));
 
     // The same entry in a request is not an input header: the message fails.
     message.SetRequestPhase(true);
@@ -185,10 +154,7 @@ TEST(SerializerFault, FaultEnvelopeWithAndWithoutDetail) {
     message.SetSOAPFault(u"SOAP-ENV:Server", u"It broke <here>", u"", false);
     // A fault replaces the body: the parameters are not looked at.
     ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message), OPEN_ENVELOPE u"<SOAP-ENV:Body><SOAP-ENV:Fault>"
-                             u"<faultcode>SOAP-ENV:Server</faultcode>"
-                             u"<faultstring>It broke &lt;here&gt;</faultstring>"
-                             u"</SOAP-ENV:Fault></SOAP-ENV:Body>" CLOSE_ENVELOPE);
+    EXPECT_EQ(Text(message), Expected("FaultEnvelopeWithAndWithoutDetail 1"));
 
     // Detail asked for but without entries: an empty detail element.
     message.SetSOAPFaultNeedDetail(true);
@@ -199,16 +165,7 @@ TEST(SerializerFault, FaultEnvelopeWithAndWithoutDetail) {
     message.AddFaultDetailElem(u"urn:d", u"problem", WMSOAPStructMember(u"p", u"disk"));
     message.AddFaultDetailElem(u"urn:edges:types", u"reason", WMSOAPStructMember(u"r", 28));
     ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message),
-              OPEN_ENVELOPE u"<SOAP-ENV:Body><SOAP-ENV:Fault>"
-                            u"<faultcode>SOAP-ENV:Server</faultcode>"
-                            u"<faultstring>It broke &lt;here&gt;</faultstring>"
-                            u"<detail SOAP-ENV:encodingStyle=\"" ENC u"\" xmlns:SOAP-ENV=\"" ENV
-                            u"\"><d:problem xsi:type=\"ns:string\" xmlns:d=\"urn:d\" "
-                            u"xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\">disk</d:problem>"
-                            u"<d:reason xsi:type=\"ns:string\" xmlns:d=\"urn:edges:types\" "
-                            u"xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\">28</d:reason>"
-                            u"</detail></SOAP-ENV:Fault></SOAP-ENV:Body>" CLOSE_ENVELOPE);
+    EXPECT_EQ(Text(message), Expected("FaultEnvelopeWithAndWithoutDetail 2"));
 
     // Entries without needs-detail are not written.
     message.SetSOAPFaultNeedDetail(false);
@@ -226,15 +183,7 @@ TEST(SerializerFault, FaultActorAndFaultHeaders) {
     message.AddFaultHeaderElemLit(u"urn:l", u"lit", u"<l:lit xmlns:l='urn:l'/>", false, u"", u"");
     ASSERT_TRUE(message.Serialize(Edges()));
     // A fault raised here names this node as the actor.
-    EXPECT_EQ(Text(message),
-              OPEN_ENVELOPE u"<SOAP-ENV:Header><l:lit xmlns:l=\"urn:l\" />"
-                            u"<h:trouble SOAP-ENV:encodingStyle=\"" ENC
-                            u"\" SOAP-ENV:mustUnderstand=\"1\" xsi:type=\"ns:string\" "
-                            u"xmlns:SOAP-ENV=\"" ENV u"\" xmlns:h=\"urn:auth\" xmlns:ns=\"" XSD
-                            u"\" xmlns:xsi=\"" XSI u"\">why</h:trouble></SOAP-ENV:Header>"
-                            u"<SOAP-ENV:Body><SOAP-ENV:Fault><faultcode>SOAP-ENV:Client</faultcode>"
-                            u"<faultstring>no</faultstring><faultactor>urn:this-node</faultactor>"
-                            u"</SOAP-ENV:Fault></SOAP-ENV:Body>" CLOSE_ENVELOPE);
+    EXPECT_EQ(Text(message), Expected("FaultActorAndFaultHeaders 1"));
 
     // A received fault is not sent as a fault: the message goes out as a normal response.
     message.SetLocalFaultFlag(false);
@@ -266,9 +215,7 @@ TEST(SerializerFault, LiteralFaultIsTheWholeBody) {
                             u"</SOAP-ENV:Body>",
                             u"");
     ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message), OPEN_ENVELOPE u"<SOAP-ENV:Body><SOAP-ENV:Fault><faultcode>"
-                             u"SOAP-ENV:Server</faultcode></SOAP-ENV:Fault></SOAP-ENV:Body>"
-                             CLOSE_ENVELOPE);
+    EXPECT_EQ(Text(message), Expected("LiteralFaultIsTheWholeBody 1"));
 }
 
 TEST(SerializerFailure, UnknownPartsAndBrokenLiteralsLeaveNoText) {

@@ -95,17 +95,12 @@ TEST_F(ServerCallTest, RefusedRequestsAnswerWithTheirFault) {
         std::u16string text;
     };
     std::string const good = Envelope("<m:echoString><inputString>x</inputString></m:echoString>");
+    // One of each kind; every fault text of the request side is in fault_delivery_test.cpp.
     Case const cases[] = {
-        // The header's quotes are part of the value compared.
-        {good, "http://", u"SOAP-ENV:Client", u"Unrecognized 'SOAPAction' HTTP header received."},
         {good, "", u"SOAP-ENV:Client", u"Unrecognized 'SOAPAction' HTTP header received."},
-        {Envelope("<m:echoNothing/>"), "\"http://\"", u"SOAP-ENV:Client",
-         u"Unrecognized method call received."},
         {Envelope(""), "\"http://\"", u"SOAP-ENV:Client", u"Unrecognized method call received."},
         {good.substr(0, good.size() - 12), "\"http://\"", u"SOAP-ENV:Server",
          u"XML Parser: Parse Error on Line 1."},
-        {Envelope("<m:echoString><inputText>x</inputText></m:echoString>"), "\"http://\"",
-         u"SOAP-ENV:Server", u"Method parameter: 'inputText' not properly defined in WSDL file."},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.body + " / " + c.soapAction);

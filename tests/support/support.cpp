@@ -1,5 +1,6 @@
 #include "support/support.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -24,6 +25,31 @@ std::string ReadFile(const std::string& path) {
     std::ostringstream bytes;
     bytes << in.rdbuf();
     return bytes.str();
+}
+
+std::vector<TableRow> ReadTable(const std::string& relative) {
+    std::istringstream in(ReadFile(DataPath(relative)));
+    std::vector<TableRow> rows;
+    std::string section;
+    std::string line;
+    for (int number = 1; std::getline(in, line); ++number) {
+        const std::string where = relative + ":" + std::to_string(number);
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
+        if (line.rfind("@ ", 0) == 0) {
+            section = line.substr(2);
+            continue;
+        }
+        const std::size_t arrow = line.find(" =>");
+        if (arrow == std::string::npos) {
+            rows.push_back({section, line, "(no \" => \" in this row)", where});
+            continue;
+        }
+        const std::size_t value = std::min(line.size(), arrow + 4);
+        rows.push_back({section, line.substr(0, arrow), line.substr(value), where});
+    }
+    return rows;
 }
 
 WMString Widen(const std::string& text) {

@@ -6,6 +6,7 @@
 #include <corvane/types.h>
 
 #include <string>
+#include <vector>
 
 namespace corvane::test {
 
@@ -13,6 +14,16 @@ namespace corvane::test {
 std::string TestsDir();
 std::string DataPath(const std::string& relative);
 std::string ReadFile(const std::string& path);
+// A table of expected results under tests/data: "input => expected" rows, grouped under
+// "@ section" lines; lines that start with '#' and empty lines are skipped.
+struct TableRow {
+    std::string section;
+    std::string input;
+    std::string expected;
+    std::string where;  // "file:line", for failure messages
+};
+std::vector<TableRow> ReadTable(const std::string& relative);
+
 // Runs a shell command; its standard output, and whether it exited with status 0.
 bool RunShell(const std::string& command, std::string* output = nullptr);
 // ASCII and Latin-1 text both ways (each byte is one code unit), as on the wire.

@@ -35,6 +35,12 @@ std::string Ask(WMSOAPWSDLClient& client, const std::string& query) {
         return names.empty() ? std::string("false") : names;
     };
     const std::map<std::string, std::function<std::string()>> queries = {
+        // The endpoint of the chosen port, and the definitions' target namespace.
+        {"host", [&] { return Narrow(client.GetSOAPSvcHost()); }},
+        {"uri", [&] { return Narrow(client.GetSOAPSvcURI()); }},
+        {"port", [&] { return std::to_string(client.GetSOAPSvcPortNbr()); }},
+        {"ssl", [&] { return std::to_string(client.GetSSLEnabled()); }},
+        {"TNS", [&] { return Narrow(client.GetDefinitionsTNS()); }},
         {"MethodSOAPAction", [&] { return text(client.GetMethodSOAPAction(a[0], out)); }},
         {"MethodNamespaceURI", [&] { return text(client.GetMethodNamespaceURI(a[0], out)); }},
         {"SOAPInputBodyUse", [&] { return text(client.GetSOAPInputBodyUse(a[0], out)); }},

@@ -7,14 +7,6 @@
 namespace corvane::test {
 namespace {
 
-struct FaultCase {
-    const char* body;
-    const char* message;
-};
-
-const char* const kPortType =
-    "<portType name='P'><operation name='o'><input message='tns:m'/></operation></portType>";
-
 class LoadFaults : public ::testing::Test {
 protected:
     void ExpectFault(const std::string& document, const std::string& message) {
@@ -29,142 +21,29 @@ protected:
     TempDir m_dir;
 };
 
-TEST_F(LoadFaults, WsdlElementsReportTheirExactMessages) {
-    const FaultCase cases[] = {
-        {"<message/>", "Required attribute 'name' missing on element: 'message'."},
-        {"<portType/>", "Required attribute 'name' missing on element: 'portType'."},
-        {"<binding type='tns:P'/>", "Required attribute 'name' missing on element: 'binding'."},
-        {"<service/>", "Required attribute 'name' missing on element: 'service'."},
-        {"<import location='x.wsdl'/>",
-         "Required attribute 'namespace' missing on element: 'import'."},
-        {"<import namespace='urn:x'/>",
-         "Required attribute 'location' missing on element: 'import'."},
-        {"<message name='m'><part/></message>",
-         "Required attribute 'name' missing on element: 'part'."},
-        // The part's messages name the enclosing message.
-        {"<message name='m'><part name='p' element='q:e'/></message>",
-         "Unresolvable namespace for attribute 'element' on element: 'message'"},
-        {"<message name='m'><part name='p' type='q:t'/></message>",
-         "Unresolvable namespace for attribute 'type' on element: 'message'"},
-        {"<portType name='P'><operation/></portType>",
-         "Required attribute 'name' missing on element: 'operation'."},
-        {"<portType name='P'><operation name='o'><fault/></operation></portType>",
-         "Required attribute 'name' missing on element: 'fault'."},
-        {"<portType name='P'><operation name='o'><fault name='f'/></operation></portType>",
-         "Required attribute 'message' missing on element: 'fault'"},
-        {"<portType name='P'><operation name='o'><fault name='f' message='q:m'/></operation>"
-         "</portType>",
-         "Unresolvable namespace for attribute 'message' on element: 'fault'"},
-        {"<portType name='P'><operation name='o'><input name='i'/></operation></portType>",
-         "Required attribute 'message' missing on element: 'input'"},
-        {"<portType name='P'><operation name='o'><input message='q:m'/></operation></portType>",
-         "Unresolvable namespace for attribute 'message' on element: 'input'"},
-        {"<portType name='P'><operation name='o'><output/></operation></portType>",
-         "Required attribute 'message' missing on element: 'output'"},
-        {"<portType name='P'><operation name='o'><output message='q:m'/></operation>"
-         "</portType>",
-         "Unresolvable namespace for attribute 'message' on element: 'output'"},
-        {"<binding name='B'/>", "Required attribute 'type' missing on element: 'binding'"},
-        {"<binding name='B' type='q:P'/>",
-         "Unresolvable namespace for attribute 'type' on element: 'binding'"},
-        {"<binding name='B' type='tns:P'><operation/></binding>",
-         "Required attribute 'name' missing on element: 'operation'."},
-        {"<binding name='B' type='tns:P'><operation name='o'><fault name='f' message='q:m'/>"
-         "</operation></binding>",
-         "Unresolvable namespace for attribute 'message' on element: 'fault'"},
-        {"<service name='S'><port binding='tns:B'/></service>",
-         "Required attribute 'name' missing on element: 'port'."},
-        {"<service name='S'><port name='p'/></service>",
-         "Required attribute 'binding' missing on element: 'port'"},
-        {"<service name='S'><port name='p' binding='q:B'/></service>",
-         "Unresolvable namespace for attribute 'binding' on element: 'port'"},
-        {"<service name='S'><port name='p' binding='tns:B'><soap:address/></port></service>",
-         "Required attribute 'location' missing on element: 'soap:address'"},
-    };
-    for (const FaultCase& c : cases) {
-        SCOPED_TRACE(c.body);
-        ExpectFault(Definitions(c.body), c.message);
+// Where each section of the table places its row.
+std::string Document(const std::string& section, const std::string& row) {
+    const std::string input =
+        "<portType name='P'><operation name='o'><input message='tns:m'/></operation></portType>"
+        "<message name='m'><part name='p' type='xsd:string'/></message>"
+        "<binding name='B' type='tns:P'><operation name='o'><input>";
+    if (section == "types") {
+        return Definitions("<types>" + row + "</types>");
     }
+    if (section == "input") {
+        return Definitions(input + row + "</input></operation></binding>");
+    }
+    if (section == "headerfault") {
+        return Definitions(input + "<soap:header message='tns:m' part='p' use='literal'>" + row +
+                           "</soap:header></input></operation></binding>");
+    }
+    return section == "document" ? row : Definitions(row);
 }
 
-TEST_F(LoadFaults, SchemaElementsReportTheirExactMessages) {
-    const FaultCase cases[] = {
-        {"<xsd:schema/>", "Required attribute 'targetNamespace' missing on element: 'schema'."},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:element/></xsd:schema>",
-         "Required attribute 'name' missing on element: 'element'."},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:complexType/></xsd:schema>",
-         "Required attribute 'name' missing on element: 'complexType'."},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:simpleType/></xsd:schema>",
-         "Required attribute 'name' missing on element: 'simpleType'."},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:element name='e' type='q:t'/></xsd:schema>",
-         "Unresolvable namespace for attribute 'type' on element: 'element'"},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:element name='e' ref='q:t'/></xsd:schema>",
-         "Unresolvable namespace for attribute 'ref' on element: 'element'"},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:complexType name='c'><xsd:sequence>"
-         "<xsd:element name='m' type='q:t'/></xsd:sequence></xsd:complexType></xsd:schema>",
-         "Unresolvable namespace for attribute 'type' on element: 'element'"},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:complexType name='c'>"
-         "<xsd:attribute name='a' type='q:t'/></xsd:complexType></xsd:schema>",
-         "Unresolvable namespace for attribute 'type' on element: 'attribute'"},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:complexType name='c'>"
-         "<xsd:attribute ref='q:t'/></xsd:complexType></xsd:schema>",
-         "Unresolvable namespace for attribute 'ref' on element: 'attribute'"},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:complexType name='c'><xsd:complexContent>"
-         "<xsd:restriction base='enc:Array'><xsd:attribute ref='enc:arrayType' "
-         "wsdl:arrayType='q:int[]'/></xsd:restriction></xsd:complexContent></xsd:complexType>"
-         "</xsd:schema>",
-         "Unresolvable namespace for attribute 'arrayType' on element: 'attribute'"},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:complexType name='c'><xsd:complexContent>"
-         "<xsd:restriction base='q:Array'/></xsd:complexContent></xsd:complexType></xsd:schema>",
-         "Unresolvable namespace for attribute 'base' on element: 'restriction'"},
-        {"<xsd:schema targetNamespace='urn:s'><xsd:complexType name='c'><xsd:complexContent>"
-         "<xsd:extension base='q:B'/></xsd:complexContent></xsd:complexType></xsd:schema>",
-         "Unresolvable namespace for attribute 'base' on element: 'extension'"},
-    };
-    for (const FaultCase& c : cases) {
-        SCOPED_TRACE(c.body);
-        ExpectFault(Definitions(std::string("<types>") + c.body + "</types>"), c.message);
-    }
-    // A document that is a bare schema needs its target namespace too.
-    ExpectFault("<schema xmlns='http://www.w3.org/2001/XMLSchema'/>",
-                "Required attribute 'targetNamespace' missing on element: 'schema'.");
-}
-
-TEST_F(LoadFaults, SoapBindingRecordsReportTheirExactMessages) {
-    auto inInput = [](const std::string& records) {
-        return std::string(kPortType) +
-               "<message name='m'><part name='p' type='xsd:string'/></message>"
-               "<binding name='B' type='tns:P'><operation name='o'><input>" +
-               records + "</input></operation></binding>";
-    };
-    const std::string header = "<soap:header message='tns:m' part='p' use='literal'>";
-    const FaultCase cases[] = {
-        {"<soap:header part='p' use='literal'/>",
-         "Required attribute 'message' missing on element: 'soap:header'"},
-        {"<soap:header message='tns:m' use='literal'/>",
-         "Required attribute 'part' missing on element: 'soap:header'"},
-        {"<soap:header message='tns:m' part='p'/>",
-         "Required attribute 'use' missing on element: 'soap:header'"},
-        {"<soap:header message='q:m' part='p' use='literal'/>",
-         "Unresolvable namespace for attribute 'message' on element: 'soap:header'"},
-    };
-    for (const FaultCase& c : cases) {
-        SCOPED_TRACE(c.body);
-        ExpectFault(Definitions(inInput(c.body)), c.message);
-    }
-    const FaultCase headerFaults[] = {
-        {"<soap:headerfault part='p' use='literal'/>",
-         "Required attribute 'message' missing on element: 'soap:headerfault'"},
-        {"<soap:headerfault message='tns:m' use='literal'/>",
-         "Required attribute 'part' missing on element: 'soap:headerfault'"},
-        {"<soap:headerfault message='tns:m' part='p'/>",
-         "Required attribute 'use' missing on element: 'soap:headerfault'"},
-        {"<soap:headerfault message='q:m' part='p' use='literal'/>",
-         "Unresolvable namespace for attribute 'message' on element: 'soap:headerfault'"},
-    };
-    for (const FaultCase& c : headerFaults) {
-        SCOPED_TRACE(c.body);
-        ExpectFault(Definitions(inInput(header + c.body + "</soap:header>")), c.message);
+TEST_F(LoadFaults, BrokenRulesReportTheirExactMessages) {
+    for (const TableRow& row : ReadTable("expected/wsdl/load_faults.txt")) {
+        SCOPED_TRACE(row.where);
+        ExpectFault(Document(row.section, row.input), row.expected);
     }
 }
 

@@ -34,7 +34,8 @@ inline std::string Definitions(const std::string& body,
 // One query of the client, named as its method without "Get" and followed by its arguments,
 // separated by '|' ("InputMsgPartType op|a"). The answer is the output as text, a type as
 // "{ns}name", a walk (InParams, OutParams, StructMembers) as its names separated by spaces,
-// and "false" when the query answers false.
+// and "false" when the query answers false. "host", "uri", "port", "ssl" and "TNS" give the
+// endpoint and the target namespace.
 std::string Ask(WMSOAPWSDLClient& client, const std::string& query);
 
 // Exposes the protected lookups of the client.
