@@ -57,15 +57,7 @@ public:
 
     int StartElement(WMString const& ns, WMString const& localName, WMString const& qname,
                      WMXMLAttributeMap& attributes, WMXMLElement*) override {
-        std::string line = "start " + Join({ns, localName, qname});
-        for (auto const& entry : attributes) {
-            WMXMLAttribute const& a = *entry.second;
-            line += " [" +
-                    Join({entry.first, a.GetQualifiedName(), a.GetNamespaceURI(), a.GetLocalName(),
-                          a.GetElementNS(), a.GetElementName(), a.GetValue()}) +
-                    "]";
-        }
-        events.push_back(line);
+        events.push_back("start " + Join({ns, localName, qname}) + Attributes(attributes));
         return 0;
     }
     bool EndElement(WMString const&, WMString const&, WMString const& qname,
@@ -86,16 +78,23 @@ public:
         events.push_back("endns " + Join({prefix}));
     }
 
-    static void Describe(WMXMLElement const& element, int& written, std::string& out) {
-        out += "<" + Join({element.GetNamespaceURI(), element.GetLocalName(),
-                           element.GetQualifiedName(), element.GetText()});
-        for (auto const& entry : element.GetAttributeMap()) {
+    static std::string Attributes(WMXMLAttributeMap const& attributes) {
+        std::string out;
+        for (auto const& entry : attributes) {
             WMXMLAttribute const& a = *entry.second;
             out += " [" +
                    Join({entry.first, a.GetQualifiedName(), a.GetNamespaceURI(), a.GetLocalName(),
                          a.GetElementNS(), a.GetElementName(), a.GetValue()}) +
                    "]";
         }
+        return out;
+    }
+
+    static void Describe(WMXMLElement const& element, int& written, std::string& out) {
+        out += "<" +
+               Join({element.GetNamespaceURI(), element.GetLocalName(), element.GetQualifiedName(),
+                     element.GetText()}) +
+               Attributes(element.GetAttributeMap());
         if (written++ < kMaxWritten) {
             out += " " + Join({element.Serialize(nullptr)});
         }
