@@ -10,18 +10,6 @@ namespace {
 
 using Events = std::vector<std::string>;
 
-// Parses `text` with a fresh parser and returns the thrown line, or 0 when the parse succeeds.
-int ErrorLine(WMString const& text, bool buildTree = true) {
-    WMXMLParser parser;
-    parser.SetBuildTree(buildTree);
-    try {
-        parser.ParseXML(text, nullptr);
-    } catch (int line) {
-        return line;
-    }
-    return 0;
-}
-
 WMString TextOf(WMString const& document) {
     WMXMLParser parser;
     parser.ParseXML(document, nullptr);

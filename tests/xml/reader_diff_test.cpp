@@ -12,22 +12,9 @@
 
 #include "reader_diff.h"
 #include "support/support.h"
+#include "xml/recorder.h"
 
 namespace {
-
-WMString Repeat(std::u16string_view piece, std::size_t count) {
-    WMString out;
-    out.reserve(piece.size() * count);
-    for (std::size_t i = 0; i < count; ++i) {
-        out += piece;
-    }
-    return out;
-}
-
-WMString Number(std::size_t value) {
-    std::string const digits = std::to_string(value);
-    return WMString(digits.begin(), digits.end());
-}
 
 // tests/data/expected/xml/reader_odd_inputs.txt, one input a line, its escapes decoded.
 std::vector<WMString> OddInputs() {
