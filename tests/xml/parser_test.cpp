@@ -10,6 +10,14 @@ namespace {
 
 using Events = std::vector<std::string>;
 
+Events EventsOf(WMString const& document, bool buildTree = true) {
+    WMXMLParser parser;
+    parser.SetBuildTree(buildTree);
+    Recorder recorder;
+    parser.ParseXML(document, &recorder);
+    return recorder.events;
+}
+
 WMString TextOf(WMString const& document) {
     WMXMLParser parser;
     parser.ParseXML(document, nullptr);
@@ -31,13 +39,8 @@ TEST(XMLParser, EventOrderPutsTextAfterChildren) {
 }
 
 TEST(XMLParser, NamespaceMappingEvents) {
-    WMXMLParser parser;
-    Recorder recorder;
-    parser.ParseXML(
-        u"<r xmlns='urn:d' xmlns:p='urn:p'><p:c xmlns:p='urn:x' xmlns:q='urn:q' q:a='1'/>"
-        u"<c xmlns=''/></r>",
-        &recorder);
-    EXPECT_EQ(recorder.events,
+    EXPECT_EQ(EventsOf(u"<r xmlns='urn:d' xmlns:p='urn:p'><p:c xmlns:p='urn:x' xmlns:q='urn:q' "
+                       u"q:a='1'/><c xmlns=''/></r>"),
               (Events{"startdoc", "ns =urn:d", "ns =urn:d", "ns p=urn:p", "start {urn:d}r r",
                       "ns q=urn:q", "start {urn:x}c p:c [urn:qa=1]", "end p:c", "endns q",
                       "ns =", "start {}c c", "end c", "endns ", "end r", "endns ", "endns ",
@@ -97,12 +100,9 @@ TEST(XMLParser, CDataSectionsEndTerminatorAndComments) {
 }
 
 TEST(XMLParser, PrologDocTypesAndTrailingContent) {
-    WMXMLParser parser;
-    Recorder recorder;
-    parser.ParseXML(u" <!DOCTYPE a [<!ENTITY e 'x'><!ELEMENT a ANY>]> <!DOCTYPE b> <?p?> <a/> <b/>",
-                    &recorder);
-    EXPECT_EQ(recorder.events,
-              (Events{"startdoc", "pi p|", "ns =", "start {}a a", "end a", "endns ", "enddoc"}));
+    EXPECT_EQ(
+        EventsOf(u" <!DOCTYPE a [<!ENTITY e 'x'><!ELEMENT a ANY>]> <!DOCTYPE b> <?p?> <a/> <b/>"),
+        (Events{"startdoc", "pi p|", "ns =", "start {}a a", "end a", "endns ", "enddoc"}));
     // After the root, only complete comments and instructions are read; what follows them is
     // ignored, and so is a "<?" without a target.
     for (WMString bad : {u"<!DOCTYPE a [<!ENTITY e 'x'", u"<!-- c -->", u"", u"<r/><!--",
@@ -143,11 +143,7 @@ TEST(XMLParser, LineEndsReadAsLineFeeds) {
     WMString const document =
         u"<?p d\r\ne\r?><a b='v\r\nw\r\r\n'>x\r\ny\rz<![CDATA[1\r\n2\r]]>\r</a>";
     for (bool buildTree : {true, false}) {
-        WMXMLParser parser;
-        parser.SetBuildTree(buildTree);
-        Recorder recorder;
-        parser.ParseXML(document, &recorder);
-        EXPECT_EQ(recorder.events,
+        EXPECT_EQ(EventsOf(document, buildTree),
                   (Events{"startdoc", "pi p|d\ne\n", "ns =", "start {}a a [ab=v\nw\n\n]",
                           "text x\ny\nz1\n2\n\n", "end a", "endns ", "enddoc"}));
     }
@@ -223,14 +219,7 @@ TEST(XMLParser, EventModeReportsWhatTreeModeReports) {
         u"<r><a k='1'><b k='2'><c k='3'/></b></a><a/><a k='4' l='5'/></r>",
     };
     for (WMString const& document : documents) {
-        Recorder tree;
-        Recorder events;
-        WMXMLParser treeParser;
-        treeParser.ParseXML(document, &tree);
-        WMXMLParser eventParser;
-        eventParser.SetBuildTree(false);
-        eventParser.ParseXML(document, &events);
-        EXPECT_EQ(events.events, tree.events);
+        EXPECT_EQ(EventsOf(document, false), EventsOf(document));
     }
 }
 
