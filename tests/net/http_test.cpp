@@ -109,7 +109,7 @@ TEST(HttpResponse, LargeBodyEndedByTheServerClosingIsReadWhole) {
     EXPECT_EQ(Content(http), expected);
 }
 
-TEST(HttpResponse, ValuesAreTakenAtFixedPositionsAfterTheColon) {
+TEST(HttpResponse, ValuesAtFixedPositionsAfterTheColonAndReplyWithoutMarker) {
     LoopbackServer server(Reply(
         "HTTP/1.0 200 OK\r\nContent-Length:5\r\nContent-Type:text/xml\r\nX-B:  two\r\n\r\nhello"));
     HttpProbe http;
@@ -119,12 +119,9 @@ TEST(HttpResponse, ValuesAreTakenAtFixedPositionsAfterTheColon) {
     EXPECT_EQ(http.GetHeader(u"content-length"), u"5");
     EXPECT_EQ(http.GetHeader(u"x-b"), u"  two");
     EXPECT_EQ(Content(http), u"hello");
-}
-
-TEST(HttpResponse, ReplyWithoutHttpMarkerIsVersion09AndAllBody) {
-    LoopbackServer server(Reply("<html>\r\nContent-Type: x\r\n\r\n</html>"));
-    HttpProbe http;
-    ASSERT_TRUE(Get(http, server));
+    // Without the HTTP marker: version 0.9, all body.
+    LoopbackServer old(Reply("<html>\r\nContent-Type: x\r\n\r\n</html>"));
+    ASSERT_TRUE(Get(http, old));
     EXPECT_EQ(http.GetHTTPVersion(), 0x0009);
     EXPECT_EQ(http.GetStatus(), 0);
     EXPECT_EQ(http.GetContentType(), u"");

@@ -267,7 +267,11 @@ TEST_F(Wire, GoesThroughAProxyWithAbsoluteUrlsAndConnect) {
     EXPECT_EQ(Call(g_peers->Url("http", "/conn")).rfind("error: Invalid proxy URL", 0), 0U);
 }
 
-TEST_F(Wire, DeadlineEndsADrippingAnswer) {
+TEST_F(Wire, FailuresSayWhyAndTheDeadlineEndsADrippingAnswer) {
+    EXPECT_EQ(Call("http://127.0.0.1:1/"),
+              "error: Could not connect to 127.0.0.1:1: connection refused.");
+    EXPECT_EQ(Call("http://no-such-host.invalid/"),
+              "error: Could not resolve host no-such-host.invalid.");
     options.deadlineMilliseconds = 1000;
     const auto start = std::chrono::steady_clock::now();
     // Each byte comes well within the per-wait time-out: only the deadline can end the call.
@@ -286,13 +290,6 @@ TEST_F(Wire, AnswerAboveTheLimitFailsWhateverItsFraming) {
                   "error: The answer is larger than the limit of 1000 bytes.")
             << kind;
     }
-}
-
-TEST_F(Wire, RefusesAConnectionThatCannotBeMade) {
-    const std::string refused = Call("http://127.0.0.1:1/");
-    EXPECT_EQ(refused, "error: Could not connect to 127.0.0.1:1: connection refused.");
-    EXPECT_EQ(Call("http://no-such-host.invalid/"),
-              "error: Could not resolve host no-such-host.invalid.");
 }
 
 TEST_F(Wire, VerifiesTheServerCertificate) {
