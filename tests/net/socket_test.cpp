@@ -172,10 +172,6 @@ TEST(SocketRun, GuardsBeforeARun) {
     EXPECT_EQ(notStarted.LastError(), 10093);
 }
 
-}  // namespace
-
-namespace {
-
 TEST(HostEnt, CopiesAreDeepAndListsEndWithNull) {
     WMHostEnt* original = nullptr;
     ASSERT_TRUE(corvane::platform::ResolveHost(

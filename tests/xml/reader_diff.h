@@ -57,15 +57,7 @@ public:
 
     int StartElement(WMString const& ns, WMString const& localName, WMString const& qname,
                      WMXMLAttributeMap& attributes, WMXMLElement*) override {
-        std::string line = "start " + Join({ns, localName, qname});
-        for (auto const& entry : attributes) {
-            WMXMLAttribute const& a = *entry.second;
-            line += " [" +
-                    Join({entry.first, a.GetQualifiedName(), a.GetNamespaceURI(), a.GetLocalName(),
-                          a.GetElementNS(), a.GetElementName(), a.GetValue()}) +
-                    "]";
-        }
-        events.push_back(line);
+        events.push_back("start " + Join({ns, localName, qname}) + Attributes(attributes));
         return 0;
     }
     bool EndElement(WMString const&, WMString const&, WMString const& qname,
@@ -86,16 +78,23 @@ public:
         events.push_back("endns " + Join({prefix}));
     }
 
-    static void Describe(WMXMLElement const& element, int& written, std::string& out) {
-        out += "<" + Join({element.GetNamespaceURI(), element.GetLocalName(),
-                           element.GetQualifiedName(), element.GetText()});
-        for (auto const& entry : element.GetAttributeMap()) {
+    static std::string Attributes(WMXMLAttributeMap const& attributes) {
+        std::string out;
+        for (auto const& entry : attributes) {
             WMXMLAttribute const& a = *entry.second;
             out += " [" +
                    Join({entry.first, a.GetQualifiedName(), a.GetNamespaceURI(), a.GetLocalName(),
                          a.GetElementNS(), a.GetElementName(), a.GetValue()}) +
                    "]";
         }
+        return out;
+    }
+
+    static void Describe(WMXMLElement const& element, int& written, std::string& out) {
+        out += "<" +
+               Join({element.GetNamespaceURI(), element.GetLocalName(), element.GetQualifiedName(),
+                     element.GetText()}) +
+               Attributes(element.GetAttributeMap());
         if (written++ < kMaxWritten) {
             out += " " + Join({element.Serialize(nullptr)});
         }
@@ -192,6 +191,20 @@ inline WMString FuzzText(std::uint8_t const* data, std::size_t size) {
     return text;
 }
 
+// The events, one a line, then the tree.
+template <class Side, class Node>
+std::string Lines(std::vector<std::string> const& events, Node const* root) {
+    std::string out;
+    for (std::string const& event : events) {
+        out += event + "\n";
+    }
+    if (root != nullptr) {
+        int written = 0;
+        Side::Describe(*root, written, out);
+    }
+    return out;
+}
+
 // Everything observable of one parse in one mode, as text.
 inline std::string ParserResult(WMString const& text, bool buildTree) {
     ParserSide side;
@@ -202,15 +215,7 @@ inline std::string ParserResult(WMString const& text, bool buildTree) {
     } catch (int line) {
         side.events.push_back("thrown " + std::to_string(line));
     }
-    std::string out;
-    for (std::string const& event : side.events) {
-        out += event + "\n";
-    }
-    if (WMXMLElement const* root = parser.GetDocRoot()) {
-        int written = 0;
-        ParserSide::Describe(*root, written, out);
-    }
-    return out;
+    return Lines<ParserSide>(side.events, parser.GetDocRoot());
 }
 
 inline std::string ReaderResult(WMString const& text, bool buildTree) {
@@ -223,15 +228,7 @@ inline std::string ReaderResult(WMString const& text, bool buildTree) {
         side.events.push_back("fatal " + std::to_string(line));
         side.events.push_back("thrown " + std::to_string(line));
     }
-    std::string out;
-    for (std::string const& event : side.events) {
-        out += event + "\n";
-    }
-    if (XMLNode const* root = document.Root()) {
-        int written = 0;
-        ReaderSide::Describe(*root, written, out);
-    }
-    return out;
+    return Lines<ReaderSide>(side.events, document.Root());
 }
 
 }  // namespace readerdiff

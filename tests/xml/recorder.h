@@ -1,10 +1,13 @@
-// An event handler that writes every event as one line of text, for comparing event orders.
+// An event handler that writes every event as one line of text, for comparing event orders,
+// and the small text builders the XML suites share.
 #ifndef CORVANE_TESTS_XML_RECORDER_H
 #define CORVANE_TESTS_XML_RECORDER_H
 
 #include <corvane/xml_parser.h>
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 inline std::string Narrow(WMString const& text) {
@@ -13,6 +16,32 @@ inline std::string Narrow(WMString const& text) {
         out += c < 0x80 ? static_cast<char>(c) : '?';
     }
     return out;
+}
+
+inline WMString Repeat(std::u16string_view piece, std::size_t count) {
+    WMString out;
+    out.reserve(piece.size() * count);
+    for (std::size_t i = 0; i < count; ++i) {
+        out += piece;
+    }
+    return out;
+}
+
+inline WMString Number(std::size_t value) {
+    std::string const digits = std::to_string(value);
+    return WMString(digits.begin(), digits.end());
+}
+
+// Parses `text` with a fresh parser and returns the thrown line, or 0 when the parse succeeds.
+inline int ErrorLine(WMString const& text, bool buildTree = true) {
+    WMXMLParser parser;
+    parser.SetBuildTree(buildTree);
+    try {
+        parser.ParseXML(text, nullptr);
+    } catch (int line) {
+        return line;
+    }
+    return 0;
 }
 
 class Recorder : public WMXMLEventHandler {

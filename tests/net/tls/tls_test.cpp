@@ -4,14 +4,67 @@
 #include <corvane/http.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 
-#include "tls_peer.h"
+#include "support/support.h"
+
+extern char** environ;
 
 namespace {
 
-using corvane::test::TlsPeer;
+// tls_server.py in one of its modes. It is waited for on destruction, so that the next peer
+// can bind port 443.
+class TlsPeer {
+public:
+    explicit TlsPeer(std::string mode) {
+        std::string python = CORVANE_PYTHON, script = CORVANE_TLS_SERVER_SCRIPT,
+                    openssl = CORVANE_OPENSSL, work = dir_.Path();
+        const std::string out = dir_.File("status");
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(),
+                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        char* argv[] = {python.data(),  script.data(), work.data(),
+                        openssl.data(), mode.data(),   nullptr};
+        if (posix_spawn(&pid_, python.c_str(), &actions, nullptr, argv, environ) != 0) {
+            pid_ = -1;
+        }
+        posix_spawn_file_actions_destroy(&actions);
+        // Key generation and start-up take well under 15 s; a peer that exits has said why.
+        int exited = 0;
+        for (int i = 0; pid_ > 0 && i < 1500 && status_.find('\n') == std::string::npos; ++i) {
+            if (::waitpid(pid_, &exited, WNOHANG) == pid_) {
+                pid_ = -1;
+            }
+            ::usleep(10000);
+            status_ = corvane::test::ReadFile(out);
+        }
+        status_ = status_.substr(0, status_.find('\n'));
+        if (status_.empty()) {
+            status_ = "the TLS peer did not start";
+        }
+    }
+    ~TlsPeer() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            ::waitpid(pid_, nullptr, 0);
+        }
+    }
+    // "ready" once it listens on 127.0.0.1:443, or the reason it cannot.
+    const std::string& Status() const { return status_; }
+
+private:
+    corvane::test::TempDir dir_;
+    pid_t pid_ = -1;
+    std::string status_;
+};
 
 class HttpProbe : public WMHTTPRequestSock {
 public:

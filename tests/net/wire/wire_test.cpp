@@ -1,27 +1,20 @@
 // The standard wire mode's HTTP/1.1 client against real peers on loopback (wire_peer.py, one
-// process for the whole program). Process control uses POSIX directly; the library is not
-// involved.
+// process for the whole program).
 #include <corvane/dynssl.h>
 #include <corvane/wire.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <stdlib.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
+#include <cstdlib>
 #include <map>
-#include <memory>
 #include <sstream>
 #include <string>
 
 #include "net/gzip.h"
 #include "net/wire_http.h"
-
-extern char** environ;
+#include "support/support.h"
 
 namespace {
 
@@ -31,39 +24,20 @@ using corvane::detail::WireUrl;
 
 class Peers {
 public:
+    // The peer prints its ports on one line once it listens, and runs until it is killed.
     Peers() {
-        char pattern[] = "/tmp/corvane-wire-XXXXXX";
-        if (::mkdtemp(pattern) == nullptr) {
-            return;
-        }
-        workdir_ = pattern;
-        int out[2];
-        if (::pipe(out) != 0) {
-            return;
-        }
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-        posix_spawn_file_actions_addclose(&actions, out[0]);
-        std::string python = CORVANE_PYTHON;
-        std::string script = CORVANE_WIRE_PEER_SCRIPT;
-        std::string openssl = CORVANE_OPENSSL;
-        char* argv[] = {python.data(), script.data(), workdir_.data(), openssl.data(), nullptr};
-        const int spawned = posix_spawn(&pid_, python.c_str(), &actions, nullptr, argv, environ);
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(out[1]);
+        const std::string ready = dir_.File("ready");
+        std::string pid;
+        corvane::test::RunShell(std::string("'") + CORVANE_PYTHON + "' '" +
+                                    CORVANE_WIRE_PEER_SCRIPT + "' '" + dir_.Path() + "' '" +
+                                    CORVANE_OPENSSL + "' > '" + ready + "' & echo $!",
+                                &pid);
+        pid_ = std::atoi(pid.c_str());
         std::string line;
-        pollfd entry{out[0], POLLIN, 0};
-        while (spawned == 0 && line.find('\n') == std::string::npos &&
-               ::poll(&entry, 1, 30000) > 0) {
-            char buffer[256];
-            const ssize_t n = ::read(out[0], buffer, sizeof(buffer));
-            if (n <= 0) {
-                break;
-            }
-            line.append(buffer, static_cast<std::size_t>(n));
+        for (int i = 0; i < 300 && line.find('\n') == std::string::npos; ++i) {
+            ::usleep(100000);
+            line = corvane::test::ReadFile(ready);
         }
-        ::close(out[0]);
         std::istringstream words(line);
         std::string word;
         words >> word;  // "ready"
@@ -75,11 +49,7 @@ public:
     ~Peers() {
         if (pid_ > 0) {
             ::kill(pid_, SIGTERM);
-            int status = 0;
-            ::waitpid(pid_, &status, 0);
         }
-        std::error_code ignored;
-        std::filesystem::remove_all(workdir_, ignored);
     }
 
     bool Ready() const { return ports_.count("http") == 1; }
@@ -89,14 +59,11 @@ public:
         return std::string(tls ? "https://" : "http://") + host + ":" +
                std::to_string(ports_.at(server)) + target;
     }
-    WMString File(const std::string& name) const {
-        const std::string file = workdir_ + "/" + name;
-        return WMString(file.begin(), file.end());
-    }
+    WMString File(const std::string& name) const { return corvane::test::Widen(dir_.File(name)); }
 
 private:
+    corvane::test::TempDir dir_;
     pid_t pid_ = -1;
-    std::string workdir_;
     std::map<std::string, int> ports_;
 };
 
@@ -216,6 +183,13 @@ TEST_F(Wire, KeepsOneConnectionPerEndpointAndHonoursClose) {
     EXPECT_EQ(Call(client, g_peers->Url("http", "/close")),
               "until close " + first.substr(5, first.find(' ') - 5));
     EXPECT_NE(Call(client, g_peers->Url("http", "/conn")), first);
+    // TLS connections are kept the same way.
+    WireHttpClient tls(options, 20000);
+    const std::string tlsFirst = Call(tls, g_peers->Url("tls", "/conn", "localhost"));
+    ASSERT_EQ(tlsFirst.substr(0, 5), "conn=") << tlsFirst;
+    EXPECT_EQ(Call(tls, g_peers->Url("tls", "/conn", "localhost")), tlsFirst);
+    EXPECT_EQ(Call(tls, g_peers->Url("tls", "/chunked", "localhost")).size(), 70015U);
+    EXPECT_EQ(Call(tls, g_peers->Url("tls", "/conn", "localhost")), tlsFirst);
     // Idle longer than allowed: closed, not reused.
     options.idleMilliseconds = 0;
     WireHttpClient impatient(options, 20000);
@@ -293,7 +267,11 @@ TEST_F(Wire, GoesThroughAProxyWithAbsoluteUrlsAndConnect) {
     EXPECT_EQ(Call(g_peers->Url("http", "/conn")).rfind("error: Invalid proxy URL", 0), 0U);
 }
 
-TEST_F(Wire, DeadlineEndsADrippingAnswer) {
+TEST_F(Wire, FailuresSayWhyAndTheDeadlineEndsADrippingAnswer) {
+    EXPECT_EQ(Call("http://127.0.0.1:1/"),
+              "error: Could not connect to 127.0.0.1:1: connection refused.");
+    EXPECT_EQ(Call("http://no-such-host.invalid/"),
+              "error: Could not resolve host no-such-host.invalid.");
     options.deadlineMilliseconds = 1000;
     const auto start = std::chrono::steady_clock::now();
     // Each byte comes well within the per-wait time-out: only the deadline can end the call.
@@ -312,13 +290,6 @@ TEST_F(Wire, AnswerAboveTheLimitFailsWhateverItsFraming) {
                   "error: The answer is larger than the limit of 1000 bytes.")
             << kind;
     }
-}
-
-TEST_F(Wire, RefusesAConnectionThatCannotBeMade) {
-    const std::string refused = Call("http://127.0.0.1:1/");
-    EXPECT_EQ(refused, "error: Could not connect to 127.0.0.1:1: connection refused.");
-    EXPECT_EQ(Call("http://no-such-host.invalid/"),
-              "error: Could not resolve host no-such-host.invalid.");
 }
 
 TEST_F(Wire, VerifiesTheServerCertificate) {
@@ -370,15 +341,6 @@ TEST_F(Wire, SendsTheClientCertificateWhenAsked) {
     EXPECT_EQ(Call(g_peers->Url("clientauth", "/conn", "localhost"))
                   .rfind("error: TLS: cannot use the client certificate", 0),
               0U);
-}
-
-TEST_F(Wire, KeepsTlsConnectionsToo) {
-    WireHttpClient client(options, 20000);
-    const std::string first = Call(client, g_peers->Url("tls", "/conn", "localhost"));
-    ASSERT_EQ(first.substr(0, 5), "conn=") << first;
-    EXPECT_EQ(Call(client, g_peers->Url("tls", "/conn", "localhost")), first);
-    EXPECT_EQ(Call(client, g_peers->Url("tls", "/chunked", "localhost")).size(), 70015U);
-    EXPECT_EQ(Call(client, g_peers->Url("tls", "/conn", "localhost")), first);
 }
 
 }  // namespace
