@@ -12,10 +12,6 @@ using namespace deser_test;
 
 namespace {
 
-WMSOAPWSDLClient& Calc() {
-    return Wsdl("../deserializer/calc.wsdl", u"Calc", u"CalcPort");
-}
-
 // An echo response whose return value (a Node) is `ret`, followed by independent elements.
 WMString EchoResponse(std::string const& ret, std::string const& independent) {
     return Envelope("<m:echoResponse xmlns:m='urn:calc'>" + ret + "</m:echoResponse>" +
@@ -30,6 +26,17 @@ std::string Node(std::string const& id, std::string const& inside) {
     return "<n id='" + id + "' SOAP-ENC:root='0'><value>1</value>" + inside + "</n>";
 }
 
+// `levels` levels of nodes l0.., each holding two references to the next.
+std::string Diamond(int levels) {
+    std::string shared;
+    for (int level = 0; level < levels; ++level) {
+        std::string const next = "#l" + std::to_string(level + 1);
+        shared += Node("l" + std::to_string(level),
+                       "<next href='" + next + "'/><other href='" + next + "'/>");
+    }
+    return shared + Node("l" + std::to_string(levels), "");
+}
+
 struct Hostile {
     char const* what;
     std::string ret;
@@ -38,13 +45,6 @@ struct Hostile {
 };
 
 std::vector<Hostile> Cases() {
-    std::string shared;  // 30 levels, each holding two references to the next
-    for (int level = 0; level < 30; ++level) {
-        std::string const next = "#l" + std::to_string(level + 1);
-        shared += Node("l" + std::to_string(level),
-                       "<next href='" + next + "'/><other href='" + next + "'/>");
-    }
-    shared += Node("l30", "");
     std::string chain;  // independent elements nested by reference beyond the depth limit
     int const deep = WMXMLParser::kMaxNestingDepth + 20;
     for (int level = 0; level < deep; ++level) {
@@ -63,7 +63,7 @@ std::vector<Hostile> Cases() {
          Node("a", "<next href='#b'/>") + Node("b", "<next href='#c'/>") +
              Node("c", "<next href='#a'/>"),
          "Method parameter: 'return' has invalid reference."},
-        {"shared", "<return href='#l0'/>", shared,
+        {"shared", "<return href='#l0'/>", Diamond(30),
          "Failed to convert parameter: 'return' in Response Body."},
         {"deep", "<return href='#c0'/>", chain,
          "Failed to convert parameter: 'return' in Response Body."},
@@ -108,16 +108,9 @@ TEST(HostileRequests, CyclesExpansionAndDepthEndInFaults) {
 
 TEST(HostileResponses, SharedReferencesWithinTheBudgetAreExpanded) {
     // A diamond of modest size is legitimate and reads completely.
-    std::string shared;
-    for (int level = 0; level < 6; ++level) {
-        std::string const next = "#l" + std::to_string(level + 1);
-        shared += Node("l" + std::to_string(level),
-                       "<next href='" + next + "'/><other href='" + next + "'/>");
-    }
-    shared += Node("l6", "");
     WMSOAPMessage message;
     ASSERT_FALSE(
-        DecodeResponse(message, Calc(), u"echo", EchoResponse("<return href='#l0'/>", shared)));
+        DecodeResponse(message, Calc(), u"echo", EchoResponse("<return href='#l0'/>", Diamond(6))));
     std::string const shown = Show(message.GetReturnValue());
     std::size_t leaves = 0;
     for (std::size_t at = shown.find("value=1"); at != std::string::npos;

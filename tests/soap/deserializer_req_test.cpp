@@ -9,10 +9,6 @@ using namespace deser_test;
 
 namespace {
 
-WMSOAPWSDLClient& Calc() {
-    return Wsdl("../deserializer/calc.wsdl", u"Calc", u"CalcPort");
-}
-
 WMString CalcRequest(std::string const& method, std::string const& params,
                      std::string const& header = std::string()) {
     return Envelope("<m:" + method + " xmlns:m='urn:calc'>" + params + "</m:" + method + ">",

@@ -111,10 +111,6 @@ TEST(ResponseBody, LiteralBodyCarriesItsEffectiveEncoding) {
     EXPECT_NE(text.find("<r xsi:type=\"xsd:int\">5</r>"), std::string::npos) << text;
 }
 
-WMSOAPWSDLClient& Calc() {
-    return Wsdl("../deserializer/calc.wsdl", u"Calc", u"CalcPort");
-}
-
 TEST(ResponseHeaders, LiteralEncodedAndActorHandling) {
     WMSOAPMessage message;
     message.SetActorURI(u"urn:me");

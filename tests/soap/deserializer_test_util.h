@@ -73,6 +73,10 @@ inline WMSOAPWSDLClient& Round2GroupB() {
     return Wsdl("round2_groupB.wsdl", u"interopLabB", u"interopTestPortB");
 }
 
+inline WMSOAPWSDLClient& Calc() {
+    return Wsdl("../deserializer/calc.wsdl", u"Calc", u"CalcPort");
+}
+
 inline WMSOAPWSDLClient& Edges() {
     return Wsdl("../serializer/edges.wsdl", u"EdgesService", u"EdgesPort");
 }

@@ -47,10 +47,6 @@ Outcome Catch(Operation operation) {
     return outcome;
 }
 
-WMSOAPWSDLClient& Calc() {
-    return Wsdl("../deserializer/calc.wsdl", u"Calc", u"CalcPort");
-}
-
 struct Case {
     bool request;
     WMSOAPWSDLClient& (*wsdl)();
