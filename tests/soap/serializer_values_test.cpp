@@ -67,28 +67,30 @@ WMSOAPStructType SoapStruct(WMString const& s, int i, double f) {
 }
 
 TEST(SerializerBuiltIn, EveryBuiltInIsTypedAsStringInItsSchemaNamespace) {
-    EXPECT_EQ(Param(Round2Base(), u"echoInteger", u"inputInteger", WMSOAPStructMember(u"i", 42)),
-              u"<inputInteger" TYPED u">42</inputInteger>");
-    EXPECT_EQ(Param(Round2Base(), u"echoInteger", u"inputInteger",
-                    WMSOAPStructMember(u"i", std::int32_t{-2147483647 - 1})),
-              u"<inputInteger" TYPED u">-2147483648</inputInteger>");
-    // Doubles always with six decimals: precision below a millionth is lost.
-    EXPECT_EQ(Param(Round2Base(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 0.1)),
-              u"<inputFloat" TYPED u">0.100000</inputFloat>");
-    EXPECT_EQ(Param(Round2Base(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 1e-9)),
-              u"<inputFloat" TYPED u">0.000000</inputFloat>");
-    EXPECT_EQ(Param(Round2Base(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", -1.5e7)),
-              u"<inputFloat" TYPED u">-15000000.000000</inputFloat>");
-    // A date part takes a double as a plain number too.
-    EXPECT_EQ(Param(Round2Base(), u"echoDate", u"inputDate", WMSOAPStructMember(u"d", 36526.5)),
-              u"<inputDate" TYPED u">36526.500000</inputDate>");
-    // An empty string is no content.
-    EXPECT_EQ(Param(Round2Base(), u"echoString", u"inputString", WMSOAPStructMember(u"s", u"")),
-              u"<inputString" TYPED u" />");
-    // A struct or array value for a built-in part writes its (empty) string slot.
-    EXPECT_EQ(Param(Round2Base(), u"echoBoolean", u"inputBoolean",
-                    WMSOAPStructMember(u"b", WMSOAPStructType())),
-              u"<inputBoolean" TYPED u" />");
+    struct Case {
+        char16_t const* part;  // echo<Part> takes input<Part>
+        WMSOAPStructMember value;
+        char16_t const* content;  // null: no content
+    } const cases[] = {
+        {u"Integer", WMSOAPStructMember(u"i", 42), u"42"},
+        {u"Integer", WMSOAPStructMember(u"i", std::int32_t{-2147483647 - 1}), u"-2147483648"},
+        // Doubles always with six decimals: precision below a millionth is lost.
+        {u"Float", WMSOAPStructMember(u"f", 0.1), u"0.100000"},
+        {u"Float", WMSOAPStructMember(u"f", 1e-9), u"0.000000"},
+        {u"Float", WMSOAPStructMember(u"f", -1.5e7), u"-15000000.000000"},
+        // A date part takes a double as a plain number too.
+        {u"Date", WMSOAPStructMember(u"d", 36526.5), u"36526.500000"},
+        // An empty string is no content.
+        {u"String", WMSOAPStructMember(u"s", u""), nullptr},
+        // A struct or array value for a built-in part writes its (empty) string slot.
+        {u"Boolean", WMSOAPStructMember(u"b", WMSOAPStructType()), nullptr},
+    };
+    for (Case const& c : cases) {
+        WMString const part = WMString(u"input") + c.part;
+        WMString const open = u"<" + part + TYPED;
+        EXPECT_EQ(Param(Round2Base(), WMString(u"echo") + c.part, part, c.value),
+                  c.content ? open + u">" + c.content + u"</" + part + u">" : open + u" />");
+    }
 }
 
 TEST(SerializerBuiltIn, NilFollowsTheSchemaNamespace) {
