@@ -70,13 +70,8 @@ TEST(ResponseFaults, PeerFaultsAreRecordedWithTheirDetail) {
         EXPECT_EQ(message.GetNumMethodParams(), 0);
         EXPECT_EQ(Show(message.GetReturnValue()), "nil");
         ASSERT_EQ(message.GetNumFaultDetailElems(), 1);
-        WMString ns;
-        WMString name;
         WMSOAPStructMember value;
-        long position = 0;
-        ASSERT_TRUE(message.GetFirstFaultDetailElem(ns, name, value, position));
-        EXPECT_EQ(Narrow(name), "faultDetail");
-        EXPECT_EQ(Narrow(ns), "http://soapinterop.org/");
+        ASSERT_TRUE(message.GetFaultDetailElem(u"http://soapinterop.org/", u"faultDetail", value));
         EXPECT_EQ(Show(value), "{varString=\"raise-fault\",varInt=42,varFloat=0.5}");
     }
     WMSOAPMessage message;

@@ -146,21 +146,18 @@ TEST(FaultDelivery, ExportedDeserializersThrowTheSameHeapFault) {
         WMSOAPMessage message;
         message.SetBuffer(c.text);
         message.SetMethodName(Wide(c.operation));
-        if (c.request) {
-            WMSOAPReqDeserializer reader;
-            ExpectFault(Catch([&] {
+        ExpectFault(Catch([&] {
+                        if (c.request) {
+                            WMSOAPReqDeserializer reader;
                             reader.Deserialize(message, c.wsdl());
                             reader.ProcessRPCRequest(message, c.wsdl());
-                        }),
-                        c);
-        } else {
-            WMSOAPRespDeserializer reader;
-            ExpectFault(Catch([&] {
+                        } else {
+                            WMSOAPRespDeserializer reader;
                             reader.Deserialize(message, c.wsdl());
                             reader.ProcessRPCResponse(message, c.wsdl());
-                        }),
-                        c);
-        }
+                        }
+                    }),
+                    c);
     }
 }
 
