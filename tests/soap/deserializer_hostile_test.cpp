@@ -39,12 +39,12 @@ std::string Diamond(int levels) {
 
 struct Hostile {
     char const* what;
-    std::string ret;
+    std::string value;  // of the parameter `name`
     std::string independent;
-    char const* text;
+    bool badReference;  // else too deep or too large to convert
 };
 
-std::vector<Hostile> Cases() {
+std::vector<Hostile> Cases(std::string const& name) {
     std::string chain;  // independent elements nested by reference beyond the depth limit
     int const deep = WMXMLParser::kMaxNestingDepth + 20;
     for (int level = 0; level < deep; ++level) {
@@ -53,56 +53,43 @@ std::vector<Hostile> Cases() {
     }
     chain += Node("c" + std::to_string(deep), "");
     return {
-        {"self", "<return id='r' href='#r'/>", "",
-         "Method parameter: 'return' has invalid reference."},
+        {"self", "<" + name + " id='r' href='#r'/>", "", true},
         {"ancestor",
-         "<return id='r'><value>1</value><next><value>2</value><next href='#r'/>"
-         "</next></return>",
-         "", "Method parameter: 'return' has invalid reference."},
-        {"ring", "<return href='#a'/>",
+         "<" + name + " id='r'><value>1</value><next><value>2</value><next href='#r'/></next></" +
+             name + ">",
+         "", true},
+        {"ring", "<" + name + " href='#a'/>",
          Node("a", "<next href='#b'/>") + Node("b", "<next href='#c'/>") +
              Node("c", "<next href='#a'/>"),
-         "Method parameter: 'return' has invalid reference."},
-        {"shared", "<return href='#l0'/>", Diamond(30),
-         "Failed to convert parameter: 'return' in Response Body."},
-        {"deep", "<return href='#c0'/>", chain,
-         "Failed to convert parameter: 'return' in Response Body."},
+         true},
+        {"shared", "<" + name + " href='#l0'/>", Diamond(30), false},
+        {"deep", "<" + name + " href='#c0'/>", chain, false},
     };
 }
 
-TEST(HostileResponses, CyclesExpansionAndDepthEndInFaults) {
-    for (Hostile const& c : Cases()) {
-        SCOPED_TRACE(c.what);
+TEST(HostileReferences, CyclesExpansionAndDepthEndInFaults) {
+    for (Hostile const& c : Cases("return")) {
+        SCOPED_TRACE(std::string("response ") + c.what);
         WMSOAPMessage message;
         auto const thrown =
-            DecodeResponse(message, Calc(), u"echo", EchoResponse(c.ret, c.independent));
+            DecodeResponse(message, Calc(), u"echo", EchoResponse(c.value, c.independent));
         ASSERT_TRUE(thrown);
         EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-        EXPECT_EQ(thrown->text, c.text);
+        EXPECT_EQ(thrown->text, c.badReference
+                                    ? "Method parameter: 'return' has invalid reference."
+                                    : "Failed to convert parameter: 'return' in Response Body.");
     }
-}
-
-TEST(HostileRequests, CyclesExpansionAndDepthEndInFaults) {
-    for (Hostile c : Cases()) {
-        SCOPED_TRACE(c.what);
-        // The same values as the request's "node" parameter.
-        std::string node = c.ret;
-        node.replace(1, 6, "node");
-        if (node.size() > 9 && node.compare(node.size() - 9, 9, "</return>") == 0) {
-            node.replace(node.size() - 9, 9, "</node>");
-        }
+    // The same values as the request's "node" parameter.
+    for (Hostile const& c : Cases("node")) {
+        SCOPED_TRACE(std::string("request ") + c.what);
         WMSOAPMessage message;
         auto const thrown =
-            DecodeRequest(message, Calc(), u"\"\"", EchoRequest(node, c.independent));
+            DecodeRequest(message, Calc(), u"\"\"", EchoRequest(c.value, c.independent));
         ASSERT_TRUE(thrown);
         EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-        std::string expected = c.text;
-        if (expected.rfind("Method parameter", 0) == 0) {
-            expected = "Parameter: 'node' has invalid reference.";
-        } else {
-            expected = "Failed to convert parameter: 'node' in Request Body.";
-        }
-        EXPECT_EQ(thrown->text, expected);
+        EXPECT_EQ(thrown->text, c.badReference
+                                    ? "Parameter: 'node' has invalid reference."
+                                    : "Failed to convert parameter: 'node' in Request Body.");
     }
 }
 
