@@ -20,7 +20,6 @@
 namespace deser_test {
 
 using corvane::test::Show;
-using corvane::test::ShowStruct;
 
 using corvane::test::DataPath;
 
