@@ -16,27 +16,14 @@ WMString CalcRequest(std::string const& method, std::string const& params,
 }
 
 TEST(RequestCaptures, ClientRequestsDecodeOnTheServerSide) {
-    struct Case {
-        char const* file;
-        char const* params;
-    } const cases[] = {
-        {"base/echoString.xml", "inputString<=\"Hello <world> & \"peers\"\""},
-        {"base/echoInteger.xml", "inputInteger<=-42"},
-        {"base/echoFloat.xml", "inputFloat<=1.5"},
-        {"base/echoStruct.xml", "inputStruct<={varString=\"struct text\",varInt=7,varFloat=0.25}"},
-        {"base/echoStructArray.xml",
-         "inputStructArray<=[{item={varString=\"first\",varInt=1,varFloat=1}},"
-         "{item={varString=\"second\",varInt=2,varFloat=2.5}}]"},
-        {"base/echoVoid.xml", ""},
-    };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.file);
+    for (auto const& row : corvane::test::ReadTable("expected/soap/requests.txt")) {
+        SCOPED_TRACE(row.where);
         WMSOAPMessage message;
         auto const thrown = DecodeRequest(message, Round2Base(), u"\"http://\"",
-                                          ReadText(std::string("../peers/requests/") + c.file));
+                                          ReadText("../peers/requests/" + row.input));
         ASSERT_FALSE(thrown) << thrown->code << " " << thrown->text;
         EXPECT_EQ(Narrow(message.GetMethodNS()), "http://soapinterop.org/");
-        EXPECT_EQ(ShowParams(message), c.params);
+        EXPECT_EQ(ShowParams(message), row.expected);
     }
 }
 
