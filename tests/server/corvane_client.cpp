@@ -160,11 +160,10 @@ int main(int argc, char** argv) {
     Check("echoNestedArray",
           "{varString=\"outer\",varInt=1,varFloat=1.5,varArray=[{item=\"p\"},{item=\"q\"}]}",
           g.Call(u"echoNestedArray", {M(u"inputStruct", withArray)}));
-    Check("echo2DStringArray", "[{item=\"a\"},{item=\"b\"},{item=\"c\"},{item=\"d\"}]",
-          g.Call(u"echo2DStringArray",
-                 {M(u"input2DStringArray",
-                    Items({M(u"item", WMString(u"a")), M(u"item", WMString(u"b")),
-                           M(u"item", WMString(u"c")), M(u"item", WMString(u"d"))}))}));
+    g.Echo(u"2DStringArray",
+           M(u"", Items({M(u"item", WMString(u"a")), M(u"item", WMString(u"b")),
+                         M(u"item", WMString(u"c")), M(u"item", WMString(u"d"))})),
+           "[{item=\"a\"},{item=\"b\"},{item=\"c\"},{item=\"d\"}]");
 
     std::cout << passed << " passed, " << failed << " failed\n";
     return failed == 0 ? 0 : 1;

@@ -117,9 +117,7 @@ TEST(ServerCall, OutputParametersAndReturnValueFollowTheParameterOrder) {
     std::size_t const text = body.find(">s</outputString>");
     std::size_t const integer = body.find(">3</outputInteger>");
     std::size_t const real = body.find(">0.500000</outputFloat>");
-    ASSERT_NE(text, std::string::npos);
-    ASSERT_NE(integer, std::string::npos);
-    ASSERT_NE(real, std::string::npos);
+    ASSERT_NE(real, std::string::npos);  // the other two then must come before it, in order
     EXPECT_LT(text, integer);
     EXPECT_LT(integer, real);
 }
