@@ -14,7 +14,6 @@
 
 #include "soap/deserializer_test_util.h"
 
-#define ENC u"http://schemas.xmlsoap.org/soap/encoding/"
 #define XSD u"http://www.w3.org/2001/XMLSchema"
 #define XSI u"http://www.w3.org/2001/XMLSchema-instance"
 #define TYPED u" xsi:type=\"ns:string\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\""
@@ -215,17 +214,15 @@ TEST(SerializerDates, AutomationDatesAsSchemaTexts) {
 }
 
 TEST(SerializerNamespaces, SchemaAndEncodingTests) {
-    EXPECT_TRUE(WMSOAPSerializer::IsXSDType(XSD));
-    EXPECT_TRUE(WMSOAPSerializer::IsXSDType(u"http://www.w3.org/1999/XMLSchema"));
-    EXPECT_TRUE(WMSOAPSerializer::IsXSDType(u"http://www.w3.org/2000/10/XMLSchema"));
-    EXPECT_FALSE(WMSOAPSerializer::IsXSDType(XSD u"/"));
-    EXPECT_FALSE(WMSOAPSerializer::IsXSDType(ENC));
-    EXPECT_TRUE(WMSOAPSerializer::IsSoapEncType(ENC));
-    EXPECT_FALSE(WMSOAPSerializer::IsSoapEncType(u"http://schemas.xmlsoap.org/soap/encoding"));
-    EXPECT_EQ(WMString(WMSOAPSerializer::GetXSDInstanceNS(XSD)), XSI);
-    EXPECT_EQ(WMString(WMSOAPSerializer::GetXSDInstanceNS(u"http://www.w3.org/2000/10/XMLSchema")),
-              u"http://www.w3.org/2000/10/XMLSchema-instance");
-    EXPECT_EQ(WMSOAPSerializer::GetXSDInstanceNS(ENC), nullptr);
+    for (auto const& row : corvane::test::ReadTable("expected/soap/namespaces.txt")) {
+        SCOPED_TRACE(row.where);
+        WMString const uri = deser_test::Wide(row.input);
+        char16_t const* instance = WMSOAPSerializer::GetXSDInstanceNS(uri);
+        EXPECT_EQ(std::to_string(WMSOAPSerializer::IsXSDType(uri)) + " " +
+                      std::to_string(WMSOAPSerializer::IsSoapEncType(uri)) + " " +
+                      (instance ? deser_test::Narrow(instance) : "-"),
+                  row.expected);
+    }
 }
 
 }  // namespace
