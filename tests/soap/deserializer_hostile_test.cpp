@@ -12,10 +12,6 @@ using namespace deser_test;
 
 namespace {
 
-WMSOAPWSDLClient& Calc() {
-    return Wsdl("../deserializer/calc.wsdl", u"Calc", u"CalcPort");
-}
-
 // An echo response whose return value (a Node) is `ret`, followed by independent elements.
 WMString EchoResponse(std::string const& ret, std::string const& independent) {
     return Envelope("<m:echoResponse xmlns:m='urn:calc'>" + ret + "</m:echoResponse>" +
@@ -30,21 +26,25 @@ std::string Node(std::string const& id, std::string const& inside) {
     return "<n id='" + id + "' SOAP-ENC:root='0'><value>1</value>" + inside + "</n>";
 }
 
-struct Hostile {
-    char const* what;
-    std::string ret;
-    std::string independent;
-    char const* text;
-};
-
-std::vector<Hostile> Cases() {
-    std::string shared;  // 30 levels, each holding two references to the next
-    for (int level = 0; level < 30; ++level) {
+// `levels` levels of nodes l0.., each holding two references to the next.
+std::string Diamond(int levels) {
+    std::string shared;
+    for (int level = 0; level < levels; ++level) {
         std::string const next = "#l" + std::to_string(level + 1);
         shared += Node("l" + std::to_string(level),
                        "<next href='" + next + "'/><other href='" + next + "'/>");
     }
-    shared += Node("l30", "");
+    return shared + Node("l" + std::to_string(levels), "");
+}
+
+struct Hostile {
+    char const* what;
+    std::string value;  // of the parameter `name`
+    std::string independent;
+    bool badReference;  // else too deep or too large to convert
+};
+
+std::vector<Hostile> Cases(std::string const& name) {
     std::string chain;  // independent elements nested by reference beyond the depth limit
     int const deep = WMXMLParser::kMaxNestingDepth + 20;
     for (int level = 0; level < deep; ++level) {
@@ -53,71 +53,51 @@ std::vector<Hostile> Cases() {
     }
     chain += Node("c" + std::to_string(deep), "");
     return {
-        {"self", "<return id='r' href='#r'/>", "",
-         "Method parameter: 'return' has invalid reference."},
+        {"self", "<" + name + " id='r' href='#r'/>", "", true},
         {"ancestor",
-         "<return id='r'><value>1</value><next><value>2</value><next href='#r'/>"
-         "</next></return>",
-         "", "Method parameter: 'return' has invalid reference."},
-        {"ring", "<return href='#a'/>",
+         "<" + name + " id='r'><value>1</value><next><value>2</value><next href='#r'/></next></" +
+             name + ">",
+         "", true},
+        {"ring", "<" + name + " href='#a'/>",
          Node("a", "<next href='#b'/>") + Node("b", "<next href='#c'/>") +
              Node("c", "<next href='#a'/>"),
-         "Method parameter: 'return' has invalid reference."},
-        {"shared", "<return href='#l0'/>", shared,
-         "Failed to convert parameter: 'return' in Response Body."},
-        {"deep", "<return href='#c0'/>", chain,
-         "Failed to convert parameter: 'return' in Response Body."},
+         true},
+        {"shared", "<" + name + " href='#l0'/>", Diamond(30), false},
+        {"deep", "<" + name + " href='#c0'/>", chain, false},
     };
 }
 
-TEST(HostileResponses, CyclesExpansionAndDepthEndInFaults) {
-    for (Hostile const& c : Cases()) {
-        SCOPED_TRACE(c.what);
+TEST(HostileReferences, CyclesExpansionAndDepthEndInFaults) {
+    for (Hostile const& c : Cases("return")) {
+        SCOPED_TRACE(std::string("response ") + c.what);
         WMSOAPMessage message;
         auto const thrown =
-            DecodeResponse(message, Calc(), u"echo", EchoResponse(c.ret, c.independent));
+            DecodeResponse(message, Calc(), u"echo", EchoResponse(c.value, c.independent));
         ASSERT_TRUE(thrown);
         EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-        EXPECT_EQ(thrown->text, c.text);
+        EXPECT_EQ(thrown->text, c.badReference
+                                    ? "Method parameter: 'return' has invalid reference."
+                                    : "Failed to convert parameter: 'return' in Response Body.");
     }
-}
-
-TEST(HostileRequests, CyclesExpansionAndDepthEndInFaults) {
-    for (Hostile c : Cases()) {
-        SCOPED_TRACE(c.what);
-        // The same values as the request's "node" parameter.
-        std::string node = c.ret;
-        node.replace(1, 6, "node");
-        if (node.size() > 9 && node.compare(node.size() - 9, 9, "</return>") == 0) {
-            node.replace(node.size() - 9, 9, "</node>");
-        }
+    // The same values as the request's "node" parameter.
+    for (Hostile const& c : Cases("node")) {
+        SCOPED_TRACE(std::string("request ") + c.what);
         WMSOAPMessage message;
         auto const thrown =
-            DecodeRequest(message, Calc(), u"\"\"", EchoRequest(node, c.independent));
+            DecodeRequest(message, Calc(), u"\"\"", EchoRequest(c.value, c.independent));
         ASSERT_TRUE(thrown);
         EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-        std::string expected = c.text;
-        if (expected.rfind("Method parameter", 0) == 0) {
-            expected = "Parameter: 'node' has invalid reference.";
-        } else {
-            expected = "Failed to convert parameter: 'node' in Request Body.";
-        }
-        EXPECT_EQ(thrown->text, expected);
+        EXPECT_EQ(thrown->text, c.badReference
+                                    ? "Parameter: 'node' has invalid reference."
+                                    : "Failed to convert parameter: 'node' in Request Body.");
     }
 }
 
 TEST(HostileResponses, SharedReferencesWithinTheBudgetAreExpanded) {
     // A diamond of modest size is legitimate and reads completely.
-    std::string shared;
-    for (int level = 0; level < 6; ++level) {
-        std::string const next = "#l" + std::to_string(level + 1);
-        shared += Node("l" + std::to_string(level),
-                       "<next href='" + next + "'/><other href='" + next + "'/>");
-    }
-    shared += Node("l6", "");
     WMSOAPMessage message;
     ASSERT_FALSE(
-        DecodeResponse(message, Calc(), u"echo", EchoResponse("<return href='#l0'/>", shared)));
+        DecodeResponse(message, Calc(), u"echo", EchoResponse("<return href='#l0'/>", Diamond(6))));
     std::string const shown = Show(message.GetReturnValue());
     std::size_t leaves = 0;
     for (std::size_t at = shown.find("value=1"); at != std::string::npos;

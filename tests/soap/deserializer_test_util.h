@@ -20,7 +20,6 @@
 namespace deser_test {
 
 using corvane::test::Show;
-using corvane::test::ShowStruct;
 
 using corvane::test::DataPath;
 
@@ -71,6 +70,10 @@ inline WMSOAPWSDLClient& Round2Base() {
 
 inline WMSOAPWSDLClient& Round2GroupB() {
     return Wsdl("round2_groupB.wsdl", u"interopLabB", u"interopTestPortB");
+}
+
+inline WMSOAPWSDLClient& Calc() {
+    return Wsdl("../deserializer/calc.wsdl", u"Calc", u"CalcPort");
 }
 
 inline WMSOAPWSDLClient& Edges() {

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "soap/deserializer_text.h"
 #include "soap/parse_handlers.h"
@@ -118,15 +119,13 @@ TEST(DateAndTime, DateTimeWithZones) {
 TEST(DateAndTime, TimeAndDate) {
     Probe probe;
     double result = 0.0;
-    Element plus(u"12:00:00+01:00");
-    ASSERT_TRUE(probe.DeserializeTime(&plus.handler, &result));
-    EXPECT_DOUBLE_EQ(result, 1.0 + 11.0 / 24);
-    Element minus(u"12:00:00-01:00");
-    ASSERT_TRUE(probe.DeserializeTime(&minus.handler, &result));
-    EXPECT_DOUBLE_EQ(result, 13.0 / 24);
-    Element zulu(u"06:00:00Z");
-    ASSERT_TRUE(probe.DeserializeTime(&zulu.handler, &result));
-    EXPECT_DOUBLE_EQ(result, 0.25);
+    std::pair<WMString, double> const times[] = {
+        {u"12:00:00+01:00", 1.0 + 11.0 / 24}, {u"12:00:00-01:00", 13.0 / 24}, {u"06:00:00Z", 0.25}};
+    for (auto const& [text, expected] : times) {
+        Element element(text);
+        ASSERT_TRUE(probe.DeserializeTime(&element.handler, &result));
+        EXPECT_DOUBLE_EQ(result, expected);
+    }
 
     Element date(u"2000-02-29trailing");
     ASSERT_TRUE(probe.DeserializeDate(&date.handler, &result));

@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -46,130 +47,64 @@ Outcome Catch(Operation operation) {
     return outcome;
 }
 
-WMSOAPWSDLClient& Calc() {
-    return Wsdl("../deserializer/calc.wsdl", u"Calc", u"CalcPort");
-}
-
-enum class Side { kResponse, kRequest };
-
 struct Case {
-    Side side;
+    bool request;
     WMSOAPWSDLClient& (*wsdl)();
-    char const* operation;
-    char const* soapAction;  // request side only
+    std::string operation;
+    std::string soapAction;  // request side only
     WMString text;
-    char const* code;
-    char const* string;
+    std::string code;
+    std::string string;
     bool flag;
     // Raised by WMSOAPMessage::ProcessRPC itself, not by a deserializer.
     bool messageOnly;
 };
 
-WMString Method(char const* name, std::string const& params, std::string const& header = "") {
-    std::string const element = std::string("m:") + name;
-    return Envelope("<" + element + " xmlns:m='urn:calc'>" + params + "</" + element + ">", header);
+// The fields of `text` between '|', without the spaces around them.
+std::vector<std::string> Fields(std::string const& text) {
+    std::vector<std::string> fields;
+    std::istringstream in(text);
+    for (std::string field; std::getline(in, field, '|');) {
+        std::size_t const first = field.find_first_not_of(' ');
+        fields.push_back(first == std::string::npos
+                             ? ""
+                             : field.substr(first, field.find_last_not_of(' ') + 1 - first));
+    }
+    fields.resize(3);
+    return fields;
 }
 
 // One case of each place that raises a fault while an envelope is read, on both sides.
 std::vector<Case> const& Cases() {
-    static std::vector<Case> const cases = {
-        // The parser's line number, turned into a fault.
-        {Side::kResponse, Round2Base, "echoString", "", u"<a>\n<b></a>", "SOAP-ENV:Server",
-         "XML Parser: Parse Error on Line 2.", false, false},
-        {Side::kRequest, Calc, "add", "\"urn:calc#add\"", u"<broken", "SOAP-ENV:Server",
-         "XML Parser: Parse Error on Line 1.", false, false},
-        // The parse handlers.
-        {Side::kResponse, Round2Base, "echoString", "",
-         u"<e:Envelope xmlns:e='http://www.w3.org/2003/05/soap-envelope'/>",
-         "SOAP-ENV:VersionMismatch", "SOAP Version Mismatch", false, false},
-        {Side::kResponse, Round2Base, "echoString", "",
-         Envelope("<ns1:echoStringResponse><r xsi:type='q:string'>a</r>"
-                  "</ns1:echoStringResponse>"),
-         "SOAP-ENV:Client",
-         "Encountered undeclared namespace prefix for attribute 'type' on element.", true, false},
-        {Side::kRequest, Calc, "add", "\"urn:calc#add\"", Method("add", "<x xsi:type='int'>1</x>"),
-         "SOAP-ENV:Client", "Encountered unresolvable namespace for attribute 'type' on element.",
-         true, false},
-        {Side::kResponse, Round2Base, "echoStringArray", "",
-         Envelope("<ns1:echoStringArrayResponse><r SOAP-ENC:arrayType='q:string[1]'/>"
-                  "</ns1:echoStringArrayResponse>"),
-         "SOAP-ENV:Client",
-         "Encountered undeclared namespace prefix for attribute 'arrayType' on element..", true,
-         false},
-        {Side::kRequest, Calc, "add", "\"urn:calc#add\"",
-         Method("add", "<x SOAP-ENC:offset='[1]'>1</x>"), "SOAP-ENV:Client",
-         "Invalid value for attribute 'offset' or 'arrayType' on element.", true, false},
-        // The response deserializer.
-        {Side::kResponse, Calc, "add", "",
-         Method("addResponse", "", "<h:info xmlns:h='urn:hdr'><a>1</a><c>2</c></h:info>"),
-         "SOAP-ENV:Server", "Failed to convert element: 'info' in Response header.", false, false},
-        {Side::kResponse, Calc, "add", "",
-         Envelope("<SOAP-ENV:Fault><faultcode>c</faultcode><detail><overflow href='#gone'/>"
-                  "</detail></SOAP-ENV:Fault>"),
-         "SOAP-ENV:Client", "Fault detail: 'overflow' has invalid reference.", false, false},
-        {Side::kResponse, Round2Base, "echoString", "",
-         Envelope("<ns1:echoStringResponse><outputString href='#none'/>"
-                  "</ns1:echoStringResponse>"),
-         "SOAP-ENV:Server", "Method parameter: 'outputString' has invalid reference.", false,
-         false},
-        {Side::kResponse, Round2Base, "echoStruct", "",
-         Envelope("<ns1:echoStructResponse><outputStruct><bogus>1</bogus></outputStruct>"
-                  "</ns1:echoStructResponse>"),
-         "SOAP-ENV:Server", "Failed to convert parameter: 'outputStruct' in Response Body.", false,
-         false},
-        {Side::kResponse, Round2Base, "echoString", "",
-         Envelope("<ns1:echoStringResponse><outputString xsi:type='xsd:string'>a</outputString>"
-                  "<stray>b</stray></ns1:echoStringResponse>"),
-         "SOAP-ENV:Server", "Method parameter: 'stray' not properly defined in WSDL file.", false,
-         false},
-        {Side::kResponse, Round2Base, "echoStringArray", "",
-         Envelope("<ns1:echoStringArrayResponse><outputStringArray SOAP-ENC:arrayType='xsd:int[1]'>"
-                  "<item>1</item></outputStringArray></ns1:echoStringArrayResponse>"),
-         "SOAP-ENV:Server", "Failed to convert parameter: 'outputStringArray' in Response Body.",
-         false, false},
-        {Side::kResponse, Calc, "add", "",
-         Method("addResponse", "", "<h:status xmlns:h='urn:hdr' xsi:type='xsd:int'>2</h:status>"),
-         "SOAP-ENV:Server",
-         "Header entry: 'status' explicit typing conflicts with definition in WSDL file.", false,
-         false},
-        {Side::kResponse, Calc, "add", "",
-         Method("addResponse", "", "<h:status xmlns:h='urn:hdr' href='#nowhere'/>"),
-         "SOAP-ENV:Server", "Header entry: 'status' has invalid reference.", false, false},
-        // A reference to itself is no value either.
-        {Side::kResponse, Calc, "add", "",
-         Method("addResponse", "", "<h:status xmlns:h='urn:hdr' href='#self' id='self'/>"),
-         "SOAP-ENV:Server", "Header entry: 'status' has invalid reference.", false, false},
-        {Side::kResponse, Calc, "add", "",
-         Envelope("<SOAP-ENV:Fault><faultcode>c</faultcode><detail><limit xsi:type='xsd:string'>1"
-                  "</limit></detail></SOAP-ENV:Fault>"),
-         "SOAP-ENV:Client",
-         "Fault detail: 'limit' explicit typing conflicts with definition in WSDL file.", false,
-         false},
-        // The request deserializer.
-        {Side::kRequest, Calc, "add", "\"urn:calc#add\"", Method("add", "<x href='#none'/>"),
-         "SOAP-ENV:Server", "Parameter: 'x' has invalid reference.", false, false},
-        {Side::kRequest, Calc, "echo", "\"\"",
-         Method("echo", "<pairs SOAP-ENC:arrayType='xsd:int[1]'><i>1</i></pairs>"),
-         "SOAP-ENV:Server", "Failed to convert parameter: 'pairs' in Request Body.", false, false},
-        {Side::kRequest, Calc, "add", "\"urn:calc#add\"",
-         Method("add", "<x>1</x>", "<h:token xmlns:h='urn:hdr' xsi:type='xsd:string'>1</h:token>"),
-         "SOAP-ENV:Client",
-         "Header entry: 'token' explicit typing conflicts with definition in WSDL file.", false,
-         false},
-        {Side::kRequest, Calc, "add", "\"urn:calc#add\"", Envelope(""), "SOAP-ENV:Client",
-         "Unable to process RPC representation in SOAP message.", false, false},
-        {Side::kRequest, Calc, "add", "\"urn:calc#add\"",
-         Method("add", "<x>1</x>", "<h:token xmlns:h='urn:hdr' href='#x'/>"), "SOAP-ENV:Client",
-         "Header entry: 'token' has invalid reference.", false, false},
-        {Side::kRequest, Calc, "add", "\"urn:calc#add\"", Method("add", "<z>1</z>"),
-         "SOAP-ENV:Server", "Method parameter: 'z' not properly defined in WSDL file.", false,
-         false},
-        // The message's own checks of a request.
-        {Side::kRequest, Calc, "add", "urn:calc#add", Method("add", "<x>1</x>"), "SOAP-ENV:Client",
-         "Unrecognized 'SOAPAction' HTTP header received.", false, true},
-        {Side::kRequest, Calc, "subtract", "\"\"", Method("subtract", "<x>1</x>"),
-         "SOAP-ENV:Client", "Unrecognized method call received.", false, true},
-    };
+    static std::vector<Case> const cases = [] {
+        std::vector<Case> read;
+        for (auto const& row : corvane::test::ReadTable("expected/soap/faults.txt")) {
+            std::vector<std::string> const in = Fields(row.input);
+            std::vector<std::string> const out = Fields(row.expected);
+            std::istringstream words(in[0]);
+            std::string side, wsdl, operation, action, wrap;
+            words >> side >> wsdl >> operation >> action >> wrap;
+            WMString text;
+            if (wrap == "raw") {
+                std::string body = in[1];
+                for (std::size_t at; (at = body.find("\\n")) != std::string::npos;) {
+                    body.replace(at, 2, "\n");
+                }
+                text = Wide(body);
+            } else if (wrap == "env") {
+                text = Envelope(in[1], in[2]);
+            } else {
+                std::string const element = "m:" + wrap.substr(wrap.find(':') + 1);
+                text = Envelope(
+                    "<" + element + " xmlns:m='urn:calc'>" + in[1] + "</" + element + ">", in[2]);
+            }
+            read.push_back({side == "request", wsdl == "calc" ? Calc : Round2Base, operation,
+                            action == "-" ? "" : action, text, out[0], out[1], out[2] == "detail",
+                            out[2] == "message"});
+        }
+        EXPECT_EQ(read.size(), 25u);
+        return read;
+    }();
     return cases;
 }
 
@@ -185,7 +120,7 @@ TEST(FaultDelivery, MessageDeserializeAndProcessRPCThrowAHeapFault) {
         SCOPED_TRACE(Narrow(c.text));
         WMSOAPMessage message;
         WMString buffer = c.text;
-        if (c.side == Side::kRequest) {
+        if (c.request) {
             message.Initialize(buffer.data(), 0, WMString(), WMString(), WMString(),
                                Wide(c.soapAction), WMString(), false);
         } else {
@@ -211,21 +146,18 @@ TEST(FaultDelivery, ExportedDeserializersThrowTheSameHeapFault) {
         WMSOAPMessage message;
         message.SetBuffer(c.text);
         message.SetMethodName(Wide(c.operation));
-        if (c.side == Side::kRequest) {
-            WMSOAPReqDeserializer reader;
-            ExpectFault(Catch([&] {
+        ExpectFault(Catch([&] {
+                        if (c.request) {
+                            WMSOAPReqDeserializer reader;
                             reader.Deserialize(message, c.wsdl());
                             reader.ProcessRPCRequest(message, c.wsdl());
-                        }),
-                        c);
-        } else {
-            WMSOAPRespDeserializer reader;
-            ExpectFault(Catch([&] {
+                        } else {
+                            WMSOAPRespDeserializer reader;
                             reader.Deserialize(message, c.wsdl());
                             reader.ProcessRPCResponse(message, c.wsdl());
-                        }),
-                        c);
-        }
+                        }
+                    }),
+                    c);
     }
 }
 

@@ -5,10 +5,6 @@
 
 namespace {
 
-WMSOAPStructMember Str(WMString const& name, WMString const& value) {
-    return WMSOAPStructMember(name, value);
-}
-
 TEST(MessageSetup, NewMessageStateAndInitialize) {
     WMSOAPMessage message;
     EXPECT_TRUE(message.IsLocalFault());
@@ -59,7 +55,7 @@ TEST(MessageFault, FlagsMoveAsFaultsAreSetAndCleared) {
     EXPECT_EQ(message.GetSOAPFaultActor(), u"urn:actor");
     EXPECT_TRUE(message.GetSOAPFaultNeedDetail());
 
-    WMSOAPStructMember value = Str(u"v", u"x");
+    WMSOAPStructMember value = WMSOAPStructMember(u"v", u"x");
     message.AddFaultDetailElem(u"urn:d", u"why", value);
     message.AddFaultHeaderElem(u"urn:h", u"h", value, true, u"");
     message.AddFaultHeaderElemLit(u"urn:h", u"l", u"<l/>", false, u"", u"");
@@ -81,8 +77,8 @@ TEST(MessageFault, FlagsMoveAsFaultsAreSetAndCleared) {
 
 TEST(MessageEntries, LookUpMatchesNamespaceAndNameExactly) {
     WMSOAPMessage message;
-    WMSOAPStructMember first = Str(u"v", u"first");
-    WMSOAPStructMember second = Str(u"v", u"second");
+    WMSOAPStructMember first = WMSOAPStructMember(u"v", u"first");
+    WMSOAPStructMember second = WMSOAPStructMember(u"v", u"second");
     message.AddHeaderElem(u"urn:a", u"auth", false, first, u"");
     message.AddHeaderElem(u"urn:a", u"auth", true, second, u"");
     WMSOAPStructMember out;
@@ -152,7 +148,7 @@ TEST(MessageEntries, IterationKeepsOrderAndStopsAtTheEnd) {
 
 TEST(MessageCopy, CopiesAreDeepAndIndependent) {
     WMSOAPMessage original;
-    WMSOAPStructMember value = Str(u"v", u"one");
+    WMSOAPStructMember value = WMSOAPStructMember(u"v", u"one");
     original.AddHeaderElem(u"urn:a", u"h", true, value, u"actor");
     original.SetBodyElemLit(u"<b/>", u"");
     original.SetMethodName(u"Add");

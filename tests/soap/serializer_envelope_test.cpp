@@ -13,8 +13,6 @@
 
 #define ENV u"http://schemas.xmlsoap.org/soap/envelope/"
 #define ENC u"http://schemas.xmlsoap.org/soap/encoding/"
-#define XSD u"http://www.w3.org/2001/XMLSchema"
-#define XSI u"http://www.w3.org/2001/XMLSchema-instance"
 #define DECL u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
 #define OPEN_ENVELOPE DECL u"<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" ENV u"\">"
 #define CLOSE_ENVELOPE u"</SOAP-ENV:Envelope>"

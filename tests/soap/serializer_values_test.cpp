@@ -14,7 +14,6 @@
 
 #include "soap/deserializer_test_util.h"
 
-#define ENC u"http://schemas.xmlsoap.org/soap/encoding/"
 #define XSD u"http://www.w3.org/2001/XMLSchema"
 #define XSI u"http://www.w3.org/2001/XMLSchema-instance"
 #define TYPED u" xsi:type=\"ns:string\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\""
@@ -67,28 +66,30 @@ WMSOAPStructType SoapStruct(WMString const& s, int i, double f) {
 }
 
 TEST(SerializerBuiltIn, EveryBuiltInIsTypedAsStringInItsSchemaNamespace) {
-    EXPECT_EQ(Param(Round2Base(), u"echoInteger", u"inputInteger", WMSOAPStructMember(u"i", 42)),
-              u"<inputInteger" TYPED u">42</inputInteger>");
-    EXPECT_EQ(Param(Round2Base(), u"echoInteger", u"inputInteger",
-                    WMSOAPStructMember(u"i", std::int32_t{-2147483647 - 1})),
-              u"<inputInteger" TYPED u">-2147483648</inputInteger>");
-    // Doubles always with six decimals: precision below a millionth is lost.
-    EXPECT_EQ(Param(Round2Base(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 0.1)),
-              u"<inputFloat" TYPED u">0.100000</inputFloat>");
-    EXPECT_EQ(Param(Round2Base(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", 1e-9)),
-              u"<inputFloat" TYPED u">0.000000</inputFloat>");
-    EXPECT_EQ(Param(Round2Base(), u"echoFloat", u"inputFloat", WMSOAPStructMember(u"f", -1.5e7)),
-              u"<inputFloat" TYPED u">-15000000.000000</inputFloat>");
-    // A date part takes a double as a plain number too.
-    EXPECT_EQ(Param(Round2Base(), u"echoDate", u"inputDate", WMSOAPStructMember(u"d", 36526.5)),
-              u"<inputDate" TYPED u">36526.500000</inputDate>");
-    // An empty string is no content.
-    EXPECT_EQ(Param(Round2Base(), u"echoString", u"inputString", WMSOAPStructMember(u"s", u"")),
-              u"<inputString" TYPED u" />");
-    // A struct or array value for a built-in part writes its (empty) string slot.
-    EXPECT_EQ(Param(Round2Base(), u"echoBoolean", u"inputBoolean",
-                    WMSOAPStructMember(u"b", WMSOAPStructType())),
-              u"<inputBoolean" TYPED u" />");
+    struct Case {
+        char16_t const* part;  // echo<Part> takes input<Part>
+        WMSOAPStructMember value;
+        char16_t const* content;  // null: no content
+    } const cases[] = {
+        {u"Integer", WMSOAPStructMember(u"i", 42), u"42"},
+        {u"Integer", WMSOAPStructMember(u"i", std::int32_t{-2147483647 - 1}), u"-2147483648"},
+        // Doubles always with six decimals: precision below a millionth is lost.
+        {u"Float", WMSOAPStructMember(u"f", 0.1), u"0.100000"},
+        {u"Float", WMSOAPStructMember(u"f", 1e-9), u"0.000000"},
+        {u"Float", WMSOAPStructMember(u"f", -1.5e7), u"-15000000.000000"},
+        // A date part takes a double as a plain number too.
+        {u"Date", WMSOAPStructMember(u"d", 36526.5), u"36526.500000"},
+        // An empty string is no content.
+        {u"String", WMSOAPStructMember(u"s", u""), nullptr},
+        // A struct or array value for a built-in part writes its (empty) string slot.
+        {u"Boolean", WMSOAPStructMember(u"b", WMSOAPStructType()), nullptr},
+    };
+    for (Case const& c : cases) {
+        WMString const part = WMString(u"input") + c.part;
+        WMString const open = u"<" + part + TYPED;
+        EXPECT_EQ(Param(Round2Base(), WMString(u"echo") + c.part, part, c.value),
+                  c.content ? open + u">" + c.content + u"</" + part + u">" : open + u" />");
+    }
 }
 
 TEST(SerializerBuiltIn, NilFollowsTheSchemaNamespace) {
@@ -192,31 +193,17 @@ TEST(SerializerExplicitTyping, OnlyStructsAndArraysGainTypes) {
 TEST(SerializerDates, AutomationDatesAsSchemaTexts) {
     WMSOAPSerializer serializer;
     WMXMLElement element(u"d");
-    struct Case {
-        double date;
-        char16_t const* dateTime;
-        char16_t const* date_;
-        char16_t const* time;
-    };
-    Case const cases[] = {
-        {0.0, u"1899-12-30T00:00:00Z", u"1899-12-30", u"00:00:00Z"},
-        {36526.75, u"2000-01-01T18:00:00Z", u"2000-01-01", u"18:00:00Z"},
-        {60.0, u"1900-02-28T00:00:00Z", u"1900-02-28", u"00:00:00Z"},
-        // Half a second and more rounds up, to the next day if need be.
-        {1.0 - 0.4 / 86400, u"1899-12-31T00:00:00Z", u"1899-12-31", u"00:00:00Z"},
-        {0.6 / 86400, u"1899-12-30T00:00:01Z", u"1899-12-30", u"00:00:01Z"},
-        // Before the epoch the day counts back and the fraction still moves forward.
-        {-1.25, u"1899-12-29T06:00:00Z", u"1899-12-29", u"06:00:00Z"},
-        {-657434.0, u"100-01-01T00:00:00Z", u"100-01-01", u"00:00:00Z"},
-        {2958465.0, u"9999-12-31T00:00:00Z", u"9999-12-31", u"00:00:00Z"},
-    };
-    for (Case const& c : cases) {
-        ASSERT_TRUE(serializer.SerializeDateTime(c.date, &element)) << c.date;
-        EXPECT_EQ(element.GetText(), c.dateTime);
-        ASSERT_TRUE(serializer.SerializeDate(c.date, &element));
-        EXPECT_EQ(element.GetText(), c.date_);
-        ASSERT_TRUE(serializer.SerializeTime(c.date, &element));
-        EXPECT_EQ(element.GetText(), c.time);
+    for (auto const& row : corvane::test::ReadTable("expected/soap/dates.txt")) {
+        SCOPED_TRACE(row.where);
+        double const date = std::stod(row.input);
+        ASSERT_TRUE(serializer.SerializeDateTime(date, &element));
+        EXPECT_EQ(element.GetText(), deser_test::Wide(row.expected));
+        ASSERT_TRUE(serializer.SerializeDate(date, &element));
+        EXPECT_EQ(element.GetText(),
+                  deser_test::Wide(row.expected.substr(0, row.expected.find('T'))));
+        ASSERT_TRUE(serializer.SerializeTime(date, &element));
+        EXPECT_EQ(element.GetText(),
+                  deser_test::Wide(row.expected.substr(row.expected.find('T') + 1)));
     }
     element.SetText(u"kept");
     EXPECT_FALSE(serializer.SerializeDateTime(-657434.5, &element));
@@ -227,17 +214,15 @@ TEST(SerializerDates, AutomationDatesAsSchemaTexts) {
 }
 
 TEST(SerializerNamespaces, SchemaAndEncodingTests) {
-    EXPECT_TRUE(WMSOAPSerializer::IsXSDType(XSD));
-    EXPECT_TRUE(WMSOAPSerializer::IsXSDType(u"http://www.w3.org/1999/XMLSchema"));
-    EXPECT_TRUE(WMSOAPSerializer::IsXSDType(u"http://www.w3.org/2000/10/XMLSchema"));
-    EXPECT_FALSE(WMSOAPSerializer::IsXSDType(XSD u"/"));
-    EXPECT_FALSE(WMSOAPSerializer::IsXSDType(ENC));
-    EXPECT_TRUE(WMSOAPSerializer::IsSoapEncType(ENC));
-    EXPECT_FALSE(WMSOAPSerializer::IsSoapEncType(u"http://schemas.xmlsoap.org/soap/encoding"));
-    EXPECT_EQ(WMString(WMSOAPSerializer::GetXSDInstanceNS(XSD)), XSI);
-    EXPECT_EQ(WMString(WMSOAPSerializer::GetXSDInstanceNS(u"http://www.w3.org/2000/10/XMLSchema")),
-              u"http://www.w3.org/2000/10/XMLSchema-instance");
-    EXPECT_EQ(WMSOAPSerializer::GetXSDInstanceNS(ENC), nullptr);
+    for (auto const& row : corvane::test::ReadTable("expected/soap/namespaces.txt")) {
+        SCOPED_TRACE(row.where);
+        WMString const uri = deser_test::Wide(row.input);
+        char16_t const* instance = WMSOAPSerializer::GetXSDInstanceNS(uri);
+        EXPECT_EQ(std::to_string(WMSOAPSerializer::IsXSDType(uri)) + " " +
+                      std::to_string(WMSOAPSerializer::IsSoapEncType(uri)) + " " +
+                      (instance ? deser_test::Narrow(instance) : "-"),
+                  row.expected);
+    }
 }
 
 }  // namespace
