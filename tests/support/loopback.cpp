@@ -75,22 +75,13 @@ void SendAll(int fd, const std::string& data) {
 
 // The Content-Length of a request's header block; 0 without one.
 std::size_t ContentLength(const std::string& head) {
-    std::istringstream lines(head);
-    std::string line;
-    std::getline(lines, line);  // the request line
-    while (std::getline(lines, line)) {
-        auto const colon = line.find(':');
-        std::string name = line.substr(0, colon);
-        name.erase(std::remove_if(name.begin(), name.end(),
-                                  [](unsigned char c) { return std::isspace(c) != 0; }),
-                   name.end());
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        if (colon != std::string::npos && name == "content-length") {
-            return static_cast<std::size_t>(std::strtoull(line.c_str() + colon + 1, nullptr, 10));
-        }
-    }
-    return 0;
+    std::string lower = head;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::size_t const at = lower.find("\r\ncontent-length:");
+    return at == std::string::npos
+               ? 0
+               : static_cast<std::size_t>(std::strtoull(head.c_str() + at + 17, nullptr, 10));
 }
 
 bool RequestDone(const ServerScript& script, const std::string& data) {

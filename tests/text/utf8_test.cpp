@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -16,15 +17,13 @@ std::string Encode(WMChar c) {
 }
 
 TEST(WideCharToUTF8, EncodesByRangeIncludingLoneSurrogates) {
-    EXPECT_EQ(Encode(0x00), std::string(1, '\0'));
-    EXPECT_EQ(Encode(0x7F), "\x7F");
-    EXPECT_EQ(Encode(0x80), "\xC2\x80");
-    EXPECT_EQ(Encode(0xE9), "\xC3\xA9");
-    EXPECT_EQ(Encode(0x7FF), "\xDF\xBF");
-    EXPECT_EQ(Encode(0x800), "\xE0\xA0\x80");
-    EXPECT_EQ(Encode(0x20AC), "\xE2\x82\xAC");
-    EXPECT_EQ(Encode(0xD83D), "\xED\xA0\xBD");
-    EXPECT_EQ(Encode(0xFFFF), "\xEF\xBF\xBF");
+    std::pair<WMChar, std::string> const cases[] = {
+        {0x00, std::string(1, '\0')}, {0x7F, "\x7F"},           {0x80, "\xC2\x80"},
+        {0xE9, "\xC3\xA9"},           {0x7FF, "\xDF\xBF"},      {0x800, "\xE0\xA0\x80"},
+        {0x20AC, "\xE2\x82\xAC"},     {0xD83D, "\xED\xA0\xBD"}, {0xFFFF, "\xEF\xBF\xBF"}};
+    for (auto const& [c, utf8] : cases) {
+        EXPECT_EQ(Encode(c), utf8) << c;
+    }
     EXPECT_EQ(WideCharToUTF8(nullptr, u'a'), 0);
 }
 
