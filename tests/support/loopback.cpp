@@ -108,57 +108,14 @@ LoopbackServer::~LoopbackServer() {
     Stop();
 }
 
-void LoopbackServer::SetAnswer(const std::string& bytes) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    script_.reply = {bytes};
-}
-
-void LoopbackServer::SetAnswer(int connection, const std::string& bytes) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    answers_[connection] = bytes;
-}
-
-void LoopbackServer::Set(const std::string& target, int status, const std::string& body) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    routes_[target] = {status, body};
-}
-
-void LoopbackServer::SetRoot(const std::string& directory) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    root_ = directory;
-}
-
-void LoopbackServer::SetCloseAfter(std::size_t bytes) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    script_.closeAfter = bytes;
-}
-
-void LoopbackServer::SetDelayMs(int milliseconds) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    script_.delayMs = milliseconds;
-}
-
 void LoopbackServer::Stop() {
     if (!thread_.joinable()) {
         return;
     }
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        stop_ = true;
-    }
+    Locked([&] { stop_ = true; });
     wake_.notify_all();
     thread_.join();
     ::close(listener_);
-}
-
-bool LoopbackServer::Stopping() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return stop_;
-}
-
-bool LoopbackServer::HasRequest(int connection) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return requests_.count(connection) != 0;
 }
 
 std::string LoopbackServer::Request(int connection) const {
@@ -198,10 +155,7 @@ void LoopbackServer::Serve() {
         int on = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
         Answer(connection, fd);
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            ++finished_;
-        }
+        Locked([&] { ++finished_; });
         wake_.notify_all();
     }
 }
