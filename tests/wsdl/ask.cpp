@@ -25,6 +25,9 @@ std::string Ask(WMSOAPWSDLClient& client, const std::string& query) {
         return ok ? "{" + Narrow(ns) + "}" + Narrow(out) : std::string("false");
     };
     const auto flag = [](bool ok) { return std::string(ok ? "true" : "false"); };
+    long position = -1;
+    unsigned int dims = 0;
+    const auto number = [](bool ok, const auto& n) { return ok ? std::to_string(n) : "false"; };
     // Names, or "false" when the first query of the walk answers false.
     const auto walk = [&](auto first, auto next) {
         long index = -1;
@@ -70,16 +73,8 @@ std::string Ask(WMSOAPWSDLClient& client, const std::string& query) {
         {"IsOutputMsgPart", [&] { return flag(client.IsOutputMsgPart(a[0], a[1])); }},
         {"IsOperationParam", [&] { return flag(client.IsOperationParam(a[0], a[1])); }},
         {"OperationParamIndex",
-         [&] {
-             long index = -1;
-             bool ok = client.GetOperationParamIndex(a[0], a[1], &index);
-             return ok ? std::to_string(index) : "false";
-         }},
-        {"ArrayDims",
-         [&] {
-             unsigned int dims = 0;
-             return client.GetArrayDims(a[0], a[1], dims) ? std::to_string(dims) : "false";
-         }},
+         [&] { return number(client.GetOperationParamIndex(a[0], a[1], &position), position); }},
+        {"ArrayDims", [&] { return number(client.GetArrayDims(a[0], a[1], dims), dims); }},
         {"InParams",
          [&] {
              return walk([&](long& i) { return client.GetFirstInParamName(a[0], out, i); },
