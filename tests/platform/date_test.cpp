@@ -21,18 +21,15 @@ TEST(DateText, CalendarLimitsAndLeapYears) {
     EXPECT_EQ(DateFromText(u"0100-01-01"), -657434.0);
     EXPECT_EQ(DateFromText(u"9999-12-31"), 2958465.0);
     EXPECT_EQ(DateFromText(u"2000-02-29"), 36585.0);
-    for (std::u16string const bad : {u"1900-02-29", u"2001-02-29", u"2002-04-31", u"2002-01-32",
-                                     u"2002-01-00", u"2002-00-10"}) {
-        EXPECT_FALSE(DateFromText(bad)) << std::string(bad.begin(), bad.end());
-    }
 }
 
 TEST(DateText, OnlyTheExactShapeWithFieldsInTheirPlaces) {
     // Each of these has a reading somewhere (two-digit years, other field orders, other
-    // separators), but none is the yyyy-mm-dd date it would have to be.
+    // separators, days rolled over), but none is the yyyy-mm-dd date it would have to be.
     for (std::u16string const bad :
          {u"0099-01-01", u"0000-01-01", u"2002-13-01", u"2002-1-1", u"02-01-01", u"2002/01/01",
-          u" 2002-01-01", u"2002-01-01 ", u"2002-01-01T00:00:00", u"12:00:00", u""}) {
+          u" 2002-01-01", u"2002-01-01 ", u"2002-01-01T00:00:00", u"12:00:00", u"", u"1900-02-29",
+          u"2001-02-29", u"2002-04-31", u"2002-01-32", u"2002-01-00", u"2002-00-10"}) {
         EXPECT_FALSE(DateFromText(bad)) << std::string(bad.begin(), bad.end());
     }
     for (std::u16string const bad : {u"1:00", u"12:00", u"1:00:00", u" 12:00:00", u"12:00:00Z",

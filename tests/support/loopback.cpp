@@ -75,22 +75,13 @@ void SendAll(int fd, const std::string& data) {
 
 // The Content-Length of a request's header block; 0 without one.
 std::size_t ContentLength(const std::string& head) {
-    std::istringstream lines(head);
-    std::string line;
-    std::getline(lines, line);  // the request line
-    while (std::getline(lines, line)) {
-        auto const colon = line.find(':');
-        std::string name = line.substr(0, colon);
-        name.erase(std::remove_if(name.begin(), name.end(),
-                                  [](unsigned char c) { return std::isspace(c) != 0; }),
-                   name.end());
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        if (colon != std::string::npos && name == "content-length") {
-            return static_cast<std::size_t>(std::strtoull(line.c_str() + colon + 1, nullptr, 10));
-        }
-    }
-    return 0;
+    std::string lower = head;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::size_t const at = lower.find("\r\ncontent-length:");
+    return at == std::string::npos
+               ? 0
+               : static_cast<std::size_t>(std::strtoull(head.c_str() + at + 17, nullptr, 10));
 }
 
 bool RequestDone(const ServerScript& script, const std::string& data) {
@@ -117,57 +108,14 @@ LoopbackServer::~LoopbackServer() {
     Stop();
 }
 
-void LoopbackServer::SetAnswer(const std::string& bytes) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    script_.reply = {bytes};
-}
-
-void LoopbackServer::SetAnswer(int connection, const std::string& bytes) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    answers_[connection] = bytes;
-}
-
-void LoopbackServer::Set(const std::string& target, int status, const std::string& body) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    routes_[target] = {status, body};
-}
-
-void LoopbackServer::SetRoot(const std::string& directory) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    root_ = directory;
-}
-
-void LoopbackServer::SetCloseAfter(std::size_t bytes) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    script_.closeAfter = bytes;
-}
-
-void LoopbackServer::SetDelayMs(int milliseconds) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    script_.delayMs = milliseconds;
-}
-
 void LoopbackServer::Stop() {
     if (!thread_.joinable()) {
         return;
     }
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        stop_ = true;
-    }
+    Locked([&] { stop_ = true; });
     wake_.notify_all();
     thread_.join();
     ::close(listener_);
-}
-
-bool LoopbackServer::Stopping() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return stop_;
-}
-
-bool LoopbackServer::HasRequest(int connection) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return requests_.count(connection) != 0;
 }
 
 std::string LoopbackServer::Request(int connection) const {
@@ -207,10 +155,7 @@ void LoopbackServer::Serve() {
         int on = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
         Answer(connection, fd);
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            ++finished_;
-        }
+        Locked([&] { ++finished_; });
         wake_.notify_all();
     }
 }

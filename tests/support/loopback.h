@@ -45,19 +45,33 @@ public:
     LoopbackServer& operator=(const LoopbackServer&) = delete;
 
     // The answer to every connection, or to the n-th one (from 1).
-    void SetAnswer(const std::string& bytes);
-    void SetAnswer(int connection, const std::string& bytes);
+    void SetAnswer(const std::string& bytes) {
+        Locked([&] { script_.reply = {bytes}; });
+    }
+    void SetAnswer(int connection, const std::string& bytes) {
+        Locked([&] { answers_[connection] = bytes; });
+    }
     // An HTTP/1.0 answer with a text/xml body to a GET of `target`; for other targets, the file
     // under `SetRoot`'s directory named by the path, else 404. Numbered answers come first.
-    void Set(const std::string& target, int status, const std::string& body);
-    void SetRoot(const std::string& directory);
-    void SetCloseAfter(std::size_t bytes);
-    void SetDelayMs(int milliseconds);
+    void Set(const std::string& target, int status, const std::string& body) {
+        Locked([&] { routes_[target] = {status, body}; });
+    }
+    void SetRoot(const std::string& directory) {
+        Locked([&] { root_ = directory; });
+    }
+    void SetCloseAfter(std::size_t bytes) {
+        Locked([&] { script_.closeAfter = bytes; });
+    }
+    void SetDelayMs(int milliseconds) {
+        Locked([&] { script_.delayMs = milliseconds; });
+    }
 
     int Port() const { return port_; }
     // Returns once the port is closed; an answer still waiting for its delay is dropped.
     void Stop();
-    bool HasRequest(int connection) const;
+    bool HasRequest(int connection) const {
+        return Locked([&] { return requests_.count(connection) != 0; });
+    }
     // What the n-th connection sent (empty if there was none).
     std::string Request(int connection) const;
     std::vector<std::string> Requests() const;
@@ -65,11 +79,18 @@ public:
     std::string Received();
 
 private:
+    template <class F>
+    auto Locked(F f) const -> decltype(f()) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return f();
+    }
     void Serve();
     void Answer(int connection, int fd);
     std::string ReadRequest(int fd) const;
     std::string AnswerFor(const std::string& request) const;
-    bool Stopping() const;
+    bool Stopping() const {
+        return Locked([&] { return stop_; });
+    }
 
     ServerScript script_;
     std::map<int, std::string> answers_;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -16,15 +17,13 @@ std::string Encode(WMChar c) {
 }
 
 TEST(WideCharToUTF8, EncodesByRangeIncludingLoneSurrogates) {
-    EXPECT_EQ(Encode(0x00), std::string(1, '\0'));
-    EXPECT_EQ(Encode(0x7F), "\x7F");
-    EXPECT_EQ(Encode(0x80), "\xC2\x80");
-    EXPECT_EQ(Encode(0xE9), "\xC3\xA9");
-    EXPECT_EQ(Encode(0x7FF), "\xDF\xBF");
-    EXPECT_EQ(Encode(0x800), "\xE0\xA0\x80");
-    EXPECT_EQ(Encode(0x20AC), "\xE2\x82\xAC");
-    EXPECT_EQ(Encode(0xD83D), "\xED\xA0\xBD");
-    EXPECT_EQ(Encode(0xFFFF), "\xEF\xBF\xBF");
+    std::pair<WMChar, std::string> const cases[] = {
+        {0x00, std::string(1, '\0')}, {0x7F, "\x7F"},           {0x80, "\xC2\x80"},
+        {0xE9, "\xC3\xA9"},           {0x7FF, "\xDF\xBF"},      {0x800, "\xE0\xA0\x80"},
+        {0x20AC, "\xE2\x82\xAC"},     {0xD83D, "\xED\xA0\xBD"}, {0xFFFF, "\xEF\xBF\xBF"}};
+    for (auto const& [c, utf8] : cases) {
+        EXPECT_EQ(Encode(c), utf8) << c;
+    }
     EXPECT_EQ(WideCharToUTF8(nullptr, u'a'), 0);
 }
 
@@ -40,19 +39,17 @@ Decoded Decode(char const* in) {
 }
 
 TEST(UTF8ToWideChar, DecodesEveryLengthAndCutsLargeValuesTo16Bits) {
-    EXPECT_EQ(Decode("A").used, 1);
-    EXPECT_EQ(Decode("A").c, u'A');
-    EXPECT_EQ(Decode("\xC3\xA9").c, 0xE9);
-    EXPECT_EQ(Decode("\xED\xA0\xBD").c, 0xD83D);
-    Decoded four = Decode("\xF0\x9F\x98\x80");
-    EXPECT_EQ(four.used, 4);
-    EXPECT_EQ(four.c, 0xF600);
-    Decoded five = Decode("\xF8\x88\x80\x80\x81");  // 0x200001
-    EXPECT_EQ(five.used, 5);
-    EXPECT_EQ(five.c, 0x0001);
-    Decoded six = Decode("\xFD\xBF\xBF\xBF\xBF\xBF");  // 0x7FFFFFFF
-    EXPECT_EQ(six.used, 6);
-    EXPECT_EQ(six.c, 0xFFFF);
+    // The five- and six-byte forms hold 0x200001 and 0x7FFFFFFF.
+    std::pair<char const*, Decoded> const cases[] = {{"A", {1, u'A'}},
+                                                     {"\xC3\xA9", {2, 0xE9}},
+                                                     {"\xED\xA0\xBD", {3, 0xD83D}},
+                                                     {"\xF0\x9F\x98\x80", {4, 0xF600}},
+                                                     {"\xF8\x88\x80\x80\x81", {5, 0x0001}},
+                                                     {"\xFD\xBF\xBF\xBF\xBF\xBF", {6, 0xFFFF}}};
+    for (auto const& [in, want] : cases) {
+        EXPECT_EQ(Decode(in).used, want.used) << in;
+        EXPECT_EQ(Decode(in).c, want.c) << in;
+    }
 }
 
 TEST(UTF8ToWideChar, RejectsBadSequencesWithoutWritingTheOutput) {

@@ -25,6 +25,9 @@ std::string Ask(WMSOAPWSDLClient& client, const std::string& query) {
         return ok ? "{" + Narrow(ns) + "}" + Narrow(out) : std::string("false");
     };
     const auto flag = [](bool ok) { return std::string(ok ? "true" : "false"); };
+    long position = -1;
+    unsigned int dims = 0;
+    const auto number = [](bool ok, const auto& n) { return ok ? std::to_string(n) : "false"; };
     // Names, or "false" when the first query of the walk answers false.
     const auto walk = [&](auto first, auto next) {
         long index = -1;
@@ -34,6 +37,9 @@ std::string Ask(WMSOAPWSDLClient& client, const std::string& query) {
         }
         return names.empty() ? std::string("false") : names;
     };
+    // A query that fills `out` (TEXT), or `out` and `ns` (TYPE).
+#define TEXT(call) [&] { return text(client.Get##call); }
+#define TYPE(call) [&] { return type(client.Get##call); }
     const std::map<std::string, std::function<std::string()>> queries = {
         // The endpoint of the chosen port, and the definitions' target namespace.
         {"host", [&] { return Narrow(client.GetSOAPSvcHost()); }},
@@ -41,31 +47,34 @@ std::string Ask(WMSOAPWSDLClient& client, const std::string& query) {
         {"port", [&] { return std::to_string(client.GetSOAPSvcPortNbr()); }},
         {"ssl", [&] { return std::to_string(client.GetSSLEnabled()); }},
         {"TNS", [&] { return Narrow(client.GetDefinitionsTNS()); }},
-        {"MethodSOAPAction", [&] { return text(client.GetMethodSOAPAction(a[0], out)); }},
-        {"MethodNamespaceURI", [&] { return text(client.GetMethodNamespaceURI(a[0], out)); }},
-        {"SOAPInputBodyUse", [&] { return text(client.GetSOAPInputBodyUse(a[0], out)); }},
-        {"SOAPOutputBodyUse", [&] { return text(client.GetSOAPOutputBodyUse(a[0], out)); }},
-        {"SOAPInputBodyEncStyle", [&] { return text(client.GetSOAPInputBodyEncStyle(a[0], out)); }},
-        {"SOAPOutputBodyEncStyle",
-         [&] { return text(client.GetSOAPOutputBodyEncStyle(a[0], out)); }},
         {"SOAPBindingStyle", [&] { return text(client.GetSOAPBindingStyle(out)); }},
         {"SOAPBindingTransport", [&] { return text(client.GetSOAPBindingTransport(out)); }},
-        {"OpBindingStyle", [&] { return text(client.GetOpBindingStyle(a[0], out)); }},
-        {"OpNamesBySOAPAction", [&] { return type(client.GetOpNamesBySOAPAction(a[0], out, ns)); }},
-        {"InputMsgPartType", [&] { return type(client.GetInputMsgPartType(a[0], a[1], out, ns)); }},
-        {"OutputMsgPartType",
-         [&] { return type(client.GetOutputMsgPartType(a[0], a[1], out, ns)); }},
-        {"OperationReturnType",
-         [&] { return type(client.GetOperationReturnType(a[0], a[1], out, ns)); }},
+        {"MethodSOAPAction", TEXT(MethodSOAPAction(a[0], out))},
+        {"MethodNamespaceURI", TEXT(MethodNamespaceURI(a[0], out))},
+        {"SOAPInputBodyUse", TEXT(SOAPInputBodyUse(a[0], out))},
+        {"SOAPOutputBodyUse", TEXT(SOAPOutputBodyUse(a[0], out))},
+        {"SOAPInputBodyEncStyle", TEXT(SOAPInputBodyEncStyle(a[0], out))},
+        {"SOAPOutputBodyEncStyle", TEXT(SOAPOutputBodyEncStyle(a[0], out))},
+        {"OpBindingStyle", TEXT(OpBindingStyle(a[0], out))},
+        {"OpNamesBySOAPAction", TYPE(OpNamesBySOAPAction(a[0], out, ns))},
+        {"InputMsgPartType", TYPE(InputMsgPartType(a[0], a[1], out, ns))},
+        {"OutputMsgPartType", TYPE(OutputMsgPartType(a[0], a[1], out, ns))},
+        {"OperationReturnType", TYPE(OperationReturnType(a[0], a[1], out, ns))},
+        {"ArrayType", TYPE(ArrayType(a[0], a[1], out, ns))},
+        {"ComplexBaseType", TYPE(ComplexBaseType(a[0], a[1], out, ns))},
+        {"HeaderElemType", TYPE(HeaderElemType(a[0], a[1], out, ns))},
+        {"InputHeaderPartType", TYPE(InputHeaderPartType(a[0], a[1], a[2], out, ns))},
+        {"OutputHeaderPartType", TYPE(OutputHeaderPartType(a[0], a[1], a[2], out, ns))},
+        {"InHeaderFaultPartType", TYPE(InHeaderFaultPartType(a[0], a[1], a[2], out, ns))},
+        {"OutHeaderFaultPartType", TYPE(OutHeaderFaultPartType(a[0], a[1], a[2], out, ns))},
+        {"FaultDetailPartType", TYPE(FaultDetailPartType(a[0], a[1], a[2], out, ns))},
+        {"StructMemberType", TYPE(StructMemberType(a[0], a[1], a[2], a[3], out, ns))},
         {"IsInputMsgPart", [&] { return flag(client.IsInputMsgPart(a[0], a[1])); }},
         {"IsOutputMsgPart", [&] { return flag(client.IsOutputMsgPart(a[0], a[1])); }},
         {"IsOperationParam", [&] { return flag(client.IsOperationParam(a[0], a[1])); }},
         {"OperationParamIndex",
-         [&] {
-             long index = -1;
-             bool ok = client.GetOperationParamIndex(a[0], a[1], &index);
-             return ok ? std::to_string(index) : "false";
-         }},
+         [&] { return number(client.GetOperationParamIndex(a[0], a[1], &position), position); }},
+        {"ArrayDims", [&] { return number(client.GetArrayDims(a[0], a[1], dims), dims); }},
         {"InParams",
          [&] {
              return walk([&](long& i) { return client.GetFirstInParamName(a[0], out, i); },
@@ -76,26 +85,6 @@ std::string Ask(WMSOAPWSDLClient& client, const std::string& query) {
              return walk([&](long& i) { return client.GetFirstOutParamName(a[0], out, i); },
                          [&](long& i) { return client.GetNextOutParamName(a[0], out, i); });
          }},
-        {"InputHeaderPartType",
-         [&] { return type(client.GetInputHeaderPartType(a[0], a[1], a[2], out, ns)); }},
-        {"OutputHeaderPartType",
-         [&] { return type(client.GetOutputHeaderPartType(a[0], a[1], a[2], out, ns)); }},
-        {"InHeaderFaultPartType",
-         [&] { return type(client.GetInHeaderFaultPartType(a[0], a[1], a[2], out, ns)); }},
-        {"OutHeaderFaultPartType",
-         [&] { return type(client.GetOutHeaderFaultPartType(a[0], a[1], a[2], out, ns)); }},
-        {"FaultDetailPartType",
-         [&] { return type(client.GetFaultDetailPartType(a[0], a[1], a[2], out, ns)); }},
-        {"ArrayType", [&] { return type(client.GetArrayType(a[0], a[1], out, ns)); }},
-        {"ArrayDims",
-         [&] {
-             unsigned int dims = 0;
-             return client.GetArrayDims(a[0], a[1], dims) ? std::to_string(dims) : "false";
-         }},
-        {"ComplexBaseType", [&] { return type(client.GetComplexBaseType(a[0], a[1], out, ns)); }},
-        {"HeaderElemType", [&] { return type(client.GetHeaderElemType(a[0], a[1], out, ns)); }},
-        {"StructMemberType",
-         [&] { return type(client.GetStructMemberType(a[0], a[1], a[2], a[3], out, ns)); }},
         // Each member as name{memberNS}:{typeNS}type.
         {"StructMembers",
          [&] {
@@ -116,6 +105,8 @@ std::string Ask(WMSOAPWSDLClient& client, const std::string& query) {
                  });
          }},
     };
+#undef TEXT
+#undef TYPE
     const auto found = queries.find(name);
     if (found == queries.end()) {
         ADD_FAILURE() << "no query " << name;

@@ -51,11 +51,17 @@ TEST_F(Frame, UnknownElementsAreSkippedWithTheirSubtrees) {
 
 TEST_F(Frame, PrefixMapIsFlat) {
     // An inner default namespace replaces the outer one while it is in scope.
-    const auto& defs = Load(Definitions(R"(
+    // Unprefixed values otherwise take the document's default namespace.
+    const auto& defs =
+        Load(Definitions(R"(<message name="m0"><part name="p" type="plain"/></message>
 <wsdl:message name="m1" xmlns="urn:inner"><wsdl:part name="p" type="t"/></wsdl:message>)"));
     const WMMessageHandler* m1 = defs.FindMessage({u"urn:t", u"m1"});
     ASSERT_NE(m1, nullptr);
     EXPECT_EQ(Narrow(FindIn(m1->GetParts(), u"p")->GetType().ns), "urn:inner");
+    const WMMessagePartHandler* plain =
+        FindIn(defs.FindMessage({u"urn:t", u"m0"})->GetParts(), u"p");
+    EXPECT_EQ(Narrow(plain->GetType().ns), "http://schemas.xmlsoap.org/wsdl/");
+    EXPECT_EQ(Narrow(plain->GetType().local), "plain");
 
     // When the inner element ends the mapping is gone altogether, so a later use fails.
     WMWSDLParser parser;
@@ -71,14 +77,6 @@ TEST_F(Frame, PrefixMapIsFlat) {
         R"(<message name="m" xmlns:tns="urn:inner"><part name="p" type="tns:t"/></message>)"));
     EXPECT_EQ(Narrow(FindIn(rebound.FindMessage({u"urn:t", u"m"})->GetParts(), u"p")->GetType().ns),
               "urn:t");
-}
-
-TEST_F(Frame, UnprefixedValuesTakeTheDefaultNamespace) {
-    const auto& defs = Load(Definitions(R"(
-<message name="m"><part name="p" type="plain"/></message>)"));
-    const WMMessagePartHandler* part = FindIn(defs.FindMessage({u"urn:t", u"m"})->GetParts(), u"p");
-    EXPECT_EQ(Narrow(part->GetType().ns), "http://schemas.xmlsoap.org/wsdl/");
-    EXPECT_EQ(Narrow(part->GetType().local), "plain");
 }
 
 TEST_F(Frame, FirstDefinitionOfANameIsKept) {
@@ -194,20 +192,18 @@ TEST_F(Frame, FileLocationWithBackslashesIsReadWithSlashes) {
     std::string base = m_dir.Path() + "/win/";
     std::replace(base.begin(), base.end(), '\\', '/');
 
+    // The importer, which reads a description without choosing a port, resolves the same way.
     WMSOAPWSDLClient client;
+    WMSOAPWSDLImporter importer;
     ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Widen("file://" + windowsStyle)))
         << Narrow(client.GetLoadErrorMessage());
-    EXPECT_EQ(Narrow(client.GetDocBase()), "file://" + base);
-    EXPECT_NE(client.GetWSDLDesc()->GetDefinitions().FindMessage({u"urn:imp", u"fromImport"}),
-              nullptr);
-
-    // The importer, which reads a description without choosing a port, resolves the same way.
-    WMSOAPWSDLImporter importer;
     ASSERT_TRUE(importer.ReadServiceDesc(Widen("file://" + windowsStyle), WMString()))
         << Narrow(importer.GetLoadErrorMessage());
-    EXPECT_EQ(Narrow(importer.GetDocBase()), "file://" + base);
-    EXPECT_NE(importer.GetWSDLDesc()->GetDefinitions().FindMessage({u"urn:imp", u"fromImport"}),
-              nullptr);
+    for (WMSOAPWSDLClient* reader : std::initializer_list<WMSOAPWSDLClient*>{&client, &importer}) {
+        EXPECT_EQ(Narrow(reader->GetDocBase()), "file://" + base);
+        EXPECT_NE(reader->GetWSDLDesc()->GetDefinitions().FindMessage({u"urn:imp", u"fromImport"}),
+                  nullptr);
+    }
 }
 
 }  // namespace
