@@ -123,9 +123,15 @@ def main():
     if len(sys.argv) < 5 or sys.argv[3] != "--":
         sys.exit(__doc__)
     listen_port, lifetime = int(sys.argv[1]), float(sys.argv[2])
-    backend_port = free_port()
-    command = [a.replace("{backend_port}", str(backend_port)) for a in sys.argv[4:]]
-    backend = subprocess.Popen(command, stdin=subprocess.DEVNULL, preexec_fn=die_with_parent)
+    # The free port is released before the backend binds it, so another process may take it in
+    # between; a backend that exits at once is started again on a fresh port.
+    for _ in range(3):
+        backend_port = free_port()
+        command = [a.replace("{backend_port}", str(backend_port)) for a in sys.argv[4:]]
+        backend = subprocess.Popen(command, stdin=subprocess.DEVNULL, preexec_fn=die_with_parent)
+        started = wait_for_port(backend_port, backend, 5.0)
+        if started or backend.poll() is None:
+            break
 
     def stop(*_, status=0):
         if backend.poll() is None:
@@ -147,7 +153,7 @@ def main():
     signal.signal(signal.SIGALRM, stop)
     signal.alarm(max(1, int(lifetime)))
 
-    if not wait_for_port(backend_port, backend, 5.0):
+    if not started:
         print("http_front: backend did not start", file=sys.stderr)
         stop(status=1)
     threading.Thread(target=watch_backend, daemon=True).start()
