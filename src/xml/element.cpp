@@ -3,20 +3,13 @@
 #include <utility>
 
 #include "xml/model_impl.h"
+#include "xml/noinline.h"
 
 using corvane::detail::Ref;
 using corvane::detail::Unref;
 using corvane::detail::XMLInterner;
 using corvane::detail::XMLNameData;
 using corvane::detail::XMLScope;
-
-#if defined(__GNUC__)
-#define NOINLINE __attribute__((noinline))
-#elif defined(_MSC_VER)
-#define NOINLINE __declspec(noinline)
-#else
-#define NOINLINE
-#endif
 
 namespace {
 

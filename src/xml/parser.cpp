@@ -11,16 +11,7 @@
 #include "text/equal.h"
 #include "xml/chars.h"
 #include "xml/model_impl.h"
-
-// Keeps helpers off the recursive path out of the frames of the recursion, so that the depth
-// limit fits in a small stack.
-#if defined(__GNUC__)
-#define NOINLINE __attribute__((noinline))
-#elif defined(_MSC_VER)
-#define NOINLINE __declspec(noinline)
-#else
-#define NOINLINE
-#endif
+#include "xml/noinline.h"
 
 namespace corvane {
 namespace detail {
