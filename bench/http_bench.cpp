@@ -1,70 +1,39 @@
 // Reading a large HTTP response through WMHTTPRequestSock over loopback. The peer is a thread
 // in this program that answers every connection with the same prepared reply. Run by hand:
 // build/release/bench/http_bench
-#include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <corvane/http.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
+
+#include "loopback_listener.h"
 
 namespace {
 
+// Answers every connection with the same prepared reply, after the request's zero byte.
 class ReplyServer {
 public:
-    explicit ReplyServer(std::string reply) : reply_(std::move(reply)) {
-        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(address);
-        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof(address));
-        ::listen(listener_, 8);
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-        port_ = ntohs(address.sin_port);
-        thread_ = std::thread([this] { Serve(); });
-    }
-    ~ReplyServer() {
-        stop_ = true;
-        thread_.join();
-        ::close(listener_);
-    }
-    int Port() const { return port_; }
+    explicit ReplyServer(std::string reply)
+        : reply_(std::move(reply)), listener_([this](int fd) { Serve(fd); }) {}
+    int Port() const { return listener_.Port(); }
 
 private:
-    void Serve() {
-        while (!stop_) {
-            pollfd entry{listener_, POLLIN, 0};
-            if (::poll(&entry, 1, 50) <= 0) {
-                continue;
+    void Serve(int fd) const {
+        char buffer[4096];
+        ssize_t n;
+        while ((n = ::recv(fd, buffer, sizeof(buffer), 0)) > 0 && buffer[n - 1] != '\0') {
+        }
+        for (std::size_t sent = 0; sent < reply_.size();) {
+            ssize_t m = ::send(fd, reply_.data() + sent, reply_.size() - sent, MSG_NOSIGNAL);
+            if (m <= 0) {
+                break;
             }
-            int fd = ::accept(listener_, nullptr, nullptr);
-            char buffer[4096];
-            ssize_t n;
-            // The request ends with its zero byte.
-            while ((n = ::recv(fd, buffer, sizeof(buffer), 0)) > 0 && buffer[n - 1] != '\0') {
-            }
-            for (std::size_t sent = 0; sent < reply_.size();) {
-                ssize_t m = ::send(fd, reply_.data() + sent, reply_.size() - sent, MSG_NOSIGNAL);
-                if (m <= 0) {
-                    break;
-                }
-                sent += static_cast<std::size_t>(m);
-            }
-            ::close(fd);
+            sent += static_cast<std::size_t>(m);
         }
     }
 
     std::string reply_;
-    int listener_;
-    int port_ = 0;
-    std::atomic<bool> stop_{false};
-    std::thread thread_;
+    LoopbackListener listener_;
 };
 
 void ReadResponse(benchmark::State& state, bool announceLength) {

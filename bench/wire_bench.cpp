@@ -3,20 +3,14 @@
 // (HTTP/1.1, one kept connection), alone and through the automation proxy. The peer is a thread
 // of this program that answers each request with the same prepared answer. Run by hand:
 // build/release/bench/wire_bench
-#include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <corvane/client.h>
 #include <corvane/http.h>
 #include <corvane/wire.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
 
+#include "loopback_listener.h"
 #include "net/wire_http.h"
 
 namespace {
@@ -34,56 +28,34 @@ const std::string kBody =
 // connection, otherwise in HTTP/1.0 and closes it.
 class EchoServer {
 public:
-    explicit EchoServer(bool keepAlive) : keepAlive_(keepAlive) {
-        const std::string head = keepAlive ? "HTTP/1.1 200 OK\r\n" : "HTTP/1.0 200 OK\r\n";
-        answer_ = head + "Content-Type: text/xml; charset=utf-8\r\nContent-Length: " +
-                  std::to_string(kBody.size()) + "\r\n\r\n" + kBody;
-        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(address);
-        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof(address));
-        ::listen(listener_, 64);
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-        port_ = ntohs(address.sin_port);
-        thread_ = std::thread([this] { Serve(); });
-    }
-    ~EchoServer() {
-        stop_ = true;
-        thread_.join();
-        ::close(listener_);
-    }
-    int Port() const { return port_; }
+    explicit EchoServer(bool keepAlive)
+        : keepAlive_(keepAlive),
+          answer_(std::string(keepAlive ? "HTTP/1.1 200 OK\r\n" : "HTTP/1.0 200 OK\r\n") +
+                  "Content-Type: text/xml; charset=utf-8\r\nContent-Length: " +
+                  std::to_string(kBody.size()) + "\r\n\r\n" + kBody),
+          listener_([this](int fd) { Serve(fd); }) {}
+    int Port() const { return listener_.Port(); }
 
 private:
-    void Serve() {
-        while (!stop_) {
-            pollfd entry{listener_, POLLIN, 0};
-            if (::poll(&entry, 1, 50) <= 0) {
+    void Serve(int fd) const {
+        const int on = 1;
+        ::setsockopt(fd, IPPROTO_TCP, 1 /* TCP_NODELAY */, &on, sizeof(on));
+        std::string pending;
+        char buffer[16384];
+        for (;;) {
+            const ssize_t n = ::recv(fd, buffer, sizeof(buffer), 0);
+            if (n <= 0) {
+                break;
+            }
+            pending.append(buffer, static_cast<std::size_t>(n));
+            if (!Complete(pending)) {
                 continue;
             }
-            const int fd = ::accept(listener_, nullptr, nullptr);
-            const int on = 1;
-            ::setsockopt(fd, IPPROTO_TCP, 1 /* TCP_NODELAY */, &on, sizeof(on));
-            std::string pending;
-            char buffer[16384];
-            for (;;) {
-                const ssize_t n = ::recv(fd, buffer, sizeof(buffer), 0);
-                if (n <= 0) {
-                    break;
-                }
-                pending.append(buffer, static_cast<std::size_t>(n));
-                if (!Complete(pending)) {
-                    continue;
-                }
-                pending.clear();
-                ::send(fd, answer_.data(), answer_.size(), MSG_NOSIGNAL);
-                if (!keepAlive_) {
-                    break;
-                }
+            pending.clear();
+            ::send(fd, answer_.data(), answer_.size(), MSG_NOSIGNAL);
+            if (!keepAlive_) {
+                break;
             }
-            ::close(fd);
         }
     }
     bool Complete(std::string const& request) const {
@@ -100,10 +72,7 @@ private:
 
     bool keepAlive_;
     std::string answer_;
-    int listener_;
-    int port_ = 0;
-    std::atomic<bool> stop_{false};
-    std::thread thread_;
+    LoopbackListener listener_;
 };
 
 void BM_DefaultModeExchange(benchmark::State& state) {
