@@ -303,6 +303,39 @@ bool AppendDecimal(double value, WMString& out) {
     return true;
 }
 
+// A decimal text without sign, leading zeros of the integer part or trailing zeros of the
+// fraction ("-007.50" is "-7.5").
+WMString CanonicalDecimal(View text) {
+    WMString out;
+    if (!text.empty() && (text.front() == u'+' || text.front() == u'-')) {
+        if (text.front() == u'-') {
+            out.push_back(u'-');
+        }
+        text.remove_prefix(1);
+    }
+    View integer = text.substr(0, text.find(u'.'));
+    View fraction = integer.size() < text.size() ? text.substr(integer.size() + 1) : View();
+    while (integer.size() > 1 && integer.front() == u'0') {
+        integer.remove_prefix(1);
+    }
+    while (!fraction.empty() && fraction.back() == u'0') {
+        fraction.remove_suffix(1);
+    }
+    out.append(integer.empty() ? View(u"0") : integer);
+    if (!fraction.empty()) {
+        out.push_back(u'.');
+        out.append(fraction);
+    }
+    return out;
+}
+
+// True when `number`, written back, gives the decimal `text` again: a double then carries the
+// value exactly, otherwise only the text does.
+bool HoldsExactly(View text, double number) {
+    WMString written;
+    return AppendDecimal(number, written) && CanonicalDecimal(written) == CanonicalDecimal(text);
+}
+
 // ---- binary ----
 
 constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -662,6 +695,11 @@ bool ReadStandardValue(View typeName, View text, WMSOAPStructMember& result, WMS
                   ParseFloating(value, true, number))) {
                 reason = u"not a number";
                 return false;
+            }
+            if (type.form == Form::Decimal && IsNumberText(value, false) &&
+                !HoldsExactly(value, number)) {
+                result.SetValue(WMString(value));
+                return true;
             }
             result.SetValue(number);
             return true;

@@ -18,7 +18,9 @@ namespace corvane::detail {
 //   byte ... int, unsigned...    long when the value fits 32 bits, otherwise a string of its
 //   long, integer and the rest   digits (canonical: no "+", no leading zeros); range-checked
 //   float                        double holding the float value (read at single precision)
-//   double, decimal              double (decimal also accepts an exponent)
+//   double                       double
+//   decimal                      double when it holds the value exactly, otherwise a string
+//                                of the text (an exponent is accepted and gives a double)
 //   base64Binary, hexBinary      string of one character (U+0000 to U+00FF) per byte
 //   dateTime, date, time         string: the text, checked (zone kept as written)
 //   anything else                string: the text as it is

@@ -130,6 +130,8 @@ TEST(StandardRead, EachTypeByItsLexicalForms) {
         {u"float", u"0.1", true, Double(static_cast<double>(0.1f))},
         {u"float", u"1e39", true, Double(kInf)},
         {u"decimal", u"123.45", true, Double(123.45)},
+        {u"decimal", u"+0123.4500", true, Double(123.45)},
+        {u"decimal", u"0.10000000000000000555", true, Text(u"0.10000000000000000555")},
         {u"decimal", u"1.0E+3", true, Double(1000)},
         {u"decimal", u"INF", false, {}},
         // Binary decoded to one character per byte; base64 may be wrapped into lines.
