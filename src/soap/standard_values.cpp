@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <system_error>
 
 namespace corvane::detail {
@@ -290,16 +291,44 @@ void AppendShortest(T value, WMString& out) {
     AppendAscii(out, std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer)));
 }
 
-// The shortest plain decimal (no exponent) that reads back as `value`.
+// The shortest digits that read back as `value`, written without an exponent: 1e300 is a one and
+// 300 zeros, not the double's exact expansion, which a fixed-notation conversion would give.
 bool AppendDecimal(double value, WMString& out) {
     if (!std::isfinite(value)) {
         return false;
     }
-    // The longest such text, the smallest subnormal, has 326 characters.
-    char buffer[400];
+    char buffer[64];
     auto const result =
-        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed);
-    AppendAscii(out, std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer)));
+        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::scientific);
+    std::string_view text(buffer, static_cast<std::size_t>(result.ptr - buffer));
+    if (text.front() == '-') {
+        out.push_back(u'-');
+        text.remove_prefix(1);
+    }
+    std::size_t const mark = text.find('e');
+    std::string digits;
+    for (char c : text.substr(0, mark)) {
+        if (c != '.') {
+            digits.push_back(c);
+        }
+    }
+    int exponent = 0;
+    std::string_view const power = text.substr(mark + 1);
+    std::from_chars(power.data() + (power.front() == '+' ? 1 : 0), power.data() + power.size(),
+                    exponent);
+    // Digits before the point.
+    long const point = static_cast<long>(exponent) + 1;
+    long const count = static_cast<long>(digits.size());
+    std::string plain;
+    if (point <= 0) {
+        plain = "0." + std::string(static_cast<std::size_t>(-point), '0') + digits;
+    } else if (point >= count) {
+        plain = digits + std::string(static_cast<std::size_t>(point - count), '0');
+    } else {
+        plain = digits.substr(0, static_cast<std::size_t>(point)) + "." +
+                digits.substr(static_cast<std::size_t>(point));
+    }
+    AppendAscii(out, plain);
     return true;
 }
 

@@ -180,6 +180,7 @@ struct WriteCase {
 };
 
 TEST(StandardWrite, ShortestNumbersAndCanonicalForms) {
+    std::u16string const oneE300 = u"1" + std::u16string(300, u'0');
     WriteCase const cases[] = {
         {u"double", Double(0.1), u"0.1"},
         {u"double", Double(1e-9), u"1e-09"},
@@ -201,6 +202,10 @@ TEST(StandardWrite, ShortestNumbersAndCanonicalForms) {
         // Decimals never take an exponent; a text keeps digits a double cannot hold.
         {u"decimal", Double(1e-9), u"0.000000001"},
         {u"decimal", Double(1e21), u"1000000000000000000000"},
+        {u"decimal", Double(1e300), oneE300.c_str()},
+        {u"decimal", Double(-1.5e-7), u"-0.00000015"},
+        {u"decimal", Double(123.456), u"123.456"},
+        {u"decimal", Double(-0.0), u"-0"},
         {u"decimal", Text(u"12.345678901234567890123"), u"12.345678901234567890123"},
         {u"decimal", Text(u"1e5"), nullptr},
         {u"decimal", Double(kNaN), nullptr},
