@@ -123,7 +123,10 @@ TEST(StandardRead, EachTypeByItsLexicalForms) {
         {u"double", u"NaN", true, Double(kNaN)},
         {u"double", u"1e400", true, Double(kInf)},
         {u"double", u"-1e-400", true, Double(-0.0)},
-        {u"double", u"inf", false, {}},
+        {u"double", u"-Infinity", true, Double(-kInf)},
+        {u"float", u"NAN", true, Double(kNaN)},
+        {u"double", u"-NaN", false, {}},
+        {u"double", u"infinit", false, {}},
         {u"double", u"1e", false, {}},
         {u"double", u"0x10", false, {}},
         // Floats at single precision: the float nearest the text, not the double.
