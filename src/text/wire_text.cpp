@@ -44,9 +44,14 @@ bool DecodeUtf8(std::string_view bytes, WMString& out, std::string& error) {
     const auto* from = reinterpret_cast<const unsigned char*>(bytes.data());
     for (std::size_t i = 0; i < bytes.size();) {
         if (i + 8 <= bytes.size() && AsciiBytes(from + i)) {
-            for (std::size_t k = 0; k < 8; ++k) {
-                to[k] = from[i + k];
-            }
+            to[0] = from[i];
+            to[1] = from[i + 1];
+            to[2] = from[i + 2];
+            to[3] = from[i + 3];
+            to[4] = from[i + 4];
+            to[5] = from[i + 5];
+            to[6] = from[i + 6];
+            to[7] = from[i + 7];
             to += 8;
             i += 8;
             continue;
@@ -134,9 +139,10 @@ bool EncodeUtf8(WMString const& text, std::string& out, std::size_t& bad) {
     char* to = out.data();
     for (std::size_t i = 0; i < size; ++i) {
         if (i + 4 <= size && AsciiUnits(&text[i])) {
-            for (std::size_t k = 0; k < 4; ++k) {
-                to[k] = static_cast<char>(text[i + k]);
-            }
+            to[0] = static_cast<char>(text[i]);
+            to[1] = static_cast<char>(text[i + 1]);
+            to[2] = static_cast<char>(text[i + 2]);
+            to[3] = static_cast<char>(text[i + 3]);
             to += 4;
             i += 3;
             continue;
