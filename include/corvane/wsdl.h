@@ -3,6 +3,7 @@
 #define CORVANE_WSDL_H
 
 #include <corvane/types.h>
+#include <corvane/wire.h>
 
 #include <memory>
 
@@ -83,6 +84,16 @@ public:
     void SetHTTPHeaders(const WMString& headers);
     const WMString& GetDefinitionsTNS() const;
 
+    // Extension: the standard wire mode (see <corvane/wire.h>) for the following loads. With it
+    // on, "http://" and "https://" locations, imports included, are fetched over HTTP/1.1 with
+    // the options' verified TLS, redirects, authentication and proxy; and the endpoint is the
+    // chosen port's soap:address also for a description fetched over HTTP, its scheme choosing
+    // TLS ("https://" gives the TLS flag 1 and port 443 unless the address names one).
+    void SetWireOptions(const WMWireOptions& options);
+    const WMWireOptions& GetWireOptions() const;
+    // Extension: the endpoint's whole location, from which host, port and URI were split.
+    const WMString& GetSOAPSvcLocation() const;
+
     // Binding queries.
     bool GetMethodSOAPAction(const WMString& operation, WMString& soapAction);
     bool GetMethodNamespaceURI(const WMString& operation, WMString& namespaceURI);
@@ -157,7 +168,9 @@ private:
                         WMString& memberName, WMString& memberNS, WMString& memberTypeName,
                         WMString& memberTypeNS) const;
     void SplitEndpoint();
+    bool ChosenPortAddress();
 
+    WMWireOptions m_wire;
     WMString m_userAgent;
     WMString m_httpHeaders;
     int m_httpTimeout;

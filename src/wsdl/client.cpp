@@ -56,6 +56,16 @@ void SplitHttpLocation(const WMString& location, WMString& host, int& port, WMSt
     uri.assign(slash == WStringView::npos ? WStringView() : rest.substr(slash));
 }
 
+WMString AsciiLower(WStringView text) {
+    WMString lower(text);
+    for (char16_t& c : lower) {
+        if (c >= u'A' && c <= u'Z') {
+            c = static_cast<char16_t>(c - u'A' + u'a');
+        }
+    }
+    return lower;
+}
+
 // Windows paths may name a file location with backslashes; locations are resolved with "/".
 WMString WithSlashes(WMString location) {
     std::replace(location.begin(), location.end(), u'\\', u'/');
@@ -170,8 +180,15 @@ bool WMSOAPWSDLClient::ReadServiceDesc(const WMString& serviceName, const WMStri
         if (!FetchHttpLocation(copy)) {
             return false;
         }
-        // A description fetched over HTTP is taken to live at its own endpoint.
-        m_endpointLocation = location;
+        // A description fetched over HTTP is taken to live at its own endpoint, except in the
+        // standard mode, where the port's address says where the service is.
+        if (m_wire.standard) {
+            if (!ChosenPortAddress()) {
+                return false;
+            }
+        } else {
+            m_endpointLocation = location;
+        }
     } else {
         std::size_t scheme = copy.find(u"file://");
         if (scheme == WMString::npos) {
@@ -179,28 +196,32 @@ bool WMSOAPWSDLClient::ReadServiceDesc(const WMString& serviceName, const WMStri
                          u"'" + location + u"' is neither an http:// nor a file:// location.");
             return false;
         }
-        if (!LoadAndParseWSDLFile(copy.substr(scheme + 7))) {
+        if (!LoadAndParseWSDLFile(copy.substr(scheme + 7)) || !ChosenPortAddress()) {
             return false;
         }
-        const WMSOAPServiceHandler* service =
-            GetWSDLDesc()->GetDefinitions().FindService(m_serviceName);
-        if (!service) {
-            SetLoadError(u"Service Error", u"No service '" + m_serviceName + u"'.");
-            return false;
-        }
-        const WMSOAPPortHandler* port = corvane::FindIn(service->GetPorts(), m_portName);
-        if (!port) {
-            SetLoadError(u"Service Error",
-                         u"No port '" + m_portName + u"' in service '" + m_serviceName + u"'.");
-            return false;
-        }
-        if (!port->GetAddress() || port->GetAddress()->GetLocation().empty()) {
-            SetLoadError(u"Service Error", u"Port '" + m_portName + u"' has no address.");
-            return false;
-        }
-        m_endpointLocation = port->GetAddress()->GetLocation();
     }
     SplitEndpoint();
+    return true;
+}
+
+bool WMSOAPWSDLClient::ChosenPortAddress() {
+    const WMSOAPServiceHandler* service =
+        GetWSDLDesc()->GetDefinitions().FindService(m_serviceName);
+    if (!service) {
+        SetLoadError(u"Service Error", u"No service '" + m_serviceName + u"'.");
+        return false;
+    }
+    const WMSOAPPortHandler* port = corvane::FindIn(service->GetPorts(), m_portName);
+    if (!port) {
+        SetLoadError(u"Service Error",
+                     u"No port '" + m_portName + u"' in service '" + m_serviceName + u"'.");
+        return false;
+    }
+    if (!port->GetAddress() || port->GetAddress()->GetLocation().empty()) {
+        SetLoadError(u"Service Error", u"Port '" + m_portName + u"' has no address.");
+        return false;
+    }
+    m_endpointLocation = port->GetAddress()->GetLocation();
     return true;
 }
 
@@ -218,12 +239,22 @@ void WMSOAPWSDLClient::SplitEndpoint() {
     m_sslEnabled = 0;
     WStringView rest = m_endpointLocation;
     std::size_t scheme = rest.find(u"://");
+    // The standard mode reads the scheme: an https address is TLS, on 443 unless it names a
+    // port. The default never looks at it.
+    const bool tls = m_wire.standard && scheme == 5 && AsciiLower(rest.substr(0, 5)) == u"https";
     // Without a scheme the first two characters go, as they always have.
     rest = scheme != WStringView::npos ? rest.substr(scheme + 3)
                                        : rest.substr(rest.size() < 2 ? rest.size() : 2);
     std::size_t slash = rest.find(u'/');
     m_svcURI.assign(slash == WStringView::npos ? WStringView() : rest.substr(slash));
-    SplitHostPort(rest.substr(0, slash), m_svcHost, m_svcPortNbr);
+    WStringView hostPort = rest.substr(0, slash);
+    SplitHostPort(hostPort, m_svcHost, m_svcPortNbr);
+    if (tls) {
+        m_sslEnabled = 1;
+        if (hostPort.find(u':') == WStringView::npos) {
+            m_svcPortNbr = 443;
+        }
+    }
 }
 
 const WMString& WMSOAPWSDLClient::GetSOAPSvcHost() {
@@ -255,6 +286,15 @@ void WMSOAPWSDLClient::SetHTTPTimeout(int milliseconds) {
 }
 void WMSOAPWSDLClient::SetHTTPHeaders(const WMString& headers) {
     m_httpHeaders = headers;
+}
+void WMSOAPWSDLClient::SetWireOptions(const WMWireOptions& options) {
+    m_wire = options;
+}
+const WMWireOptions& WMSOAPWSDLClient::GetWireOptions() const {
+    return m_wire;
+}
+const WMString& WMSOAPWSDLClient::GetSOAPSvcLocation() const {
+    return m_endpointLocation;
 }
 
 const WMString& WMSOAPWSDLClient::GetDefinitionsTNS() const {
