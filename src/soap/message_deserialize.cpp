@@ -23,8 +23,10 @@ bool WMSOAPMessage::Deserialize(WMSOAPWSDLClient& wsdl) {
     m_isLocalFault = true;
     m_isLiteralFault = false;
     if (m_requestPhase) {
+        Engine(m_reqDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_reqDeserializer).Deserialize(*this, wsdl);
     } else {
+        Engine(m_respDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_respDeserializer).Deserialize(*this, wsdl);
     }
     return true;
@@ -41,8 +43,10 @@ bool WMSOAPMessage::ProcessRPC(WMSOAPWSDLClient& wsdl) {
             throw new WMSOAPFault(u"SOAP-ENV:Client",
                                   u"Unrecognized 'SOAPAction' HTTP header received.", false);
         }
+        Engine(m_reqDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_reqDeserializer).ProcessRPCRequest(*this, wsdl);
     } else {
+        Engine(m_respDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_respDeserializer).ProcessRPCResponse(*this, wsdl);
     }
     return true;
