@@ -9,6 +9,7 @@ $table = json_decode(file_get_contents(__DIR__ . '/standard_values.json'), true)
 function leaf($tagged) {
     [$kind, $text] = explode(':', $tagged, 2);
     switch ($kind) {
+        case 'F': return $tagged;
         case 'i': return (int) $text;
         case 'f': return ['INF' => INF, '-INF' => -INF, 'NaN' => NAN][$text] ?? (float) $text;
         case 'b': return $text === 'true';
@@ -58,9 +59,16 @@ foreach (['base' => 'round2_base', 'groupB' => 'round2_groupB'] as $suite => $na
 }
 $passed = 0;
 $failed = 0;
+$skipped = 0;
 foreach ($table['rows'] as $number => $row) {
     [$suite, $operation, $arguments] = $row;
-    $expected = argument(array_key_exists(3, $row) ? $row[3] : (reset($arguments) ?: null));
+    $options = $row[3] ?? [];
+    if (isset($options['open']) && !getenv('CORVANE_STANDARD_OPEN')) {
+        $skipped++;
+        continue;
+    }
+    $expected = array_key_exists('answer', $options) ? $options['answer'] : (reset($arguments) ?: null);
+    $expected = argument(array_key_exists('php', $options) ? $options['php'] : $expected);
     // Several output parts come back as an associative array, not an object.
     if (is_object($expected) && $operation === 'echoStructAsSimpleTypes') {
         $expected = (array) $expected;
@@ -68,7 +76,7 @@ foreach ($table['rows'] as $number => $row) {
     try {
         $answer = $clients[$suite]->__soapCall($operation, array_map('argument', array_values($arguments)));
     } catch (SoapFault $fault) {
-        $answer = "fault $fault->faultcode: $fault->faultstring";
+        $answer = "F:$fault->faultstring";
     }
     if (same($expected, $answer)) {
         $passed++;
@@ -79,5 +87,5 @@ foreach ($table['rows'] as $number => $row) {
             $clients[$suite]->__getLastResponse(), "\n";
     }
 }
-echo "$passed passed, $failed failed\n";
+echo "$passed passed, $failed failed, $skipped open rows skipped\n";
 exit($failed == 0 ? 0 : 1);

@@ -17,6 +17,7 @@ import os
 import sys
 
 import zeep
+import zeep.exceptions
 from lxml import etree
 from zeep.transports import Transport
 
@@ -44,6 +45,8 @@ class LocalTransport(Transport):
 def leaf(tagged):
     """The Python value of a TYPE:TEXT leaf, as zeep takes and gives it."""
     kind, text = tagged.split(":", 1)
+    if kind == "F":
+        return tagged
     if kind in ("x", "h"):
         data = ALL_BYTES if text == "all" else bytes.fromhex(text)
         return data if kind == "x" else data.hex().upper()
@@ -148,24 +151,31 @@ def main():
     with open(os.path.join(HERE, "standard_values.json"), encoding="utf-8") as f:
         rows = json.load(f)["rows"]
     service = services()
-    passed = failed = 0
+    passed = failed = skipped = 0
     for number, row in enumerate(rows, 1):
         suite, operation, arguments = row[:3]
+        options = row[3] if len(row) > 3 else {}
+        if "open" in options and not os.environ.get("CORVANE_STANDARD_OPEN"):
+            skipped += 1
+            continue
         arguments = {name: flatten(value) for name, value in arguments.items()}
-        expected = flatten(row[3] if len(row) > 3 else next(iter(arguments.values()), None))
+        expected = options.get("answer", next(iter(arguments.values()), None))
+        expected = flatten(options.get("zeep", expected))
         client, proxy = service[suite]
         parts = dict(client.service._binding._operations[operation].input.body.type.elements)
         try:
             answer = plain(getattr(proxy, operation)(
                 *[argument(parts[name].type, value) for name, value in arguments.items()]))
-        except Exception as error:  # a fault or an answer zeep cannot read
+        except zeep.exceptions.Fault as fault:
+            answer = "F:" + fault.message
+        except Exception as error:  # an answer zeep cannot read
             answer = f"{type(error).__name__}: {error}"
         if same(expected, answer):
             passed += 1
         else:
             failed += 1
             print(f"FAIL row {number} {operation}: sent {arguments!r}, got {answer!r}")
-    print(f"{passed} passed, {failed} failed")
+    print(f"{passed} passed, {failed} failed, {skipped} open rows skipped")
     return 0 if failed == 0 else 1
 
 
