@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -22,14 +23,6 @@ namespace {
 
 using M = WMSOAPStructMember;
 using DataType = M::SOAPDataMember::DATATYPE;
-
-// The peer's own reading of a value, where it cannot hold what was sent: the member it answers
-// instead, and why. Everything not listed here must come back exactly.
-struct Deviation {
-    const char* peer;
-    const char* row;
-    M answer;
-};
 
 // One server process per suite (PHP serves one WSDL per process) and the WSDL copies that name it.
 struct RunningPeer {
@@ -252,6 +245,11 @@ std::vector<Row> const& Table() {
             Echo("float NaN", u"Float", M(u"", std::nan(""))),
             Echo("decimal", u"Decimal", M(u"", 123.45)),
             Echo("decimal 0.1", u"Decimal", M(u"", 0.1)),
+            Echo("decimal 1e300", u"Decimal", M(u"", 1e300)),
+            Echo("decimal -0", u"Decimal", M(u"", -0.0)),
+            // More digits than a double holds: the text travels as it is.
+            Echo("decimal digits", u"Decimal",
+                 M(u"", WMString(u"-12345678901234567890.123456789012345678901"))),
             Echo("boolean true", u"Boolean", M(u"", 1)),
             Echo("boolean false", u"Boolean", M(u"", 0)),
             Echo("base64", u"Base64", M(u"", AllBytes())),
@@ -275,8 +273,7 @@ std::vector<Row> const& Table() {
              u"echoStructAsSimpleTypes",
              {M(u"inputStruct", plain)},
              M(),
-             {M(u"outputString", kText), M(u"outputInteger", 2147483647),
-              M(u"outputFloat", 0.5)}},
+             {M(u"outputString", kText), M(u"outputInteger", 2147483647), M(u"outputFloat", 0.5)}},
             {"simple types as struct",
              true,
              u"echoSimpleTypesAsStruct",
@@ -292,19 +289,78 @@ std::vector<Row> const& Table() {
              M(u"return", Items({M(u"", WMString(u"a")), M(u"", kText), M(u"", WMString(u"c")),
                                  M(u"", WMString(u"d"))})),
              {}},
-            {"nested struct", true, u"echoNestedStruct", {M(u"inputStruct", nested)},
-             M(u"return", nested), {}},
-            {"nested array", true, u"echoNestedArray", {M(u"inputStruct", withArray)},
-             M(u"return", withArray), {}},
+            {"nested struct",
+             true,
+             u"echoNestedStruct",
+             {M(u"inputStruct", nested)},
+             M(u"return", nested),
+             {}},
+            {"nested array",
+             true,
+             u"echoNestedArray",
+             {M(u"inputStruct", withArray)},
+             M(u"return", withArray),
+             {}},
         };
         return table;
     }();
     return rows;
 }
 
-// What a peer answers instead of the value sent, where its own types cannot hold that value.
+// -0 made +0 throughout a value.
+M PositiveZeros(M value) {
+    switch (value.GetDataType()) {
+        case DataType::SOAP_DOUBLE:
+            if (value.DoubleValue() == 0.0) {
+                value.SetValue(0.0);
+            }
+            break;
+        case DataType::SOAP_STRUCT: {
+            WMSOAPStructType copy;
+            for (auto const& member : MembersOf(value.StructValue())) {
+                copy.SetMember(PositiveZeros(member.second));
+            }
+            value.SetValue(copy);
+            break;
+        }
+        case DataType::SOAP_ARRAY:
+            for (WMSOAPStructType& item : value.ArrayValue()) {
+                WMSOAPStructType copy;
+                for (auto const& member : MembersOf(item)) {
+                    copy.SetMember(PositiveZeros(member.second));
+                }
+                item = copy;
+            }
+            break;
+        default:
+            break;
+    }
+    return value;
+}
+
+// Where a peer's own types or reading cannot give back what was sent: for one row, either the
+// answer it gives instead, or the text of an answer Corvane refuses.
+struct Deviation {
+    const char* peer;
+    const char* row;
+    std::function<M(M const&)> answer;
+    const char* refused;
+};
+
 std::vector<Deviation> const& Deviations() {
-    static std::vector<Deviation> const deviations = {};
+    static std::vector<Deviation> const deviations = {
+        // SoapServer reads the xsd:float text -0 as the integer 0 (a decimal stays its text).
+        {"php", "float -0", PositiveZeros, nullptr},
+        {"php", "float array", PositiveZeros, nullptr},
+        {"php", "struct array", PositiveZeros, nullptr},
+        {"php", "simple types as struct", PositiveZeros, nullptr},
+        {"php", "nested struct", PositiveZeros, nullptr},
+        // PHP spells NaN "NAN", which is no xsd:float.
+        {"php", "float NaN", nullptr, ">NAN<"},
+        // gSOAP holds a dateTime in a time_t and answers in UTC.
+        {"gsoap", "dateTime", [](M const&) { return M(u"", WMString(u"2026-11-24T14:35:07Z")); },
+         nullptr},
+    };
     return deviations;
 }
 
@@ -324,8 +380,8 @@ protected:
                                      u"InteropTest", u"InteropTestPort", u"", u"CorvaneTest/1.0",
                                      u"", false));
         ASSERT_TRUE(groupB_.Initialize(Widen("file://" + peer.dir.File("round2_groupB.wsdl")),
-                                       u"interopLabB", u"interopTestPortB", u"",
-                                       u"CorvaneTest/1.0", u"", false));
+                                       u"interopLabB", u"interopTestPortB", u"", u"CorvaneTest/1.0",
+                                       u"", false));
     }
 
     // Calls the row's operation; the difference from what the row expects ("" when none).
@@ -350,8 +406,7 @@ protected:
             WMString code, text;
             client.GetSOAPFaultCode(code);
             client.GetSOAPFaultString(text);
-            return "fault " + Utf8(code) + " " + Utf8(text) + "; sent " +
-                   Utf8(*client.GetXMLOut());
+            return "fault " + Utf8(code) + " " + Utf8(text) + "; sent " + Utf8(*client.GetXMLOut());
         }
         std::string difference = Difference(expected, returned, "return");
         for (std::size_t i = 0; difference.empty() && i < row.outputs.size(); ++i) {
@@ -359,8 +414,8 @@ protected:
                                     Utf8(row.outputs[i].GetName()));
         }
         if (!difference.empty()) {
-            difference += "\nsent " + Utf8(*client.GetXMLOut()) + "\nreceived " +
-                          Utf8(client.GetXMLIn());
+            difference +=
+                "\nsent " + Utf8(*client.GetXMLOut()) + "\nreceived " + Utf8(client.GetXMLIn());
         }
         return difference;
     }
@@ -372,13 +427,23 @@ protected:
 TEST_P(StandardPeer, EveryValueComesBackExactly) {
     for (Row const& row : Table()) {
         M expected = row.expected;
+        char const* refused = nullptr;
         for (Deviation const& deviation : Deviations()) {
-            if (GetParam() == deviation.peer && std::string(row.label) == deviation.row) {
-                expected = deviation.answer;
+            if (GetParam() != deviation.peer || std::string(row.label) != deviation.row) {
+                continue;
             }
+            if (deviation.answer) {
+                expected = deviation.answer(expected);
+            }
+            refused = deviation.refused;
         }
         std::string const difference = Run(row, expected);
-        EXPECT_TRUE(difference.empty()) << row.label << ": " << difference;
+        if (refused != nullptr) {
+            EXPECT_EQ(difference.rfind("call failed", 0), 0u) << row.label << ": " << difference;
+            EXPECT_NE(difference.find(refused), std::string::npos) << row.label;
+        } else {
+            EXPECT_TRUE(difference.empty()) << row.label << ": " << difference;
+        }
     }
 }
 
