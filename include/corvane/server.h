@@ -95,10 +95,6 @@ public:
     WMWireOptions const& GetWireOptions() const;
 
 private:
-    // The SOAPAction to check against the WSDL's in the standard wire mode: the WSDL's own when
-    // the received one is one of the accepted forms, otherwise the received one.
-    WMString AcceptedSOAPAction(WMString const& received);
-
     WMSOAPWSDLClient* m_wsdl;
     WMSOAPMessage m_message;
     WMWireOptions m_wire;

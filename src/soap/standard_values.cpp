@@ -235,18 +235,39 @@ bool MagnitudeAboveOne(std::string_view text) {
     return scale >= 0;
 }
 
+// ASCII letters only.
+bool EqualsIgnoringCase(View text, View word) {
+    if (text.size() != word.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char16_t a = text[i];
+        char16_t b = word[i];
+        a = a >= u'A' && a <= u'Z' ? static_cast<char16_t>(a + 32) : a;
+        b = b >= u'A' && b <= u'Z' ? static_cast<char16_t>(b + 32) : b;
+        if (a != b) {
+            return false;
+        }
+    }
+    return true;
+}
+
 template <class T>
 bool ParseFloating(View text, bool exponent, T& out) {
     if (exponent) {
-        if (text == u"INF" || text == u"+INF") {
-            out = std::numeric_limits<T>::infinity();
+        // XML Schema spells them INF and NaN; writers also send NAN, inf or Infinity, whose
+        // meaning is just as clear.
+        View word = text;
+        bool const negative = !word.empty() && word.front() == u'-';
+        if (!word.empty() && (word.front() == u'+' || negative)) {
+            word.remove_prefix(1);
+        }
+        if (EqualsIgnoringCase(word, u"INF") || EqualsIgnoringCase(word, u"Infinity")) {
+            out =
+                negative ? -std::numeric_limits<T>::infinity() : std::numeric_limits<T>::infinity();
             return true;
         }
-        if (text == u"-INF") {
-            out = -std::numeric_limits<T>::infinity();
-            return true;
-        }
-        if (text == u"NaN") {
+        if (EqualsIgnoringCase(text, u"NaN")) {
             out = std::numeric_limits<T>::quiet_NaN();
             return true;
         }
@@ -900,6 +921,27 @@ bool WriteStandardValue(View typeName, WMSOAPStructMember& value, WMString& out)
         }
     }
     return false;
+}
+
+namespace {
+
+View Unquoted(View action) {
+    if (action.size() >= 2 && action.front() == u'"' && action.back() == u'"') {
+        action.remove_prefix(1);
+        action.remove_suffix(1);
+    }
+    return action;
+}
+
+}  // namespace
+
+bool StandardActionMatches(WMString const& expected, WMString const& received,
+                           WMString const& methodNS, WMString const& method) {
+    View const got = Unquoted(received);
+    return got.empty() || got == Unquoted(expected) ||
+           (got.size() == methodNS.size() + 1 + method.size() &&
+            got.substr(0, methodNS.size()) == methodNS && got[methodNS.size()] == u'#' &&
+            got.substr(methodNS.size() + 1) == method);
 }
 
 }  // namespace corvane::detail

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Starts the interop server on a free loopback port, runs one client against it, stops it.
 
-Usage: serve_and_call.py SERVER WSDL_DIR [SERVER_OPTION...] -- CLIENT ARGS...
+Usage: serve_and_call.py SERVER WSDL_DIR [SERVER_OPTIONS...] -- CLIENT ARGS...
 
 Every argument of the client may contain {url}, replaced by the server's base URL
 (http://127.0.0.1:PORT/). The exit status is the client's; the server must also stop cleanly on

@@ -67,7 +67,8 @@ foreach ($table['rows'] as $number => $row) {
         $skipped++;
         continue;
     }
-    $expected = array_key_exists('answer', $options) ? $options['answer'] : (reset($arguments) ?: null);
+    $expected = array_key_exists('answer', $options) ? $options['answer']
+                                                    : ($arguments ? reset($arguments) : null);
     $expected = argument(array_key_exists('php', $options) ? $options['php'] : $expected);
     // Several output parts come back as an associative array, not an object.
     if (is_object($expected) && $operation === 'echoStructAsSimpleTypes') {

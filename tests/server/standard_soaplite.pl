@@ -52,8 +52,10 @@ sub data {
         my $two = @rows && ref $rows[0] eq 'ARRAY';
         my @items = $two ? map { @$_ } @rows : @rows;
         my $size = $two ? scalar(@rows) . ',' . scalar(@{ $rows[0] }) : scalar(@items);
-        my $type = ref $items[0] eq 'HASH' ? 's:' . struct_type($items[0])
-                                           : 'xsd:' . $xsd{(leaf($items[0]))[0]};
+        # An empty array's item type is not in the table; strings are the one case there.
+        my $type = !@items ? 'xsd:string'
+                 : ref $items[0] eq 'HASH' ? 's:' . struct_type($items[0])
+                 : 'xsd:' . $xsd{(leaf($items[0]))[0]};
         return SOAP::Data->name($name)->type('soapenc:Array')
             ->attr({'soapenc:arrayType' => "$type\[$size]",
                     'xmlns:s' => 'http://soapinterop.org/xsd'})
