@@ -77,6 +77,7 @@ bool WMSOAPClient::Initialize(WMString const& wsdlLocation, WMString const& serv
 bool WMSOAPClient::NewMessage() {
     bool const initialized = m_message.Initialize(nullptr, 0, m_serviceName, m_portName, m_actorURI,
                                                   WMString(), WMString(), m_explicitTyping);
+    m_message.SetStandardWireMode(m_proxy.GetWireOptions().standard);
     // A fault or return value left by the previous exchange must not leak into the next one:
     // a held fault would be serialized instead of the request, and a call whose answer has no
     // return value would hand back the previous call's.
@@ -295,6 +296,7 @@ void WMSOAPClient::SetHTTPTimeout(int milliseconds) {
 void WMSOAPClient::SetWireOptions(WMWireOptions const& options) {
     m_wsdlClient.SetWireOptions(options);
     m_proxy.SetWireOptions(options);
+    m_message.SetStandardWireMode(options.standard);
 }
 
 WMWireOptions const& WMSOAPClient::GetWireOptions() const {

@@ -88,6 +88,11 @@ TEST_F(WireClient, CallsTheAddressOverHttp11WithoutAProbe) {
                          "Gr\xC3\xBC\xC3\x9F"
                          "e"));
     EXPECT_NE(request.back(), '\0');
+    // Values are typed by the description, also in a message started afresh.
+    EXPECT_TRUE(Contains(request, "<b xsi:type=\"xsd:int\" "));
+    ASSERT_TRUE(client_.NewMessage());
+    ASSERT_TRUE(Swap());
+    EXPECT_TRUE(Contains(server_.Request(2), "<b xsi:type=\"xsd:int\" "));
 }
 
 TEST_F(WireClient, AFailedExchangeKeepsItsReasonAndTheNextCallStartsAfresh) {
