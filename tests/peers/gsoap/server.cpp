@@ -129,10 +129,13 @@ int main(int argc, char** argv) {
     std::signal(SIGINT, OnSignal);
     std::signal(SIGTERM, OnSignal);
     std::signal(SIGPIPE, SIG_IGN);
+    unsigned long connections = 0;
     while (!g_stop && std::time(nullptr) < end) {
         if (!soap_valid_socket(soap_accept(listener))) {
             continue;  // the accept time-out, or a connection that failed at once
         }
+        // One line per connection in the log, so that reuse of kept connections can be seen.
+        std::fprintf(stderr, "connection %lu\n", ++connections);
         soap* const connection = soap_copy(listener);
         std::thread([connection] {
             soap_serve(connection);
