@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -58,8 +59,10 @@ RunningPeer& PeerOf(std::string const& kind) {
         groupBPort = UnusedPort();
         slot->up = slot->base.Start("php-direct " + std::to_string(port)) &&
                    slot->groupB.Start("php-groupb-direct " + std::to_string(groupBPort));
+#ifdef CORVANE_GSOAP_PEER
     } else if (kind == "gsoap") {
         slot->up = slot->base.Start("gsoap " + std::to_string(port) + " '" CORVANE_GSOAP_PEER "'");
+#endif
     } else {
         slot->up = slot->base.Start(kind + " " + std::to_string(port));
     }
