@@ -90,7 +90,7 @@ public:
     // - the SOAPAction header is accepted with or without its quotes, empty or missing, or as
     //   "namespace#method" (what several toolkits send by default); another action is refused;
     // - a response text holding an unpaired surrogate, which UTF-8 cannot carry, becomes the
-    //   fault "SOAP-ENV:Server" saying where it is.
+    //   fault "SOAP-ENV:Server" saying so.
     void SetWireOptions(WMWireOptions const& options);
     WMWireOptions const& GetWireOptions() const;
 
