@@ -878,8 +878,9 @@ bool WMSOAPWSDLImporter::ReadServiceDesc(const WMString& location, const WMStrin
     link.location = resolved;
     link.depth = parent ? parent->depth + 1 : 0;
     link.documentCount = parent ? parent->documentCount : &documentCount;
-    link.fetcher = parent ? parent->fetcher : nullptr;
-    if (link.fetcher) {
+    // A top-level import in the standard mode hands its own settings to its imports.
+    link.fetcher = parent ? parent->fetcher : (GetWireOptions().standard ? this : nullptr);
+    if (parent && link.fetcher) {
         TakeFetchSettings(*link.fetcher, resolved);
     }
     if (link.depth > corvane::detail::kMaxImportDepth || (parent && parent->Contains(resolved)) ||

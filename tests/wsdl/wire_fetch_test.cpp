@@ -63,6 +63,14 @@ TEST(WireFetch, Http11WithTheClientsSettingsForImportsAndThePortsAddressAsEndpoi
         EXPECT_TRUE(HasLine(requests[i], "Authorization: Basic YW5uOnNlY3JldA==")) << requests[i];
     }
 
+    // A document read on its own, as the tool reads one, hands its settings on too.
+    WMSOAPWSDLImporter importer;
+    importer.SetWireOptions(options);
+    ASSERT_TRUE(importer.ReadServiceDesc(Widen(Base(server) + "/import2/Import2.wsdl"), u""));
+    ASSERT_EQ(server.Requests().size(), 6u);
+    EXPECT_EQ(server.Request(6).rfind("GET /import2/imported/import2B.xsd HTTP/1.1\r\n", 0), 0u);
+    EXPECT_TRUE(HasLine(server.Request(6), "Authorization: Basic YW5uOnNlY3JldA=="));
+
     // An import from another origin gets the settings but not the credentials.
     LoopbackServer other;
     other.SetRoot(DataDir());
