@@ -77,19 +77,14 @@ def argument(ztype, value):
 
 
 def named_element(name, value):
-    """An element holding a value as its XML text; arrays as <item> children."""
+    """An element holding a value as its XML text; structs as members, arrays as <item>s."""
+    e = etree.Element(name)
     if isinstance(value, dict):
-        return etree_element(name, [named_element(n, m) for n, m in value.items()])
-    if isinstance(value, list):
-        return etree_element(name, [named_element("item", item) for item in value])
-    e = etree.Element(name)
-    e.text = xml_text(value)
-    return e
-
-
-def etree_element(name, children):
-    e = etree.Element(name)
-    e.extend(children)
+        e.extend(named_element(n, m) for n, m in value.items())
+    elif isinstance(value, list):
+        e.extend(named_element("item", item) for item in value)
+    else:
+        e.text = xml_text(value)
     return e
 
 
