@@ -311,6 +311,16 @@ std::vector<Row> const& Table() {
 }
 
 // -0 made +0 throughout a value.
+M PositiveZeros(M value);
+
+WMSOAPStructType PositiveZerosIn(WMSOAPStructType const& value) {
+    WMSOAPStructType copy;
+    for (auto const& member : MembersOf(value)) {
+        copy.SetMember(PositiveZeros(member.second));
+    }
+    return copy;
+}
+
 M PositiveZeros(M value) {
     switch (value.GetDataType()) {
         case DataType::SOAP_DOUBLE:
@@ -318,21 +328,12 @@ M PositiveZeros(M value) {
                 value.SetValue(0.0);
             }
             break;
-        case DataType::SOAP_STRUCT: {
-            WMSOAPStructType copy;
-            for (auto const& member : MembersOf(value.StructValue())) {
-                copy.SetMember(PositiveZeros(member.second));
-            }
-            value.SetValue(copy);
+        case DataType::SOAP_STRUCT:
+            value.SetValue(PositiveZerosIn(value.StructValue()));
             break;
-        }
         case DataType::SOAP_ARRAY:
             for (WMSOAPStructType& item : value.ArrayValue()) {
-                WMSOAPStructType copy;
-                for (auto const& member : MembersOf(item)) {
-                    copy.SetMember(PositiveZeros(member.second));
-                }
-                item = copy;
+                item = PositiveZerosIn(item);
             }
             break;
         default:
