@@ -129,8 +129,10 @@ public:
     // xsd:base64Binary...), writes numbers in their shortest exact form, gives arrays their
     // size in SOAP-ENC:arrayType and structs and arrays their xsi:type; ProcessRPC reads
     // built-in values by their type, and a value that does not fit its type raises a fault
-    // naming its element. docs/values.md tells how each type reaches a WMSOAPStructMember in
-    // both modes. The setting survives Initialize and is copied with the message.
+    // naming its element; a request's SOAPAction may come without its quotes, empty or as
+    // "namespace#method" (see WMSOAPServerCall::SetWireOptions). docs/values.md tells how each type
+    // reaches a WMSOAPStructMember in both modes. The setting survives Initialize and is copied
+    // with the message.
     void SetStandardWireMode(bool on);
     bool GetStandardWireMode() const;
 

@@ -90,15 +90,11 @@ public:
     // - the SOAPAction header is accepted with or without its quotes, empty or missing, or as
     //   "namespace#method" (what several toolkits send by default); another action is refused;
     // - a response text holding an unpaired surrogate, which UTF-8 cannot carry, becomes the
-    //   fault "SOAP-ENV:Server" saying where it is.
+    //   fault "SOAP-ENV:Server" saying so.
     void SetWireOptions(WMWireOptions const& options);
     WMWireOptions const& GetWireOptions() const;
 
 private:
-    // The SOAPAction to check against the WSDL's in the standard wire mode: the WSDL's own when
-    // the received one is one of the accepted forms, otherwise the received one.
-    WMString AcceptedSOAPAction(WMString const& received);
-
     WMSOAPWSDLClient* m_wsdl;
     WMSOAPMessage m_message;
     WMWireOptions m_wire;

@@ -5,6 +5,8 @@
 
 #include <memory>
 
+#include "soap/standard_values.h"
+
 namespace {
 
 // The message makes its deserializers on first use; this file owns their definition and so
@@ -39,7 +41,9 @@ bool WMSOAPMessage::ProcessRPC(WMSOAPWSDLClient& wsdl) {
             throw new WMSOAPFault(u"SOAP-ENV:Client", u"Unrecognized method call received.", false);
         }
         // Exact comparison: the quotes of the HTTP header are part of the value.
-        if (soapAction != m_soapAction) {
+        if (soapAction != m_soapAction &&
+            !(m_standardWireMode && corvane::detail::StandardActionMatches(
+                                        soapAction, m_soapAction, m_methodNS, m_methodName))) {
             throw new WMSOAPFault(u"SOAP-ENV:Client",
                                   u"Unrecognized 'SOAPAction' HTTP header received.", false);
         }

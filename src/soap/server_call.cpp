@@ -16,13 +16,6 @@ constexpr char16_t kUnpaired[] =
     u"Unable to serialize RPC response: a text holds an unpaired surrogate, which UTF-8 cannot "
     u"carry.";
 
-WMString Unquoted(WMString const& action) {
-    if (action.size() >= 2 && action.front() == u'"' && action.back() == u'"') {
-        return action.substr(1, action.size() - 2);
-    }
-    return action;
-}
-
 struct Param {
     WMString ns;
     WMString name;
@@ -79,15 +72,10 @@ bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& s
     // The buffer is set as a whole: Initialize would stop at a zero character and let what
     // follows it go unread.
     m_message.SetBuffer(text);
-    WMString const action = corvane::DecodeHTTPText(soapAction);
-    m_message.Initialize(nullptr, 0, WMString(), WMString(), WMString(), action, WMString(), false);
+    m_message.Initialize(nullptr, 0, WMString(), WMString(), WMString(),
+                         corvane::DecodeHTTPText(soapAction), WMString(), false);
     try {
         m_message.Deserialize(*m_wsdl);
-        if (m_wire.standard) {
-            // The method is known now; Initialize only replaces the action to check.
-            m_message.Initialize(nullptr, 0, WMString(), WMString(), WMString(),
-                                 AcceptedSOAPAction(action), WMString(), false);
-        }
         m_message.ProcessRPC(*m_wsdl);
     } catch (WMSOAPFault* raised) {
         std::unique_ptr<WMSOAPFault> fault(raised);
@@ -209,20 +197,4 @@ void WMSOAPServerCall::SetWireOptions(WMWireOptions const& options) {
 
 WMWireOptions const& WMSOAPServerCall::GetWireOptions() const {
     return m_wire;
-}
-
-WMString WMSOAPServerCall::AcceptedSOAPAction(WMString const& received) {
-    WMString expected;
-    if (!m_wsdl->GetMethodSOAPAction(m_message.GetMethodName(), expected)) {
-        return received;  // an unknown method: ProcessRPC says so
-    }
-    // Quotes are optional in practice, an empty or missing action is common (the method element
-    // names the call anyway), and several toolkits send "namespace#method" unless told
-    // otherwise. A different action is still refused: it means another operation was meant.
-    WMString const got = Unquoted(received);
-    if (got.empty() || got == Unquoted(expected) ||
-        got == m_message.GetMethodNS() + u"#" + m_message.GetMethodName()) {
-        return expected;
-    }
-    return received;
 }

@@ -923,4 +923,25 @@ bool WriteStandardValue(View typeName, WMSOAPStructMember& value, WMString& out)
     return false;
 }
 
+namespace {
+
+View Unquoted(View action) {
+    if (action.size() >= 2 && action.front() == u'"' && action.back() == u'"') {
+        action.remove_prefix(1);
+        action.remove_suffix(1);
+    }
+    return action;
+}
+
+}  // namespace
+
+bool StandardActionMatches(WMString const& expected, WMString const& received,
+                           WMString const& methodNS, WMString const& method) {
+    View const got = Unquoted(received);
+    return got.empty() || got == Unquoted(expected) ||
+           (got.size() == methodNS.size() + 1 + method.size() &&
+            got.substr(0, methodNS.size()) == methodNS && got[methodNS.size()] == u'#' &&
+            got.substr(methodNS.size() + 1) == method);
+}
+
 }  // namespace corvane::detail

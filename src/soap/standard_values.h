@@ -44,6 +44,14 @@ bool ReadStandardValue(std::u16string_view typeName, std::u16string_view text,
 // a struct or array.
 bool WriteStandardValue(std::u16string_view typeName, WMSOAPStructMember& value, WMString& out);
 
+// Whether a request's SOAPAction header `received` (as received, quotes included) names the
+// operation whose WSDL soapAction is `expected` (kept quoted) in the standard wire mode: with
+// or without the quotes, empty, or as "namespace#method", which several toolkits send by
+// default. The method element identifies the call anyway; an action naming something else is
+// still refused, since the client meant another operation.
+bool StandardActionMatches(WMString const& expected, WMString const& received,
+                           WMString const& methodNS, WMString const& method);
+
 // An automation date (days since 30 December 1899, time of day as the fraction) as UTC text of
 // a schema dateTime ("2000-01-01T12:00:00Z"), date or time. False outside the years 100 to 9999.
 enum class DateForm { DateTime, Date, Time };

