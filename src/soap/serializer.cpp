@@ -8,6 +8,7 @@
 #include "soap/envelope_writer.h"
 #include "soap/message_entries.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -29,7 +30,9 @@ WMSOAPSerializer::~WMSOAPSerializer() = default;
 bool WMSOAPSerializer::Serialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     try {
         WMString text;
-        text.reserve(m_lengthHint);
+        // A server's first answer has no last envelope to go by; the request it answers, still
+        // in the buffer, is the better guess than growing the text step by step.
+        text.reserve(std::max(m_lengthHint, message.m_buffer.size()));
         text.assign(kXmlDeclaration);
         Writer out(text);
         m_standard = message.m_standardWireMode;
