@@ -112,6 +112,9 @@ void WMSOAPServerCall::SetFault(WMString const& faultCode, WMString const& fault
 
 int WMSOAPServerCall::WriteResponse(std::string& body) {
     body.clear();
+    // What the request deserializer built while reading (its element and handler trees, many
+    // times the request's size) is of no use to the answer; it goes before the answer is made.
+    m_message.m_reqDeserializer.reset();
     if (!m_message.IsSOAPFault()) {
         m_message.SetRequestPhase(false);
         // A response carries output parts only; the serializer looks every parameter up among
