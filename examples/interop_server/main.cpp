@@ -188,8 +188,9 @@ int main(int argc, char** argv) {
     int port = 8080;
     std::string wsdlDirectory = CORVANE_INTEROP_WSDL_DIR;
     ServerLimits limits;
-    // Processing one request takes about twenty times its size in memory, so this bounds the
-    // memory of the SOAP work apart from the number of open connections.
+    // Processing one request takes tens of times its size in memory (server_memory in
+    // bench/server_load measures it), so this bounds the memory of the SOAP work apart from the
+    // number of open connections.
     std::size_t workers = 8;
     WMWireOptions wire;
     std::map<std::string, std::chrono::seconds*> const seconds = {
