@@ -23,6 +23,9 @@ struct TableRow {
     std::string where;  // "file:line", for failure messages
 };
 std::vector<TableRow> ReadTable(const std::string& relative);
+// The text a table cell stands for: \r \n \t \0 \\ \xNN and \uNNNN are the code units they
+// name; a backslash before any other character stands for that character.
+WMString Unescape(const std::string& cell);
 
 // Runs a shell command; its standard output, and whether it exited with status 0.
 bool RunShell(const std::string& command, std::string* output = nullptr);

@@ -35,7 +35,7 @@ TEST(XMLHostile, NestingStopsAtTheLimitWithTheOrdinaryError) {
 TEST(XMLHostile, LargeCountsAndSizesParse) {
     WMString manyAttributes = u"<a";
     for (int i = 0; i < 100000; ++i) {
-        manyAttributes += u" n" + Number(i) + u"='v'";
+        manyAttributes += u" n" + Widen(std::to_string(i)) + u"='v'";
     }
     manyAttributes += u"/>";
     WMXMLParser parser;
@@ -67,7 +67,7 @@ TEST(XMLHostile, CopiesOfNamespaceTextAreBounded) {
     WMString const longName(1u << 18, u'n');
     WMString byName = u"<" + longName;
     for (int i = 0; i < 20000; ++i) {
-        byName += u" a" + Number(i) + u"=''";
+        byName += u" a" + Widen(std::to_string(i)) + u"=''";
     }
     EXPECT_EQ(ErrorLine(byName + u"/>"), 1);
 
@@ -77,7 +77,7 @@ TEST(XMLHostile, CopiesOfNamespaceTextAreBounded) {
     // Every child declares a prefix, so each would copy the root's many declarations.
     WMString root = u"<r";
     for (int i = 0; i < 2000; ++i) {
-        root += u" xmlns:p" + Number(i) + u"='u'";
+        root += u" xmlns:p" + Widen(std::to_string(i)) + u"='u'";
     }
     root += u">";
     EXPECT_NE(ErrorLine(root + Repeat(u"<a xmlns:q='v'/>", 50000) + u"</r>"), 0);
