@@ -8,6 +8,7 @@
 #include "client/name_list.h"
 #include "support/loopback.h"
 #include "support/support.h"
+#include "support/values.h"
 
 namespace corvane::test {
 namespace {
@@ -58,17 +59,6 @@ std::string const kFault =
 
 bool Contains(std::string const& text, std::string const& part) {
     return text.find(part) != std::string::npos;
-}
-
-// The fault the client holds as "code|string|actor"; "none" without one.
-std::string FaultOf(WMSOAPClient& client) {
-    WMString code, text, actor;
-    if (!client.IsSOAPFault() || !client.GetSOAPFaultCode(code) ||
-        !client.GetSOAPFaultString(text)) {
-        return "none";
-    }
-    client.GetSOAPFaultActor(actor);
-    return Narrow(code + u"|" + text + u"|" + actor);
 }
 
 // The body of a call of CheckSSL, which takes no parameters.
