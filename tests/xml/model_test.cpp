@@ -10,8 +10,8 @@ std::unique_ptr<WMXMLElement> Element(WMString const& name) {
 }
 
 TEST(XMLSerialize, EmptyFormAndAttributesInKeyOrderWithAsymmetricEscaping) {
-    EXPECT_EQ(Element(u"a")->Serialize(nullptr), u"<a />");
     auto a = Element(u"a");
+    EXPECT_EQ(a->Serialize(nullptr), u"<a />");
     a->SetText(u" ");
     EXPECT_EQ(a->Serialize(nullptr), u"<a> </a>");
 
@@ -21,10 +21,10 @@ TEST(XMLSerialize, EmptyFormAndAttributesInKeyOrderWithAsymmetricEscaping) {
     EXPECT_EQ(e->Serialize(nullptr), u"<e a=\"&apos;q&apos;\" b=\"x>y\" />");
 
     WMString content = u"a&b<c>d\"e'f";
+    WMString value = content;
     WMXMLElement::EscElementContent(content);
-    EXPECT_EQ(content, u"a&amp;b&lt;c&gt;d\"e'f");
-    WMString value = u"a&b<c>d\"e'f";
     WMXMLElement::EscAttributeValue(value);
+    EXPECT_EQ(content, u"a&amp;b&lt;c&gt;d\"e'f");
     EXPECT_EQ(value, u"a&amp;b&lt;c>d&quot;e&apos;f");
 }
 
@@ -55,17 +55,14 @@ TEST(XMLResolve, ElementNamesAgainstPrefixesInScope) {
     auto parent = Element(u"r");
     parent->SetNSPrefix(u"p", u"urn:p");
 
-    auto undeclared = Element(u"q:a");
-    EXPECT_FALSE(undeclared->ResolveNSPrefixes(parent.get()));
+    EXPECT_FALSE(Element(u"q:a")->ResolveNSPrefixes(parent.get()));
+    EXPECT_FALSE(Element(u"p:a:b")->ResolveNSPrefixes(parent.get()));
 
     auto leadingColon = Element(u":a");
     leadingColon->SetAttribute(u"xmlns", u"urn:d");
     ASSERT_TRUE(leadingColon->ResolveNSPrefixes(parent.get()));
     EXPECT_EQ(leadingColon->GetNamespaceURI(), u"urn:d");
     EXPECT_EQ(leadingColon->GetLocalName(), u":a");
-
-    auto twoColons = Element(u"p:a:b");
-    EXPECT_FALSE(twoColons->ResolveNSPrefixes(parent.get()));
 
     auto child = Element(u"p:a");
     ASSERT_TRUE(child->ResolveNSPrefixes(parent.get()));
@@ -121,7 +118,7 @@ TEST(XMLResolve, EmptyPrefixDeclarationLeavesTheDefaultAndSameExpandedNamesFail)
     EXPECT_FALSE(clash->ResolveNSPrefixes(nullptr));
 
     auto unprefixed = Element(u"e");
-    unprefixed->SetAttribute(u":x", u"1");
+    EXPECT_TRUE(unprefixed->SetAttribute(u":x", u"1"));
     EXPECT_FALSE(unprefixed->ResolveNSPrefixes(nullptr));
 }
 
