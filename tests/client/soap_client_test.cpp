@@ -87,9 +87,6 @@ protected:
 
     // One swap call with three arguments: b, a name the operation does not take, and a.
     bool Swap(WMSOAPStructMember& returned) {
-        names_[0] = u"b";
-        names_[1] = u"bogus";
-        names_[2] = u"a";
         values_[0] = WMSOAPStructMember(u"b", 7);
         values_[1] = WMSOAPStructMember(u"bogus", WMString(u"never sent"));
         values_[2] = WMSOAPStructMember(u"a", WMString(u"in-a"));
@@ -99,7 +96,7 @@ protected:
     TempDir dir_;
     LoopbackServer server_;
     WMSOAPClient client_;
-    WMString names_[3];
+    WMString names_[3] = {u"b", u"bogus", u"a"};
     WMSOAPStructMember values_[3];
 };
 
