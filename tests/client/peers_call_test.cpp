@@ -103,12 +103,6 @@ std::vector<WMSOAPStructType> ArrayOf(std::vector<T> const& values) {
 }
 
 TEST_P(PeerCall, EchoesComeBackAsSent) {
-    std::vector<WMSOAPStructType> structs;
-    for (int i = 0; i < 3; ++i) {
-        WMSOAPStructType item;
-        item.SetMember(u"item", SOAPStruct(u"s" + Widen(std::to_string(i)), i * 10, i + 0.5));
-        structs.push_back(item);
-    }
     const struct {
         const char16_t* operation;
         WMSOAPStructMember argument;
@@ -127,10 +121,15 @@ TEST_P(PeerCall, EchoesComeBackAsSent) {
          {u"inputFloatArray", ArrayOf(std::vector<double>{0.5, -1.25, 1e-9})},
          "[{item=0.5},{item=-1.25},{item=0}]"},
         {u"echoStructArray",
-         {u"inputStructArray", structs},
+         {u"inputStructArray",
+          ArrayOf(std::vector<WMSOAPStructType>{
+              SOAPStruct(u"s0", 0, 0.5), SOAPStruct(u"s1", 10, 1.5), SOAPStruct(u"s2", 20, 2.5)})},
          "[{item={varString=\"s0\",varInt=0,varFloat=0.5}},"
          "{item={varString=\"s1\",varInt=10,varFloat=1.5}},"
          "{item={varString=\"s2\",varInt=20,varFloat=2.5}}]"},
+        {u"echoStruct",
+         {u"inputStruct", SOAPStruct(u"struct text", 17, 0.25)},
+         "{varString=\"struct text\",varInt=17,varFloat=0.25}"},
     };
     for (const auto& c : cases) {
         WMSOAPStructMember returned;
@@ -146,11 +145,6 @@ TEST_P(PeerCall, EchoesComeBackAsSent) {
     EXPECT_NE(client_.GetXMLOut()->find(u">3.141593<"), WMString::npos);
     EXPECT_EQ(returned.GetDataType(), DataType::SOAP_DOUBLE);
     EXPECT_EQ(returned.DoubleValue(), static_cast<double>(3.141593f));
-
-    ASSERT_TRUE(Echo(u"echoStruct",
-                     WMSOAPStructMember(u"inputStruct", SOAPStruct(u"struct text", 17, 0.25)),
-                     returned));
-    EXPECT_EQ(Show(returned), "{varString=\"struct text\",varInt=17,varFloat=0.25}");
 
     returned = WMSOAPStructMember(u"before", WMString(u"value"));
     ASSERT_TRUE(client_.InvokeSOAPMethod(u"echoVoid", nullptr, nullptr, 0, returned));
