@@ -21,6 +21,7 @@
 #include "platform/library.h"
 #include "platform/socket.h"
 #include "support/loopback.h"
+#include "support/support.h"
 
 namespace {
 
@@ -92,15 +93,7 @@ TEST(WindowsLibrary, LoadsOnlyByAbsolutePath) {
 
 TEST(WindowsGuid, RegistryFormVersion4AndFresh) {
     const std::u16string first = platform::NewGuidText();
-    // '_' is an upper-case hex digit; the 4 is the version.
-    const std::string shape = "{________-____-4___-____-____________}";
-    ASSERT_EQ(first.size(), shape.size());
-    for (std::size_t i = 0; i < shape.size(); ++i) {
-        const char16_t c = first[i];
-        EXPECT_TRUE(shape[i] == '_' ? (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'F')
-                                    : c == static_cast<char16_t>(shape[i]))
-            << i;
-    }
+    EXPECT_TRUE(corvane::test::IsGuidText(first, true)) << corvane::test::Narrow(first);
     EXPECT_NE(platform::NewGuidText(), first);
 }
 

@@ -84,6 +84,23 @@ std::string Narrow(const WMString& text) {
     return std::string(text.begin(), text.end());
 }
 
+bool IsGuidText(const WMString& text, bool braced) {
+    // '_' is an upper-case hex digit; the 4 is the version.
+    const std::string shape = "________-____-4___-____-____________";
+    const std::string form = braced ? "{" + shape + "}" : shape;
+    if (text.size() != form.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < form.size(); ++i) {
+        const char16_t c = text[i];
+        const bool hex = (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'F');
+        if (form[i] == '_' ? !hex : c != static_cast<char16_t>(form[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
 TempDir::TempDir() {
     static std::atomic<int> counter{0};
     path_ = (fs::temp_directory_path() / ("corvane-test-" + std::to_string(std::random_device{}()) +

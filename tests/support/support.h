@@ -33,6 +33,9 @@ bool RunShell(const std::string& command, std::string* output = nullptr);
 WMString Widen(const std::string& text);
 std::string Narrow(const WMString& text);
 
+// Whether `text` is a version 4 GUID in upper-case hex digits, in braces when `braced`.
+bool IsGuidText(const WMString& text, bool braced);
+
 // A fresh directory under the system's temporary directory, removed with the object.
 class TempDir {
 public:
