@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -30,34 +31,29 @@ TEST(WMHexCode, EncodeAppendsUpperCaseDigits) {
     EXPECT_EQ(more, u"5F");
 }
 
-TEST(WMHexCode, DecodeSizesAndDecodes) {
-    WMHexCode hex;
+// Decodes into bytes set to EE: "ok" or "failed", the length, and the first three bytes.
+std::string Decoded(WMString const& text) {
     unsigned char out[4] = {0xEE, 0xEE, 0xEE, 0xEE};
     int length = -1;
-    EXPECT_FALSE(hex.Decode(u"ABC", out, length));
-    EXPECT_TRUE(hex.Decode(u"", out, length));
-    EXPECT_EQ(length, 0);
-    EXPECT_TRUE(hex.Decode(u"00FF7A", nullptr, length));
-    EXPECT_EQ(length, 3);
-    EXPECT_TRUE(hex.Decode(u"00FF", out, length));
-    EXPECT_EQ(length, 2);
-    EXPECT_EQ(out[0], 0x00);
-    EXPECT_EQ(out[1], 0xFF);
-    // Only the low byte of a character counts: U+0141 reads as "A", U+0142 as "B".
-    EXPECT_TRUE(hex.Decode(u"\u0141\u0142", out, length));
-    EXPECT_EQ(out[0], 0xAB);
+    bool const ok = WMHexCode().Decode(text, out, length);
+    char shown[32];
+    std::snprintf(shown, sizeof shown, "%s %d %02X%02X%02X", ok ? "ok" : "failed", length, out[0],
+                  out[1], out[2]);
+    return shown;
 }
 
-TEST(WMHexCode, DecodeFailureKeepsEarlierBytesAndFullLength) {
-    WMHexCode hex;
-    unsigned char out[3] = {0xEE, 0xEE, 0xEE};
-    int length = 0;
-    EXPECT_FALSE(hex.Decode(u"120aff", out, length));
+TEST(WMHexCode, DecodeSizesDecodesAndKeepsEarlierBytesOnFailure) {
+    EXPECT_EQ(Decoded(u"00FF"), "ok 2 00FFEE");
+    EXPECT_EQ(Decoded(u""), "ok 0 EEEEEE");
+    // Only the low byte of a character counts: U+0141 reads as "A", U+0142 as "B".
+    EXPECT_EQ(Decoded(u"\u0141\u0142"), "ok 1 ABEEEE");
+    EXPECT_EQ(Decoded(u"120aff"), "failed 3 12EEEE");
+    EXPECT_EQ(Decoded(u"ABC"), "failed -1 EEEEEE");  // an odd count is not even sized
+    EXPECT_EQ(Decoded(u"0aff"), "failed 2 EEEEEE");
+    EXPECT_EQ(Decoded(WMString(u"\0\0", 2)), "failed 1 EEEEEE");
+    int length = -1;
+    EXPECT_TRUE(WMHexCode().Decode(u"00FF7A", nullptr, length));
     EXPECT_EQ(length, 3);
-    EXPECT_EQ(out[0], 0x12);
-    EXPECT_EQ(out[1], 0xEE);
-    EXPECT_FALSE(hex.Decode(u"0aff", out, length));
-    EXPECT_FALSE(hex.Decode(WMString(u"\0\0", 2), out, length));
 }
 
 // Lays out `message` so that Update(data, message.size()), called with `buffered` bytes already
