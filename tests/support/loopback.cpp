@@ -124,6 +124,15 @@ std::string LoopbackServer::Request(int connection) const {
     return found != requests_.end() ? found->second : std::string();
 }
 
+std::vector<std::string> LoopbackServer::Requests() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::vector<std::string> all;
+    for (const auto& [connection, request] : requests_) {
+        all.push_back(request);
+    }
+    return all;
+}
+
 std::string LoopbackServer::Received() {
     std::unique_lock<std::mutex> lock(mutex_);
     wake_.wait_for(lock, std::chrono::milliseconds(kIdleLimitMs),

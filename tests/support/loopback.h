@@ -74,6 +74,7 @@ public:
     }
     // What the n-th connection sent (empty if there was none).
     std::string Request(int connection) const;
+    std::vector<std::string> Requests() const;
     // Waits for the first connection to end and returns what the client sent.
     std::string Received();
 

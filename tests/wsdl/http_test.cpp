@@ -13,9 +13,9 @@ protected:
     std::string Base() const { return "http://127.0.0.1:" + std::to_string(m_server.Port()); }
     // The request heads received so far (request line and header lines).
     std::vector<std::string> Heads() const {
-        std::vector<std::string> heads;
-        for (int n = 1; m_server.HasRequest(n); ++n) {
-            heads.push_back(m_server.Request(n).substr(0, m_server.Request(n).find("\r\n\r\n")));
+        std::vector<std::string> heads = m_server.Requests();
+        for (std::string& head : heads) {
+            head.erase(head.find("\r\n\r\n"));
         }
         return heads;
     }
