@@ -7,6 +7,7 @@
 
 #include "soap/deserializer_impl.h"
 #include "soap/message_entries.h"
+#include "soap/read_steps.h"
 #include "xml/parser_access.h"
 
 namespace corvane {
@@ -66,14 +67,18 @@ void detail::MessageBuilder::SetBodyElemLit(WMSOAPMessage& message, WMString&& x
         std::make_unique<std::pair<WMString, WMString>>(encodingStyle, std::move(xml));
 }
 
-bool TypesAgree(WMString const& explicitNS, WMString const& explicitName, WMString const& wsdlNS,
-                WMString const& wsdlName) {
+bool TypesAgree(std::u16string_view explicitNS, std::u16string_view explicitName,
+                std::u16string_view wsdlNS, std::u16string_view wsdlName) {
     if (explicitNS == wsdlNS && explicitName == wsdlName) {
         return true;
     }
     // SOAP-ENC:base64 and xsd:base64Binary name the same thing, deliberately accepted.
-    return explicitName.find(u"base64") != WMString::npos &&
-           wsdlName.find(u"base64") != WMString::npos;
+    return explicitName.find(u"base64") != std::u16string_view::npos &&
+           wsdlName.find(u"base64") != std::u16string_view::npos;
+}
+
+WMString HandlerTree::LiteralText(Entry entry) {
+    return ElementText(entry->GetElement());
 }
 
 }  // namespace corvane

@@ -3,6 +3,7 @@
 #ifndef CORVANE_SOAP_DESERIALIZER_IMPL_H
 #define CORVANE_SOAP_DESERIALIZER_IMPL_H
 
+#include <corvane/deserializer.h>
 #include <corvane/types.h>
 #include <corvane/xml.h>
 #include <corvane/xml_parser.h>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "soap/parse_handlers.h"
+#include "soap/value_reader.h"
 
 namespace corvane {
 
@@ -34,6 +36,42 @@ struct ReqParseState {
     // reset between requests, and its handlers still point into them.
     std::vector<std::unique_ptr<WMXMLElement>> earlierDocuments;
 };
+
+// The handler tree as the value reader and the reading steps see it (value_reader.h,
+// read_steps.h); references are resolved by the deserializer's GetMultiRefElem.
+struct HandlerTree {
+    using Node = WMSOAPParamHandler*;
+
+    WMSOAPDeserializer* owner;
+
+    Node Target(Node element) const { return owner->GetMultiRefElem(element); }
+    static ValueReadState& State(WMSOAPDeserializer& owner) { return *owner.m_read; }
+
+    static std::u16string_view Local(Node element) { return element->GetLocalName(); }
+    static std::u16string_view NS(Node element) { return element->GetNS(); }
+    static std::u16string_view TypeNS(Node element) { return element->GetTypeNS(); }
+    static std::u16string_view TypeName(Node element) { return element->GetTypeName(); }
+    static std::u16string_view Value(Node element) { return element->GetValue(); }
+    static std::u16string_view ArrayType(Node element) { return element->GetArrayType(); }
+    static std::u16string_view ArrayTypeNS(Node element) { return element->GetArrayTypeNS(); }
+    static bool IsNil(Node element) { return element->IsNil(); }
+    static bool HasHref(Node element) { return !element->GetHref().empty(); }
+    static std::vector<Node> const& Children(Node element) { return element->GetChildren(); }
+    static std::size_t ChildCount(Node element) { return element->GetChildren().size(); }
+
+    using Entry = WMSOAPHeaderElemHandler*;
+    static std::u16string_view EncodingStyle(Entry entry) { return entry->GetEncodingStyle(); }
+    static std::u16string_view Root(Entry entry) { return entry->GetRoot(); }
+    static std::u16string_view Actor(Entry entry) { return entry->GetActor(); }
+    static bool MustUnderstand(Entry entry) { return entry->GetMustUnderstand(); }
+    static void SetActor(Entry entry, WMString const& actor) { entry->SetActor(actor); }
+    static WMString LiteralText(Entry entry);
+};
+
+// A value reader over the handlers of `owner`; `wsdl` may be null where none is asked.
+inline ValueReader<HandlerTree> HandlerReader(WMSOAPDeserializer& owner, WMSOAPWSDLClient* wsdl) {
+    return ValueReader<HandlerTree>(HandlerTree{&owner}, HandlerTree::State(owner), wsdl);
+}
 
 // `pattern` with its first "%s" (or "%d") replaced by `argument`.
 WMString FormatFault(std::u16string_view pattern, WMString const& argument);
@@ -59,11 +97,6 @@ struct MessageBuilder {
     static void ReleaseResponseTree(WMSOAPMessage& message);
 };
 }  // namespace detail
-
-// True when an explicit xsi:type agrees with the type the WSDL gives: the same qualified name,
-// or two base64 types.
-bool TypesAgree(WMString const& explicitNS, WMString const& explicitName, WMString const& wsdlNS,
-                WMString const& wsdlName);
 
 }  // namespace corvane
 
