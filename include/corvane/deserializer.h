@@ -143,6 +143,7 @@ protected:
     virtual corvane::WMSOAPParamHandler* GetMultiRefElem(corvane::WMSOAPParamHandler* element);
 
 private:
+    friend struct corvane::detail::MessageBuilder;
     // As in the response deserializer: the state of the one request this object reads.
     std::unique_ptr<corvane::ReqParseState> m_state;
 };

@@ -29,12 +29,16 @@ void ParseEnvelope(WMXMLParser& parser, WMString const& text, WMSOAPParseEventHa
         // The handlers never touch the message's text: no copy of it is needed.
         detail::XMLParserAccess::ParseInPlace(parser, text, &events);
     } catch (int line) {
-        std::string const digits = std::to_string(line);
-        ThrowSOAPFault(u"SOAP-ENV:Server",
-                       FormatFault(u"XML Parser: Parse Error on Line %d.",
-                                   WMString(digits.begin(), digits.end())),
-                       false);
+        ThrowParseError(line);
     }
+}
+
+void ThrowParseError(int line) {
+    std::string const digits = std::to_string(line);
+    ThrowSOAPFault(
+        u"SOAP-ENV:Server",
+        FormatFault(u"XML Parser: Parse Error on Line %d.", WMString(digits.begin(), digits.end())),
+        false);
 }
 
 WMString ElementText(WMXMLElement const* element, std::size_t capacity) {

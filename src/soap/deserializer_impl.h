@@ -78,6 +78,7 @@ WMString FormatFault(std::u16string_view pattern, WMString const& argument);
 
 // Runs the parse and turns the parser's line number into the parse-error fault.
 void ParseEnvelope(WMXMLParser& parser, WMString const& text, WMSOAPParseEventHandler& events);
+[[noreturn]] void ThrowParseError(int line);
 
 // The element as XML text, declaring every prefix in scope so that it stands alone. The
 // capacity, when the caller knows the text's likely size, spares the growing string its copies
@@ -92,10 +93,18 @@ struct MessageBuilder {
     // Appends what AddMethodParam appends, moving the value instead of copying it.
     static void AddMethodParam(WMSOAPMessage& message, WMString const& ns, WMString const& name,
                                WMSOAPStructMember&& value, bool isInput, bool isOutput);
+    // What Deserialize does to the message before it reads, and the line count of the parser
+    // that the message's deserializer of that side keeps (made on first use).
+    static void BeginRead(WMSOAPMessage& message);
+    static int& ParseLine(WMSOAPMessage& message, bool request);
     // Frees what the response reader keeps of the last answer (its handler tree) once the
     // caller has taken everything it needs from the message; the values stay in the message.
     static void ReleaseResponseTree(WMSOAPMessage& message);
 };
+
+// What ProcessRPC checks of a request before its parameters: a method the description knows and
+// its SOAPAction as received.
+void CheckRequestAction(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
 }  // namespace detail
 
 }  // namespace corvane

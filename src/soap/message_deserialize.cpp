@@ -5,6 +5,9 @@
 
 #include <memory>
 
+#include "soap/deserializer_impl.h"
+#include "xml/parser_access.h"
+
 namespace {
 
 // The message makes its deserializers on first use; this file owns their definition and so
@@ -19,9 +22,31 @@ T& Engine(std::unique_ptr<T, void (*)(T*)>& slot) {
 
 }  // namespace
 
+void corvane::detail::MessageBuilder::BeginRead(WMSOAPMessage& message) {
+    message.m_isLocalFault = true;
+    message.m_isLiteralFault = false;
+}
+
+int& corvane::detail::MessageBuilder::ParseLine(WMSOAPMessage& message, bool request) {
+    WMXMLParser& parser = request ? Engine(message.m_reqDeserializer).m_state->parser
+                                  : Engine(message.m_respDeserializer).m_state->parser;
+    return XMLParserAccess::Line(parser);
+}
+
+void corvane::detail::CheckRequestAction(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    WMString soapAction;
+    if (!wsdl.GetMethodSOAPAction(message.GetMethodName(), soapAction)) {
+        throw new WMSOAPFault(u"SOAP-ENV:Client", u"Unrecognized method call received.", false);
+    }
+    // Exact comparison: the quotes of the HTTP header are part of the value.
+    if (soapAction != message.GetSOAPAction()) {
+        throw new WMSOAPFault(u"SOAP-ENV:Client",
+                              u"Unrecognized 'SOAPAction' HTTP header received.", false);
+    }
+}
+
 bool WMSOAPMessage::Deserialize(WMSOAPWSDLClient& wsdl) {
-    m_isLocalFault = true;
-    m_isLiteralFault = false;
+    corvane::detail::MessageBuilder::BeginRead(*this);
     if (m_requestPhase) {
         Engine(m_reqDeserializer).Deserialize(*this, wsdl);
     } else {
@@ -32,15 +57,7 @@ bool WMSOAPMessage::Deserialize(WMSOAPWSDLClient& wsdl) {
 
 bool WMSOAPMessage::ProcessRPC(WMSOAPWSDLClient& wsdl) {
     if (m_requestPhase) {
-        WMString soapAction;
-        if (!wsdl.GetMethodSOAPAction(m_methodName, soapAction)) {
-            throw new WMSOAPFault(u"SOAP-ENV:Client", u"Unrecognized method call received.", false);
-        }
-        // Exact comparison: the quotes of the HTTP header are part of the value.
-        if (soapAction != m_soapAction) {
-            throw new WMSOAPFault(u"SOAP-ENV:Client",
-                                  u"Unrecognized 'SOAPAction' HTTP header received.", false);
-        }
+        corvane::detail::CheckRequestAction(*this, wsdl);
         Engine(m_reqDeserializer).ProcessRPCRequest(*this, wsdl);
     } else {
         Engine(m_respDeserializer).ProcessRPCResponse(*this, wsdl);

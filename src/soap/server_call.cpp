@@ -1,6 +1,7 @@
 #include <corvane/server.h>
 #include <corvane/wsdl.h>
 
+#include "soap/envelope_reader.h"
 #include "soap/server_text.h"
 
 #include <memory>
@@ -59,8 +60,8 @@ bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& s
     m_message.Initialize(nullptr, 0, WMString(), WMString(), WMString(),
                          corvane::DecodeHTTPText(soapAction), WMString(), false);
     try {
-        m_message.Deserialize(*m_wsdl);
-        m_message.ProcessRPC(*m_wsdl);
+        // What Deserialize and ProcessRPC read, without the exported element and handler trees.
+        corvane::detail::ReadRequest(m_message, *m_wsdl);
     } catch (WMSOAPFault* raised) {
         std::unique_ptr<WMSOAPFault> fault(raised);
         m_message.SetSOAPFault(fault->GetFaultCode(), fault->GetFaultString(),
