@@ -123,11 +123,8 @@ Key KeyOf(XMLNode const& node, XMLAttr const& attr) {
                elementNS.size() + elementName.size() + attr.qname.size()};
 }
 
-// Whether the joined pieces of `key` are the joined pieces of `wanted`.
-bool KeyIs(Key const& key, Key const& wanted) {
-    if (key.size != wanted.size) {
-        return false;
-    }
+// Whether the joined pieces of `key` are the joined pieces of `wanted`, piece by piece.
+bool JoinedEqual(Key const& key, Key const& wanted) {
     int ia = 0;
     int ib = 0;
     std::size_t oa = 0;
@@ -152,6 +149,20 @@ bool KeyIs(Key const& key, Key const& wanted) {
         oa += n;
         ob += n;
     }
+}
+
+// Whether the joined pieces of `key` are the joined pieces of `wanted`. Nearly always the
+// pieces have the same sizes (a known URI and a local name) or the totals differ.
+inline bool KeyIs(Key const& key, Key const& wanted) {
+    if (key.size != wanted.size) {
+        return false;
+    }
+    if (key.part[0].size() == wanted.part[0].size() &&
+        key.part[1].size() == wanted.part[1].size()) {
+        return TextEquals(key.part[1], wanted.part[1]) && TextEquals(key.part[0], wanted.part[0]) &&
+               TextEquals(key.part[2], wanted.part[2]);
+    }
+    return JoinedEqual(key, wanted);
 }
 
 constexpr Key Fixed(View uri, View local) {
