@@ -382,19 +382,7 @@ public:
     View BodyStyle() const { return m_bodyTextStyle; }
 
     // The element an href ("#id") names: the body's ids first, then the header's.
-    Item* Find(View href) const {
-        if (href.empty()) {
-            return nullptr;
-        }
-        View const id = href.substr(1);
-        for (IdTable const* table : {&m_bodyIds, &m_headerIds}) {
-            auto const it = table->find(id);
-            if (it != table->end()) {
-                return it->second;
-            }
-        }
-        return nullptr;
-    }
+    Item* Find(View href) const { return FindById(href, m_bodyIds, m_headerIds); }
 
 private:
     enum class Role {
