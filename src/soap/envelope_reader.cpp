@@ -27,6 +27,7 @@
 #include <corvane/message.h>
 #include <corvane/wsdl.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -87,22 +88,27 @@ struct Item {
     std::uint32_t childCount = 0;
 };
 
-// Items and their rare parts live in blocks that never move, for the duration of one read.
+// Items and their rare parts live in blocks that never move, for the duration of one read. The
+// blocks grow with the input, so that a large one takes few and gives them back to the system
+// when the items are released.
 template <class T>
 class Pool {
 public:
     T* New() {
-        if (m_used == kBlock) {
-            m_blocks.push_back(std::make_unique<T[]>(kBlock));
+        if (m_used == m_size) {
+            m_size = m_blocks.empty() ? kFirstBlock : std::min(2 * m_size, kLargestBlock);
+            m_blocks.push_back(std::make_unique<T[]>(m_size));
             m_used = 0;
         }
         return &m_blocks.back()[m_used++];
     }
 
 private:
-    static constexpr std::size_t kBlock = 256;
+    static constexpr std::size_t kFirstBlock = 64;
+    static constexpr std::size_t kLargestBlock = 16384;
     std::vector<std::unique_ptr<T[]>> m_blocks;
-    std::size_t m_used = kBlock;
+    std::size_t m_size = 0;
+    std::size_t m_used = 0;
 };
 
 // An expanded attribute key, in the pieces the reader keeps it in: URI + local name, or (for an
@@ -371,6 +377,17 @@ public:
     }
 
     std::size_t ElementCount() const { return m_elements; }
+    // Frees the items once the values are read; the nodes stay for the literal body.
+    void ReleaseItems() {
+        m_items = Pool<Item>();
+        m_rares = Pool<Rare>();
+        IdTable().swap(m_headerIds);
+        IdTable().swap(m_bodyIds);
+        m_entries.clear();
+        m_method = nullptr;
+        m_fault = nullptr;
+        m_detail = nullptr;
+    }
     std::vector<Item*> const& Entries() const { return m_entries; }
     Item* Method() const { return m_method; }
     bool FaultSeen() const { return m_fault != nullptr; }
@@ -686,12 +703,21 @@ void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
         ReadFault(reader, events.FaultCode(), events.FaultString(), events.FaultActor(),
                   events.Detail(), message, wsdl);
     }
-    ReadBody(message, events);
     Item* method = events.Method();
     if (events.FaultSeen() || method == nullptr || method->childCount == 0) {
+        ReadBody(message, events);
         return;
     }
-    ReadResponseParams(reader, ItemTree::Children(method), message, wsdl);
+    // The literal body is written after the values, once the items are gone, so that a large
+    // answer does not hold both at once; a fault in the values still leaves it in the message.
+    try {
+        ReadResponseParams(reader, ItemTree::Children(method), message, wsdl);
+    } catch (WMSOAPFault*) {
+        ReadBody(message, events);
+        throw;
+    }
+    events.ReleaseItems();
+    ReadBody(message, events);
 }
 
 void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
