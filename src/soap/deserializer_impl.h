@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "soap/parse_handlers.h"
@@ -93,6 +94,10 @@ struct MessageBuilder {
     // Appends what AddMethodParam appends, moving the value instead of copying it.
     static void AddMethodParam(WMSOAPMessage& message, WMString const& ns, WMString const& name,
                                WMSOAPStructMember&& value, bool isInput, bool isOutput);
+    // Stores what SetBuffer stores, moving the text instead of copying it.
+    static void SetBuffer(WMSOAPMessage& message, WMString&& text) {
+        message.m_buffer = std::move(text);
+    }
     // What Deserialize does to the message before it reads, and the line count of the parser
     // that the message's deserializer of that side keeps (made on first use).
     static void BeginRead(WMSOAPMessage& message);

@@ -1,6 +1,7 @@
 #include <corvane/server.h>
 #include <corvane/wsdl.h>
 
+#include "soap/deserializer_impl.h"
 #include "soap/envelope_reader.h"
 #include "soap/server_text.h"
 
@@ -56,7 +57,7 @@ bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& s
     m_message = WMSOAPMessage();
     // The buffer is set as a whole: Initialize would stop at a zero character and let what
     // follows it go unread.
-    m_message.SetBuffer(corvane::DecodeHTTPText(body));
+    corvane::detail::MessageBuilder::SetBuffer(m_message, corvane::DecodeHTTPText(body));
     m_message.Initialize(nullptr, 0, WMString(), WMString(), WMString(),
                          corvane::DecodeHTTPText(soapAction), WMString(), false);
     try {
