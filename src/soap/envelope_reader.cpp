@@ -216,30 +216,33 @@ ParamAttrs ScanParamAttrs(XMLNode const& node) {
     View const elementNS = node.ns->uri;
     View const elementName = node.Local();
     std::size_t const elementSize = elementNS.size() + elementName.size();
-    Key const idKey{{elementNS, elementName, u"id"}, elementSize + 2};
-    Key const hrefKey{{elementNS, elementName, u"href"}, elementSize + 4};
+    // A key is one of these at most (they differ from each other), so the first match ends the
+    // search; the common xsi:type comes first.
+    struct Wanted {
+        Key key;
+        XMLAttr const** slot;
+    };
+    Wanted const wanted[] = {
+        {kTypeKeys[0], &found.type[0]},
+        {Key{{elementNS, elementName, u"id"}, elementSize + 2}, &found.id},
+        {Key{{elementNS, elementName, u"href"}, elementSize + 4}, &found.href},
+        {kEncodingStyleKey, &found.encodingStyle},
+        {kArrayTypeKey, &found.arrayType},
+        {kOffsetKey, &found.offset},
+        {kRootKey, &found.root},
+        {kNilKeys[0], &found.nil[0]},
+        {kNilKeys[1], &found.nil[1]},
+        {kNilKeys[2], &found.nil[2]},
+        {kTypeKeys[1], &found.type[1]},
+        {kTypeKeys[2], &found.type[2]},
+    };
     for (std::uint32_t i = 0; i < node.attrCount; ++i) {
         XMLAttr const* attr = &node.attrs[i];
         Key const key = KeyOf(node, *attr);
-        if (KeyIs(key, idKey)) {
-            found.id = attr;
-        } else if (KeyIs(key, hrefKey)) {
-            found.href = attr;
-        } else if (KeyIs(key, kEncodingStyleKey)) {
-            found.encodingStyle = attr;
-        } else if (KeyIs(key, kArrayTypeKey)) {
-            found.arrayType = attr;
-        } else if (KeyIs(key, kOffsetKey)) {
-            found.offset = attr;
-        } else if (KeyIs(key, kRootKey)) {
-            found.root = attr;
-        } else {
-            for (int k = 0; k < 3; ++k) {
-                if (KeyIs(key, kNilKeys[k])) {
-                    found.nil[k] = attr;
-                } else if (KeyIs(key, kTypeKeys[k])) {
-                    found.type[k] = attr;
-                }
+        for (Wanted const& candidate : wanted) {
+            if (KeyIs(key, candidate.key)) {
+                *candidate.slot = attr;
+                break;
             }
         }
     }
