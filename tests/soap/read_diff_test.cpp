@@ -7,9 +7,8 @@
 #include <corvane/xml_parser.h>
 #include <gtest/gtest.h>
 
-#include <dirent.h>
-
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -87,14 +86,10 @@ int Compare(std::string const& what, WMString const& text) {
 
 std::vector<std::string> XMLFiles(std::string const& directory) {
     std::vector<std::string> files;
-    if (DIR* dir = opendir(directory.c_str())) {
-        while (dirent* entry = readdir(dir)) {
-            std::string const name = entry->d_name;
-            if (name.size() > 4 && name.compare(name.size() - 4, 4, ".xml") == 0) {
-                files.push_back(directory + "/" + name);
-            }
+    for (auto const& entry : std::filesystem::directory_iterator(directory)) {
+        if (entry.path().extension() == ".xml") {
+            files.push_back(entry.path().string());
         }
-        closedir(dir);
     }
     std::sort(files.begin(), files.end());
     return files;
