@@ -39,6 +39,10 @@ public:
 
     virtual bool Deserialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) = 0;
 
+    // Extension: built-in values read by their type, as the standard wire mode sends them (see
+    // SetStandardWireMode in <corvane/message.h>, which sets this before each read).
+    void SetStandardWireMode(bool on) { m_standardWireMode = on; }
+
 protected:
     virtual corvane::WMSOAPParamHandler* GetMultiRefElem(corvane::WMSOAPParamHandler* element);
 
@@ -80,10 +84,11 @@ protected:
     bool HitReferenceCycle() const;
 
 private:
-    // The reader's access to GetMultiRefElem.
+    // The reader's access to GetMultiRefElem and to the wire mode.
     friend struct corvane::HandlerTree;
     // The description's answers and the bounds of the deserialization in progress.
     std::unique_ptr<corvane::ValueReadState> m_read;
+    bool m_standardWireMode = false;
 };
 
 class CORVANE_API WMSOAPRespDeserializer : public WMSOAPDeserializer {

@@ -46,7 +46,12 @@ struct HandlerTree {
     WMSOAPDeserializer* owner;
 
     Node Target(Node element) const { return owner->GetMultiRefElem(element); }
-    static ValueReadState& State(WMSOAPDeserializer& owner) { return *owner.m_read; }
+    // The owner's state, told the owner's wire mode and side.
+    static ValueReadState& State(WMSOAPDeserializer& owner) {
+        owner.m_read->standardWireMode = owner.m_standardWireMode;
+        owner.m_read->request = dynamic_cast<WMSOAPReqDeserializer*>(&owner) != nullptr;
+        return *owner.m_read;
+    }
 
     static std::u16string_view Local(Node element) { return element->GetLocalName(); }
     static std::u16string_view NS(Node element) { return element->GetNS(); }

@@ -699,6 +699,7 @@ void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     Parse(message, false, document, events);
     ValueReadState state;
     state.Reset(events.ElementCount());
+    state.standardWireMode = message.GetStandardWireMode();
     ValueReader<ItemTree> reader(ItemTree{&events}, state, &wsdl);
     ReadHeaderEntries(reader, events.Entries(), message, wsdl, ReadSide::kResponse,
                       events.FaultSeen());
@@ -730,6 +731,8 @@ void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     Parse(message, true, document, events);
     ValueReadState state;
     state.Reset(events.ElementCount());
+    state.standardWireMode = message.GetStandardWireMode();
+    state.request = true;
     ValueReader<ItemTree> reader(ItemTree{&events}, state, &wsdl);
     Item* method = events.Method();
     if (method != nullptr) {

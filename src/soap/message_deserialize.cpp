@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "soap/deserializer_impl.h"
+#include "soap/standard_values.h"
 #include "xml/parser_access.h"
 
 namespace {
@@ -39,7 +40,10 @@ void corvane::detail::CheckRequestAction(WMSOAPMessage& message, WMSOAPWSDLClien
         throw new WMSOAPFault(u"SOAP-ENV:Client", u"Unrecognized method call received.", false);
     }
     // Exact comparison: the quotes of the HTTP header are part of the value.
-    if (soapAction != message.GetSOAPAction()) {
+    if (soapAction != message.GetSOAPAction() &&
+        !(message.GetStandardWireMode() &&
+          StandardActionMatches(soapAction, message.GetSOAPAction(), message.GetMethodNS(),
+                                message.GetMethodName()))) {
         throw new WMSOAPFault(u"SOAP-ENV:Client",
                               u"Unrecognized 'SOAPAction' HTTP header received.", false);
     }
@@ -48,8 +52,10 @@ void corvane::detail::CheckRequestAction(WMSOAPMessage& message, WMSOAPWSDLClien
 bool WMSOAPMessage::Deserialize(WMSOAPWSDLClient& wsdl) {
     corvane::detail::MessageBuilder::BeginRead(*this);
     if (m_requestPhase) {
+        Engine(m_reqDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_reqDeserializer).Deserialize(*this, wsdl);
     } else {
+        Engine(m_respDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_respDeserializer).Deserialize(*this, wsdl);
     }
     return true;
@@ -58,8 +64,10 @@ bool WMSOAPMessage::Deserialize(WMSOAPWSDLClient& wsdl) {
 bool WMSOAPMessage::ProcessRPC(WMSOAPWSDLClient& wsdl) {
     if (m_requestPhase) {
         corvane::detail::CheckRequestAction(*this, wsdl);
+        Engine(m_reqDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_reqDeserializer).ProcessRPCRequest(*this, wsdl);
     } else {
+        Engine(m_respDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_respDeserializer).ProcessRPCResponse(*this, wsdl);
     }
     return true;

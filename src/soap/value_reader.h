@@ -23,6 +23,7 @@
 
 #include "soap/deserializer_text.h"
 #include "soap/parse_handlers.h"
+#include "soap/standard_values.h"
 #include "soap/value_builder.h"
 #include "text/equal.h"
 
@@ -115,6 +116,10 @@ struct ValueReadState {
     // Elements whose value is being read, outermost first; bounds nesting and detects cycles.
     std::vector<void const*> active;
     bool referenceCycle = false;
+    // The standard wire mode's typed readings (an extension), and the side being read, whose
+    // party a bad value is the fault of.
+    bool standardWireMode = false;
+    bool request = false;
 };
 
 template <class Tree>
@@ -150,6 +155,19 @@ public:
                  bool& converted) {
         if (!m_state.Charge(1)) {
             return false;
+        }
+        if (m_state.standardWireMode) {
+            // A nil stays without a value, so that it is written back as nil.
+            WMString reason;
+            if (!Tree::IsNil(element) &&
+                !detail::ReadStandardValue(typeName, Tree::Value(element), result, reason)) {
+                // A bad value in a request is the client's fault, in a response the server's.
+                detail::ThrowBadValue(typeName, Tree::Value(element), Tree::Local(element),
+                                      m_state.request ? u"SOAP-ENV:Client" : u"SOAP-ENV:Server",
+                                      reason);
+            }
+            converted = true;
+            return true;
         }
         if (Tree::IsNil(element)) {
             result.SetValue(WMString());

@@ -1,7 +1,7 @@
 // The library's own envelope reader against the exported Deserialize and ProcessRPC: every
 // captured envelope and a set of hostile and edge inputs, read as a response and as a request
-// for every operation of three descriptions, must print the same values, header entries,
-// literal texts, faults and thrown faults both ways.
+// for every operation of four descriptions, in the default and the standard wire mode, must
+// print the same values, header entries, literal texts, faults and thrown faults both ways.
 #include <corvane/utf8.h>
 #include <corvane/wsdl.h>
 #include <corvane/xml_parser.h>
@@ -54,29 +54,34 @@ std::vector<Description>& Descriptions() {
                               {u"echoStructAsSimpleTypes", u"echoSimpleTypesAsStruct",
                                u"echo2DStringArray", u"echoNestedStruct", u"echoNestedArray"}));
         loaded.push_back(Load("deserializer/calc.wsdl", u"Calc", u"CalcPort", {u"add", u"echo"}));
+        loaded.push_back(Load("standard/types.wsdl", u"Types", u"TypesPort", {u"echoAll"}));
         return loaded;
     }();
     return all;
 }
 
-// Every operation of every description, both sides; returns the number of disagreements.
+// Every operation of every description, both sides, both wire modes; returns the number of
+// disagreements.
 int Compare(std::string const& what, WMString const& text) {
     int differences = 0;
     for (Description& description : Descriptions()) {
         for (WMString const& operation : description.operations) {
-            for (bool const request : {false, true}) {
+            for (int run = 0; run < 4; ++run) {
                 ReadInput input;
                 input.text = text;
-                input.request = request;
+                input.request = (run & 1) != 0;
+                input.standard = (run & 2) != 0;
                 input.operation = operation;
                 input.actorURI = u"urn:me";
                 description.wsdl->GetMethodSOAPAction(operation, input.soapAction);
                 std::string const exported = ReadAndDump(*description.wsdl, input, false);
                 std::string const own = ReadAndDump(*description.wsdl, input, true);
                 if (exported != own && ++differences == 1) {
-                    ADD_FAILURE() << what << (request ? " as request of " : " as response of ")
-                                  << corvane::test::Narrow(operation) << "\nexported:" << exported
-                                  << "\nown:" << own;
+                    ADD_FAILURE() << what
+                                  << (input.request ? " as request of " : " as response of ")
+                                  << corvane::test::Narrow(operation)
+                                  << (input.standard ? " (standard)" : "")
+                                  << "\nexported:" << exported << "\nown:" << own;
                 }
             }
         }
@@ -112,7 +117,7 @@ TEST(ReadDiff, CapturedEnvelopesReadAlikeBothWays) {
     }
     // The envelopes the serializer tests expect, which are requests, responses and faults.
     int envelopes = 0;
-    for (char const* table : {"envelopes.txt", "faults.txt"}) {
+    for (char const* table : {"envelopes.txt", "faults.txt", "standard.txt"}) {
         for (auto const& row : corvane::test::ReadTable(std::string("expected/soap/") + table)) {
             if (row.expected.find("Envelope") != std::string::npos) {
                 ++envelopes;
@@ -277,6 +282,18 @@ std::vector<std::pair<std::string, std::string>> EdgeCases() {
          Envelope("",
                   "<m:add xmlns:m='urn:calc' xmlns:p='urn:calcadd'><x p:id='k'>1</x>"
                   "<y xmlns:q='urn:calcy' q:href='#k'/></m:add>")},
+        {"typed values",
+         Envelope(
+             "",
+             "<m:echoAllResponse xmlns:m='urn:corvane:types'><long>12345678901</long>"
+             "<boolean>true</boolean><double>1e300</double><float> 1.5 </float>"
+             "<decimal>0.1000000000000000000001</decimal><date>2000-01-01</date>"
+             "<dateTime>2000-01-01T12:00:00+01:00</dateTime><base64Binary>AAEC/w==</base64Binary>"
+             "<hexBinary>00ff</hexBinary><int xsi:nil='true'/><byte>300</byte>"
+             "</m:echoAllResponse>")},
+        {"bad typed value",
+         Envelope("",
+                  "<m:echoAll xmlns:m='urn:corvane:types'><boolean>maybe</boolean></m:echoAll>")},
         {"line ends and entities",
          "<?xml version='1.0'?>\r\n<SOAP-ENV:Envelope\r\n xmlns:SOAP-ENV='http://schemas.xmlsoap."
          "org/soap/envelope/'>\r<SOAP-ENV:Body>\n<m:addResponse xmlns:m='urn:calc'>\r\n<sum>&#49;"

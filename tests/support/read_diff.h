@@ -21,9 +21,10 @@ namespace corvane::test {
 struct ReadInput {
     WMString text;
     bool request = false;
-    WMString operation;   // a response's operation, as the client sets it
-    WMString soapAction;  // a request's SOAPAction header, quotes included
-    WMString actorURI;    // the message's own actor, which replaces ".../actor/next"
+    WMString operation;     // a response's operation, as the client sets it
+    WMString soapAction;    // a request's SOAPAction header, quotes included
+    WMString actorURI;      // the message's own actor, which replaces ".../actor/next"
+    bool standard = false;  // the standard wire mode's typed values (an extension)
 };
 
 inline void DumpText(std::string& out, WMString const& text) {
@@ -133,6 +134,7 @@ inline std::string DumpMessage(WMSOAPMessage& message) {
 inline std::string ReadAndDump(WMSOAPWSDLClient& wsdl, ReadInput const& input, bool fast) {
     WMSOAPMessage message;
     message.SetActorURI(input.actorURI);
+    message.SetStandardWireMode(input.standard);
     std::string out;
     int const reads = input.request ? 1 : 2;
     for (int read = 0; read < reads; ++read) {
