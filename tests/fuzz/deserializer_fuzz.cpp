@@ -20,6 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 
     WMSOAPMessage message;
     message.SetBuffer(text);
+    message.SetStandardWireMode(input.standard);
     message.SetRequestPhase(request);
     if (!request) {
         message.SetMethodName(operation);

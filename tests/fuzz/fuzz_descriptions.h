@@ -1,7 +1,7 @@
 // The descriptions the SOAP fuzz targets read with, and the input layout they share: the first
-// byte chooses the side (bit 0: request) and the description (bit 1: the deserializer tests'
-// own, with headers, faults and recursive types; else the round 2 interop one), the second byte
-// the operation; the rest is the envelope as UTF-8.
+// byte chooses the side (bit 0: request), the description (bit 1: the deserializer tests' own,
+// with headers, faults and recursive types; else the round 2 interop one) and the wire mode
+// (bit 2: standard), the second byte the operation; the rest is the envelope as UTF-8.
 #ifndef CORVANE_TESTS_FUZZ_FUZZ_DESCRIPTIONS_H
 #define CORVANE_TESTS_FUZZ_FUZZ_DESCRIPTIONS_H
 
@@ -28,6 +28,7 @@ inline WMSOAPWSDLClient* Load(char const* file, char16_t const* service, char16_
 struct Input {
     WMSOAPWSDLClient* wsdl;
     bool request;
+    bool standard;
     WMString operation;
     WMString text;
 };
@@ -44,13 +45,14 @@ inline Input Decode(std::uint8_t const* data, std::size_t size) {
         u"echoVoid",        u"echoBase64",       u"echoDate",       u"echoHexBinary",
         u"echoDecimal",     u"echoBoolean"};
     static char16_t const* const calcOperations[] = {u"add", u"echo"};
-    Input input{nullptr, false, WMString(), WMString()};
+    Input input{nullptr, false, false, WMString(), WMString()};
     if (size < 2) {
         return input;
     }
     bool const useCalc = (data[0] & 2) != 0;
     input.wsdl = useCalc ? calc : round2;
     input.request = (data[0] & 1) != 0;
+    input.standard = (data[0] & 4) != 0;
     input.operation = useCalc ? calcOperations[data[1] % 2] : round2Operations[data[1] % 14];
     UTF8ToWideString(std::string(reinterpret_cast<char const*>(data + 2), size - 2), input.text);
     return input;

@@ -18,6 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     corvane::test::ReadInput input;
     input.text = decoded.text;
     input.request = decoded.request;
+    input.standard = decoded.standard;
     input.operation = decoded.operation;
     input.actorURI = u"urn:me";
     decoded.wsdl->GetMethodSOAPAction(input.operation, input.soapAction);
