@@ -1,6 +1,8 @@
-// Reading an echoStructArrayResponse of 10,000 (and of 100) SOAPStruct items through
-// WMSOAPMessage::Deserialize and ProcessRPC, against PHP's SoapClient reading the same answer.
+// Reading an echoStructArrayResponse of 10,000 (and of 100) SOAPStruct items the way the client
+// reads it (src/soap/envelope_reader.h) and through the exported WMSOAPMessage::Deserialize and
+// ProcessRPC, against PHP's SoapClient reading the same answer.
 #include <corvane/message.h>
+#include <corvane/server.h>
 #include <corvane/utf8.h>
 #include <corvane/values.h>
 #include <corvane/wsdl.h>
@@ -14,6 +16,11 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "soap/envelope_reader.h"
 
 namespace {
 
@@ -59,15 +66,20 @@ struct Fixture {
         UTF8ToWideString(Response(count), text);
     }
 
-    // One read as the client does it, on a fresh message.
-    void Decode() {
+    // One read on a fresh message, as the client does it or (`exported`) through the exported
+    // operations.
+    void Decode(bool exported = false) {
         WMSOAPMessage message;
         message.SetBuffer(text);
         message.SetMethodName(u"echoStructArray");
         message.SetRequestPhase(false);
         try {
-            message.Deserialize(wsdl);
-            message.ProcessRPC(wsdl);
+            if (exported) {
+                message.Deserialize(wsdl);
+                message.ProcessRPC(wsdl);
+            } else {
+                corvane::detail::ReadResponse(message, wsdl);
+            }
         } catch (WMSOAPFault* fault) {
             delete fault;
             std::fprintf(stderr, "the answer did not decode\n");
@@ -95,12 +107,21 @@ void BM_DecodeStructArray(benchmark::State& state) {
 }
 BENCHMARK(BM_DecodeStructArray)->Arg(100)->Arg(10000)->Unit(benchmark::kMicrosecond);
 
+void BM_DecodeStructArrayExported(benchmark::State& state) {
+    Fixture& f = Shared(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        f.Decode(true);
+    }
+    state.SetItemsProcessed(state.iterations() * f.items);
+}
+BENCHMARK(BM_DecodeStructArrayExported)->Arg(100)->Arg(10000)->Unit(benchmark::kMicrosecond);
+
 // Processor time, not wall time: the machine is shared.
-double BestCorvaneNanos(Fixture& f, int runs) {
+double BestCorvaneNanos(Fixture& f, int runs, bool exported) {
     double best = 1e300;
     for (int run = 0; run < runs; ++run) {
         std::clock_t const start = std::clock();
-        f.Decode();
+        f.Decode(exported);
         best = std::min(best, 1e9 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
     }
     return best;
@@ -120,11 +141,88 @@ long StatusKilobytes(std::string const& field) {
 
 // Peak resident memory during one read above the resident memory before it: writing 5 to
 // clear_refs resets the peak to the current level.
-double PeakMegabytesOfOneDecode(Fixture& f) {
+double PeakMegabytesOfOneDecode(Fixture& f, bool exported) {
     std::ofstream("/proc/self/clear_refs") << "5";
     long const before = StatusKilobytes("VmRSS");
-    f.Decode();
+    f.Decode(exported);
     return static_cast<double>(StatusKilobytes("VmHWM") - before) / 1000.0;
+}
+
+// An echoStructArray request of `items` items, as Corvane's client writes it.
+std::string Request(int items) {
+    std::string text =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?><SOAP-ENV:Envelope "
+        "xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\"><SOAP-ENV:Body>"
+        "<m:echoStructArray SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\" "
+        "xmlns:m=\"http://soapinterop.org/\"><inputStructArray "
+        "SOAP-ENC:arrayType=\"nsa:SOAPStruct[" +
+        std::to_string(items) +
+        "]\" xmlns:SOAP-ENC=\"http://schemas.xmlsoap.org/soap/encoding/\" "
+        "xmlns:nsa=\"http://soapinterop.org/xsd\" "
+        "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+        "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">";
+    for (int i = 0; i < items; ++i) {
+        text += "<item><varString xsi:type=\"xsd:string\">item number " + std::to_string(i) +
+                "</varString><varInt xsi:type=\"xsd:int\">" + std::to_string(i) +
+                "</varInt><varFloat xsi:type=\"xsd:float\">" + std::to_string(i) +
+                ".5</varFloat></item>";
+    }
+    return text + "</inputStructArray></m:echoStructArray></SOAP-ENV:Body></SOAP-ENV:Envelope>";
+}
+
+// Peak resident memory while WMSOAPServerCall reads a request of 10,000 items and hands its
+// parameter over, as a multiple of the request's size in bytes; or (`exported`) while a message
+// reads it through the exported Deserialize and ProcessRPC, as the server call once did.
+double ServerPeakPerRequestByte(WMSOAPWSDLClient& wsdl, bool exported) {
+    std::string const body = Request(10000);
+    std::ofstream("/proc/self/clear_refs") << "5";
+    long const before = StatusKilobytes("VmRSS");
+    if (exported) {
+        WMSOAPMessage message;
+        WMString text;
+        UTF8ToWideString(body, text);
+        message.SetBuffer(text);
+        message.Initialize(nullptr, 0, WMString(), WMString(), WMString(), u"\"http://\"",
+                           WMString(), false);
+        message.Deserialize(wsdl);
+        message.ProcessRPC(wsdl);
+    } else {
+        WMSOAPServerCall call(wsdl);
+        WMSOAPStructMember input;
+        if (!call.ReadRequest(body, "\"http://\"") || !call.GetParam(u"inputStructArray", input) ||
+            input.ArrayValue().size() != 10000) {
+            std::fprintf(stderr, "the request did not decode\n");
+            std::exit(1);
+        }
+    }
+    return 1000.0 * static_cast<double>(StatusKilobytes("VmHWM") - before) /
+           static_cast<double>(body.size());
+}
+
+// Runs a measurement in a child process, so that each starts from the same allocator state:
+// memory that an earlier read gave back to the allocator would hide a later read's peak.
+template <class Measure>
+double InChild(Measure measure) {
+    int fds[2];
+    if (pipe(fds) != 0) {
+        std::exit(1);
+    }
+    pid_t const child = fork();
+    if (child == 0) {
+        double const value = measure();
+        ssize_t const written = write(fds[1], &value, sizeof value);
+        _exit(written == sizeof value ? 0 : 1);
+    }
+    double value = 0;
+    ssize_t const got = read(fds[0], &value, sizeof value);
+    close(fds[0]);
+    close(fds[1]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (got != sizeof value || status != 0) {
+        std::exit(1);
+    }
+    return value;
 }
 
 // PHP's SoapClient with __doRequest returning the answer: the processor time runs from the
@@ -168,9 +266,18 @@ bool RunPhp(int items, double& nanos, double& bytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // Memory first, while the allocator holds nothing from earlier reads.
-    double megabytes[2] = {PeakMegabytesOfOneDecode(Shared(100)),
-                           PeakMegabytesOfOneDecode(Shared(10000))};
+    // Memory first, each in a process of its own.
+    double megabytes[2];
+    double exportedMegabytes[2];
+    for (int index : {0, 1}) {
+        Fixture& f = Shared(index == 0 ? 100 : 10000);
+        megabytes[index] = InChild([&f] { return PeakMegabytesOfOneDecode(f, false); });
+        exportedMegabytes[index] = InChild([&f] { return PeakMegabytesOfOneDecode(f, true); });
+    }
+    double const serverPeak =
+        InChild([] { return ServerPeakPerRequestByte(Shared(100).wsdl, false); });
+    double const exportedServerPeak =
+        InChild([] { return ServerPeakPerRequestByte(Shared(100).wsdl, true); });
 
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
@@ -179,10 +286,14 @@ int main(int argc, char** argv) {
     int index = 0;
     for (int items : {100, 10000}) {
         Fixture& f = Shared(items);
-        double const corvane = BestCorvaneNanos(f, items == 100 ? 200 : 10);
+        double const corvane = BestCorvaneNanos(f, items == 100 ? 200 : 10, false);
+        double const exported = BestCorvaneNanos(f, items == 100 ? 200 : 10, true);
         std::printf("\nechoStructArrayResponse, %d SOAPStruct items, processor time\n", items);
         std::printf("  Corvane:           %8.1f ns per item, peak memory %.1f MB\n",
-                    corvane / items, megabytes[index++]);
+                    corvane / items, megabytes[index]);
+        std::printf("  Corvane, exported: %8.1f ns per item, peak memory %.1f MB\n",
+                    exported / items, exportedMegabytes[index]);
+        ++index;
         double php = 0;
         double phpBytes = 0;
         if (!RunPhp(items, php, phpBytes)) {
@@ -194,5 +305,9 @@ int main(int argc, char** argv) {
                     phpBytes / 1e6);
         std::printf("  Corvane is %.1f times faster per item\n", php / corvane);
     }
+    std::printf(
+        "\nWMSOAPServerCall reading an echoStructArray request of 10,000 items: peak memory "
+        "%.1f times the request's size (%.1f through the exported operations)\n",
+        serverPeak, exportedServerPeak);
     return 0;
 }

@@ -23,7 +23,8 @@ class WMSOAPRequestHandler;
 class WMSOAPResponseHandler;
 struct RespParseState;
 struct ReqParseState;
-struct TypeAnswers;
+struct ValueReadState;
+struct HandlerTree;
 namespace detail {
 struct MessageBuilder;
 }
@@ -80,58 +81,13 @@ protected:
     // one whose value is being read right now (a reference cycle).
     corvane::WMSOAPParamHandler* ResolveReference(corvane::WMSOAPParamHandler* element);
     // True when the last failed conversion failed on a reference cycle.
-    bool HitReferenceCycle() const { return m_referenceCycle; }
+    bool HitReferenceCycle() const;
 
 private:
-    // Counts `count` new values against the budget; false when it is spent.
-    bool Charge(std::size_t count);
-    // Counts a deep copy of a value of `size` values; false when the budget is spent.
-    bool ChargeCopy(std::size_t size);
-    // The complex-type readers behind the exported forms, with the type's name by reference.
-    bool ReadComplex(corvane::WMSOAPParamHandler* element, corvane::WMSOAPParamHandler* referenced,
-                     bool named, WMString const& typeNS, WMString const& typeName,
-                     WMSOAPStructMember& result, WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
-    bool ReadStruct(WMString const& typeNS, WMString const& typeName,
-                    corvane::WMSOAPParamHandler* element, WMSOAPStructMember& result,
-                    WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
-    bool ReadArray(WMString const& typeNS, WMString const& typeName,
-                   corvane::WMSOAPParamHandler* element, WMSOAPStructMember& result,
-                   WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
-    // DeserializeBuiltInType without the name and namespace: `converted` tells whether the type
-    // is in the built-in table (and the element not nil), which is when those would be set.
-    bool ReadBuiltInValue(corvane::WMSOAPParamHandler* element, WMString const& typeName,
-                          WMSOAPStructMember& result, bool& converted);
-    // Enters the value of `element` (depth and cycle bookkeeping); false when too deep.
-    bool Enter(corvane::WMSOAPParamHandler* element);
-    void Leave();
-    bool ReadItem(corvane::WMSOAPParamHandler* child, corvane::WMSOAPParamHandler* item,
-                  enum WMSOAPStructMember::SOAPDataMember::DATATYPE itemKind,
-                  WMString const& itemTypeNS, WMString const& itemTypeName,
-                  WMSOAPStructMember& value, WMSOAPMessage& message, WMSOAPWSDLClient& wsdl);
-
-    // The description's answers about types, remembered for one deserialization: the items of
-    // an array ask the same questions over and over.
-    bool IsArrayType(WMString const& typeNS, WMString const& typeName, WMSOAPWSDLClient& wsdl);
-    // The member accessor's type in the struct type, and the namespace the member keeps; null
-    // when the description does not define the member. The answer lives in the list of answers,
-    // or in `uncached` once the list is full.
-    struct MemberType {
-        WMString ns;
-        WMString typeName;
-        WMString typeNS;
-    };
-    MemberType const* FindMemberType(WMString const& typeNS, WMString const& typeName,
-                                     corvane::WMSOAPParamHandler* child, WMSOAPWSDLClient& wsdl,
-                                     MemberType& uncached);
-
-    friend struct corvane::TypeAnswers;
-    std::unique_ptr<corvane::TypeAnswers> m_answers;
-    std::size_t m_budget = 0;
-    std::size_t m_used = 0;
-    std::size_t m_created = 0;
-    // Elements whose value is being read, outermost first; bounds nesting and detects cycles.
-    std::vector<corvane::WMSOAPParamHandler*> m_active;
-    bool m_referenceCycle = false;
+    // The reader's access to GetMultiRefElem and to the wire mode.
+    friend struct corvane::HandlerTree;
+    // The description's answers and the bounds of the deserialization in progress.
+    std::unique_ptr<corvane::ValueReadState> m_read;
     bool m_standardWireMode = false;
 };
 
@@ -192,6 +148,7 @@ protected:
     virtual corvane::WMSOAPParamHandler* GetMultiRefElem(corvane::WMSOAPParamHandler* element);
 
 private:
+    friend struct corvane::detail::MessageBuilder;
     // As in the response deserializer: the state of the one request this object reads.
     std::unique_ptr<corvane::ReqParseState> m_state;
 };

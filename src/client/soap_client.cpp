@@ -5,6 +5,7 @@
 
 #include "client/name_list.h"
 #include "soap/deserializer_impl.h"
+#include "soap/envelope_reader.h"
 
 namespace {
 
@@ -157,7 +158,9 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
     m_message.SetRequestPhase(false);
     bool read = false;
     try {
-        read = m_message.Deserialize(m_wsdlClient) && m_message.ProcessRPC(m_wsdlClient);
+        // What Deserialize and ProcessRPC read, without the exported element and handler trees.
+        corvane::detail::ReadResponse(m_message, m_wsdlClient);
+        read = true;
     } catch (WMSOAPFault* raised) {
         // The response could not be read: its reason becomes the message's fault.
         std::unique_ptr<WMSOAPFault> fault(raised);

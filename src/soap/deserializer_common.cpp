@@ -7,6 +7,7 @@
 
 #include "soap/deserializer_impl.h"
 #include "soap/message_entries.h"
+#include "soap/read_steps.h"
 #include "xml/parser_access.h"
 
 namespace corvane {
@@ -28,12 +29,16 @@ void ParseEnvelope(WMXMLParser& parser, WMString const& text, WMSOAPParseEventHa
         // The handlers never touch the message's text: no copy of it is needed.
         detail::XMLParserAccess::ParseInPlace(parser, text, &events);
     } catch (int line) {
-        std::string const digits = std::to_string(line);
-        ThrowSOAPFault(u"SOAP-ENV:Server",
-                       FormatFault(u"XML Parser: Parse Error on Line %d.",
-                                   WMString(digits.begin(), digits.end())),
-                       false);
+        ThrowParseError(line);
     }
+}
+
+void ThrowParseError(int line) {
+    std::string const digits = std::to_string(line);
+    ThrowSOAPFault(
+        u"SOAP-ENV:Server",
+        FormatFault(u"XML Parser: Parse Error on Line %d.", WMString(digits.begin(), digits.end())),
+        false);
 }
 
 WMString ElementText(WMXMLElement const* element, std::size_t capacity) {
@@ -66,14 +71,18 @@ void detail::MessageBuilder::SetBodyElemLit(WMSOAPMessage& message, WMString&& x
         std::make_unique<std::pair<WMString, WMString>>(encodingStyle, std::move(xml));
 }
 
-bool TypesAgree(WMString const& explicitNS, WMString const& explicitName, WMString const& wsdlNS,
-                WMString const& wsdlName) {
+bool TypesAgree(std::u16string_view explicitNS, std::u16string_view explicitName,
+                std::u16string_view wsdlNS, std::u16string_view wsdlName) {
     if (explicitNS == wsdlNS && explicitName == wsdlName) {
         return true;
     }
     // SOAP-ENC:base64 and xsd:base64Binary name the same thing, deliberately accepted.
-    return explicitName.find(u"base64") != WMString::npos &&
-           wsdlName.find(u"base64") != WMString::npos;
+    return explicitName.find(u"base64") != std::u16string_view::npos &&
+           wsdlName.find(u"base64") != std::u16string_view::npos;
+}
+
+WMString HandlerTree::LiteralText(Entry entry) {
+    return ElementText(entry->GetElement());
 }
 
 }  // namespace corvane

@@ -9,15 +9,12 @@
 
 #include "soap/deserializer_impl.h"
 #include "soap/parse_handlers.h"
+#include "soap/read_steps.h"
 
 using corvane::WMSOAPHeaderElemHandler;
 using corvane::WMSOAPParamHandler;
 
 namespace {
-
-constexpr char16_t kServer[] = u"SOAP-ENV:Server";
-constexpr char16_t kClient[] = u"SOAP-ENV:Client";
-constexpr char16_t kNotDefined[] = u"Method parameter: '%s' not properly defined in WSDL file.";
 
 // One method parameter as the message stores it.
 struct Param {
@@ -96,70 +93,9 @@ WMSOAPParamHandler* WMSOAPReqDeserializer::GetMultiRefElem(WMSOAPParamHandler* e
 }
 
 bool WMSOAPReqDeserializer::DeserializeHeader(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
-    WMString const& operation = message.GetMethodName();
-    for (WMSOAPHeaderElemHandler* entry : GetHeaderEntries()) {
-        if (entry->GetActor() == corvane::soapuri::kNextActor) {
-            entry->SetActor(message.GetActorURI());
-        }
-        WMString const& name = entry->GetLocalName();
-        WMString const& ns = entry->GetNS();
-        WMString typeName;
-        WMString typeNS;
-        bool encoded =
-            entry->GetEncodingStyle() == corvane::soapuri::kEncoding && entry->GetRoot() != u"0";
-        if (encoded) {
-            encoded = wsdl.GetInputHeaderPartType(operation, name, ns, typeName, typeNS) ||
-                      wsdl.GetHeaderElemType(name, ns, typeName, typeNS);
-        }
-        if (!encoded) {
-            message.AddHeaderElemLit(ns, name, corvane::ElementText(entry->GetElement()),
-                                     entry->GetMustUnderstand(), entry->GetActor(),
-                                     entry->GetEncodingStyle());
-            continue;
-        }
-        WMSOAPParamHandler* content = entry;
-        if (!entry->GetHref().empty()) {
-            content = ResolveReference(entry);
-            if (content == nullptr) {
-                corvane::ThrowSOAPFault(
-                    kClient,
-                    corvane::FormatFault(u"Header entry: '%s' has invalid reference.", name),
-                    false);
-            }
-        }
-        WMSOAPStructMember value;
-        bool ok = false;
-        if (IsXSDType(typeNS) || IsSoapEncType(typeNS)) {
-            if (!content->GetTypeName().empty() &&
-                !corvane::TypesAgree(content->GetTypeNS(), content->GetTypeName(), typeNS,
-                                     typeName)) {
-                corvane::ThrowSOAPFault(
-                    kClient,
-                    corvane::FormatFault(
-                        u"Header entry: '%s' explicit typing conflicts with definition in WSDL "
-                        u"file.",
-                        name),
-                    false);
-            }
-            ok = DeserializeBuiltInType(content, typeName, value);
-        } else {
-            ok = DeserializeComplexType(entry, content == entry ? nullptr : content, true, typeNS,
-                                        typeName, value, message, wsdl);
-        }
-        if (!ok) {
-            if (HitReferenceCycle()) {
-                corvane::ThrowSOAPFault(
-                    kClient,
-                    corvane::FormatFault(u"Header entry: '%s' has invalid reference.", name),
-                    false);
-            }
-            corvane::ThrowSOAPFault(
-                kServer,
-                corvane::FormatFault(u"Failed to convert element: '%s' in Request header.", name),
-                false);
-        }
-        message.AddHeaderElem(ns, name, entry->GetMustUnderstand(), value, entry->GetActor());
-    }
+    auto reader = corvane::HandlerReader(*this, &wsdl);
+    corvane::ReadHeaderEntries(reader, GetHeaderEntries(), message, wsdl,
+                               corvane::ReadSide::kRequest, false);
     return true;
 }
 
@@ -175,10 +111,7 @@ bool WMSOAPReqDeserializer::DeserializeBody(WMSOAPMessage& message) {
     return true;
 }
 
-namespace {
-
-// Whether the operation has a parameterOrder: it then lists at least one of its parts.
-bool HasParameterOrder(WMSOAPWSDLClient& wsdl, WMString const& operation) {
+bool corvane::HasParameterOrder(WMSOAPWSDLClient& wsdl, WMString const& operation) {
     WMString name;
     long index = 0;
     for (bool more = wsdl.GetFirstInParamName(operation, name, index); more;
@@ -195,6 +128,8 @@ bool HasParameterOrder(WMSOAPWSDLClient& wsdl, WMString const& operation) {
     }
     return false;
 }
+
+namespace {
 
 // Position of a part in parameterOrder; parts it does not list come after all listed ones.
 long OrderOf(WMSOAPWSDLClient& wsdl, WMString const& operation, WMString const& part) {
@@ -249,48 +184,17 @@ WMSOAPStructMember Placeholder(WMString const& name, WMString const& typeName,
 
 bool WMSOAPReqDeserializer::ProcessRPCRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     if (GetRequestHandler() == nullptr) {
-        corvane::ThrowSOAPFault(kClient, u"Unable to process RPC representation in SOAP message.",
-                                false);
+        corvane::ThrowSOAPFault(corvane::read_faults::kClient,
+                                u"Unable to process RPC representation in SOAP message.", false);
     }
-    WMString const& operation = message.GetMethodName();
-    // Without parameterOrder nothing is listed; the input parts are then the parameters.
-    bool const ordered = HasParameterOrder(wsdl, operation);
-    for (WMSOAPParamHandler* child : GetMethodParameters()) {
-        WMString const& name = child->GetLocalName();
-        WMString typeName;
-        WMString typeNS;
-        bool const typed = wsdl.GetInputMsgPartType(operation, name, typeName, typeNS);
-        WMSOAPParamHandler* content = child;
-        if (!child->GetHref().empty()) {
-            content = ResolveReference(child);
-            if (content == nullptr) {
-                corvane::ThrowSOAPFault(
-                    kServer, corvane::FormatFault(u"Parameter: '%s' has invalid reference.", name),
-                    false);
-            }
-        }
-        if (!typed || (ordered && !wsdl.IsOperationParam(operation, name))) {
-            corvane::ThrowSOAPFault(kServer, corvane::FormatFault(kNotDefined, name), false);
-        }
-        WMSOAPStructMember value;
-        bool const ok = IsXSDType(typeNS) || IsSoapEncType(typeNS)
-                            ? DeserializeBuiltInType(content, typeName, value)
-                            : DeserializeComplexType(child, content == child ? nullptr : content,
-                                                     true, typeNS, typeName, value, message, wsdl);
-        if (!ok) {
-            corvane::ThrowSOAPFault(
-                kServer,
-                HitReferenceCycle()
-                    ? corvane::FormatFault(u"Parameter: '%s' has invalid reference.", name)
-                    : corvane::FormatFault(u"Failed to convert parameter: '%s' in Request Body.",
-                                           name),
-                false);
-        }
-        corvane::detail::MessageBuilder::AddMethodParam(message, child->GetNS(), name,
-                                                        std::move(value), true,
-                                                        wsdl.IsOutputMsgPart(operation, name));
-    }
+    auto reader = corvane::HandlerReader(*this, &wsdl);
+    corvane::ReadRequestParams(reader, GetMethodParameters(), message, wsdl);
+    return true;
+}
 
+void corvane::AddRequestPlaceholders(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    using namespace read_faults;
+    WMString const& operation = message.GetMethodName();
     // Out-only parts become placeholders at their parameterOrder position. The first one that
     // parameterOrder does not list is the return value, which the server fills with
     // SetRetValName and SetReturnValue; any further unlisted one is refused.
@@ -308,7 +212,7 @@ bool WMSOAPReqDeserializer::ProcessRPCRequest(WMSOAPMessage& message, WMSOAPWSDL
                 returnSeen = true;
                 continue;
             }
-            corvane::ThrowSOAPFault(kServer, corvane::FormatFault(kNotDefined, part), false);
+            ThrowSOAPFault(kServer, FormatFault(kNotDefined, part), false);
         }
         WMString typeName;
         WMString typeNS;
@@ -318,7 +222,7 @@ bool WMSOAPReqDeserializer::ProcessRPCRequest(WMSOAPMessage& message, WMSOAPWSDL
              Param{WMString(), part, Placeholder(part, typeName, typeNS, wsdl), false, true}});
     }
     if (placeholders.empty()) {
-        return true;
+        return;
     }
 
     // The message only appends: read the parameters back and add them again with the
@@ -343,5 +247,4 @@ bool WMSOAPReqDeserializer::ProcessRPCRequest(WMSOAPMessage& message, WMSOAPWSDL
         Param const& param = entry.second;
         message.AddMethodParam(param.ns, param.name, param.value, param.isInput, param.isOutput);
     }
-    return true;
 }

@@ -5,7 +5,9 @@
 
 #include <memory>
 
+#include "soap/deserializer_impl.h"
 #include "soap/standard_values.h"
+#include "xml/parser_access.h"
 
 namespace {
 
@@ -21,9 +23,34 @@ T& Engine(std::unique_ptr<T, void (*)(T*)>& slot) {
 
 }  // namespace
 
+void corvane::detail::MessageBuilder::BeginRead(WMSOAPMessage& message) {
+    message.m_isLocalFault = true;
+    message.m_isLiteralFault = false;
+}
+
+int& corvane::detail::MessageBuilder::ParseLine(WMSOAPMessage& message, bool request) {
+    WMXMLParser& parser = request ? Engine(message.m_reqDeserializer).m_state->parser
+                                  : Engine(message.m_respDeserializer).m_state->parser;
+    return XMLParserAccess::Line(parser);
+}
+
+void corvane::detail::CheckRequestAction(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    WMString soapAction;
+    if (!wsdl.GetMethodSOAPAction(message.GetMethodName(), soapAction)) {
+        throw new WMSOAPFault(u"SOAP-ENV:Client", u"Unrecognized method call received.", false);
+    }
+    // Exact comparison: the quotes of the HTTP header are part of the value.
+    if (soapAction != message.GetSOAPAction() &&
+        !(message.GetStandardWireMode() &&
+          StandardActionMatches(soapAction, message.GetSOAPAction(), message.GetMethodNS(),
+                                message.GetMethodName()))) {
+        throw new WMSOAPFault(u"SOAP-ENV:Client",
+                              u"Unrecognized 'SOAPAction' HTTP header received.", false);
+    }
+}
+
 bool WMSOAPMessage::Deserialize(WMSOAPWSDLClient& wsdl) {
-    m_isLocalFault = true;
-    m_isLiteralFault = false;
+    corvane::detail::MessageBuilder::BeginRead(*this);
     if (m_requestPhase) {
         Engine(m_reqDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_reqDeserializer).Deserialize(*this, wsdl);
@@ -36,17 +63,7 @@ bool WMSOAPMessage::Deserialize(WMSOAPWSDLClient& wsdl) {
 
 bool WMSOAPMessage::ProcessRPC(WMSOAPWSDLClient& wsdl) {
     if (m_requestPhase) {
-        WMString soapAction;
-        if (!wsdl.GetMethodSOAPAction(m_methodName, soapAction)) {
-            throw new WMSOAPFault(u"SOAP-ENV:Client", u"Unrecognized method call received.", false);
-        }
-        // Exact comparison: the quotes of the HTTP header are part of the value.
-        if (soapAction != m_soapAction &&
-            !(m_standardWireMode && corvane::detail::StandardActionMatches(
-                                        soapAction, m_soapAction, m_methodNS, m_methodName))) {
-            throw new WMSOAPFault(u"SOAP-ENV:Client",
-                                  u"Unrecognized 'SOAPAction' HTTP header received.", false);
-        }
+        corvane::detail::CheckRequestAction(*this, wsdl);
         Engine(m_reqDeserializer).SetStandardWireMode(m_standardWireMode);
         Engine(m_reqDeserializer).ProcessRPCRequest(*this, wsdl);
     } else {

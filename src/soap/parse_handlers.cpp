@@ -557,17 +557,7 @@ void WMSOAPParseEventHandler::EndNSMapping(WMString const& prefix) {
 
 WMSOAPParamHandler* FindReferencedElement(WMString const& href, IdTable const& body,
                                           IdTable const& header) {
-    if (href.empty()) {
-        return nullptr;
-    }
-    WMString const id = href.substr(1);
-    for (IdTable const* table : {&body, &header}) {
-        auto const it = table->find(id);
-        if (it != table->end()) {
-            return it->second;
-        }
-    }
-    return nullptr;
+    return FindById(href, body, header);
 }
 
 }  // namespace corvane

@@ -414,6 +414,23 @@ private:
 WMSOAPParamHandler* FindReferencedElement(WMString const& href, IdTable const& body,
                                           IdTable const& header);
 
+// The same over any two tables of ids.
+template <class Table>
+typename Table::mapped_type FindById(std::u16string_view href, Table const& body,
+                                     Table const& header) {
+    if (href.empty()) {
+        return nullptr;
+    }
+    typename Table::key_type const id(href.substr(1));
+    for (Table const* table : {&body, &header}) {
+        auto const it = table->find(id);
+        if (it != table->end()) {
+            return it->second;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace corvane
 
 #endif

@@ -1,6 +1,8 @@
 #include <corvane/server.h>
 #include <corvane/wsdl.h>
 
+#include "soap/deserializer_impl.h"
+#include "soap/envelope_reader.h"
 #include "soap/message_entries.h"
 #include "soap/server_text.h"
 #include "text/wire_text.h"
@@ -44,12 +46,12 @@ bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& s
     }
     // The buffer is set as a whole: Initialize would stop at a zero character and let what
     // follows it go unread.
-    m_message.SetBuffer(text);
+    corvane::detail::MessageBuilder::SetBuffer(m_message, std::move(text));
     m_message.Initialize(nullptr, 0, WMString(), WMString(), WMString(),
                          corvane::DecodeHTTPText(soapAction), WMString(), false);
     try {
-        m_message.Deserialize(*m_wsdl);
-        m_message.ProcessRPC(*m_wsdl);
+        // What Deserialize and ProcessRPC read, without the exported element and handler trees.
+        corvane::detail::ReadRequest(m_message, *m_wsdl);
     } catch (WMSOAPFault* raised) {
         std::unique_ptr<WMSOAPFault> fault(raised);
         m_message.SetSOAPFault(fault->GetFaultCode(), fault->GetFaultString(),
@@ -112,9 +114,6 @@ void WMSOAPServerCall::SetFault(WMString const& faultCode, WMString const& fault
 
 int WMSOAPServerCall::WriteResponse(std::string& body) {
     body.clear();
-    // What the request deserializer built while reading (its element and handler trees, many
-    // times the request's size) is of no use to the answer; it goes before the answer is made.
-    m_message.m_reqDeserializer.reset();
     if (!m_message.IsSOAPFault()) {
         m_message.SetRequestPhase(false);
         // A response carries output parts only; the serializer looks every parameter up among

@@ -7,6 +7,7 @@
 #include <corvane/values.h>
 
 #include <cstddef>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -33,6 +34,15 @@ struct ValueBuilder {
         target.value_.dataType = DataType::SOAP_ARRAY;
         target.value_.arrayValue = std::move(value);
     }
+    // As SetValue, SetName and SetNS, from a text that need not be a WMString first.
+    static void SetString(WMSOAPStructMember& target, std::u16string_view value) {
+        target.value_.dataType = DataType::SOAP_STRING;
+        target.value_.stringValue.assign(value);
+    }
+    static void SetName(WMSOAPStructMember& target, std::u16string_view name) {
+        target.name_.assign(name);
+    }
+    static void SetNS(WMSOAPStructMember& target, std::u16string_view ns) { target.ns_.assign(ns); }
 };
 
 }  // namespace corvane::detail

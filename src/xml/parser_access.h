@@ -13,6 +13,8 @@ struct XMLParserAccess {
                              WMXMLEventHandler* handler) {
         parser.Parse(text, handler);
     }
+    // The parser's line count, for a reader that reads in its place and goes on counting.
+    static int& Line(WMXMLParser& parser) { return parser.m_line; }
 };
 
 }  // namespace corvane::detail

@@ -285,33 +285,112 @@ std::vector<XMLReadScope::Entry> MergedEntries(XMLReadScope const* scope) {
     return merged;
 }
 
-NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, WMString& out) {
+// Where `added` goes among the element's attributes and whether it is written at all; `declare`
+// says that its prefix needs a declaration.
+struct AddedPlace {
+    bool written = false;
+    bool declare = false;
+};
+
+AddedPlace PlaceAdded(XMLNode const& element, AddedAttribute const& added,
+                      std::vector<XMLReadScope::Entry> const& inScope) {
+    AddedPlace place;
+    Joined const key{{added.uri, added.local, {}}};
+    for (std::uint32_t i = 0; i < element.attrCount; ++i) {
+        Joined const have = KeyOf(element, element.attrs[i]);
+        if (have.size() == key.size() && CompareJoined(have, key) == 0) {
+            return place;
+        }
+    }
+    auto const bound = std::find_if(
+        inScope.begin(), inScope.end(),
+        [&added](XMLReadScope::Entry const& entry) { return entry.prefix == added.prefix; });
+    if (bound != inScope.end() && bound->uri->uri != added.uri) {
+        return place;
+    }
+    place.written = true;
+    place.declare = bound == inScope.end();
+    return place;
+}
+
+void InsertEntry(std::vector<XMLReadScope::Entry>& entries, XMLReadScope::Entry const& entry) {
+    entries.insert(std::upper_bound(entries.begin(), entries.end(), entry,
+                                    [](XMLReadScope::Entry const& a, XMLReadScope::Entry const& b) {
+                                        return a.prefix < b.prefix;
+                                    }),
+                   entry);
+}
+
+// `parentAdded` is the declaration that an added attribute gave the parent, if any: the parent's
+// prefixes then differ from the element's even where they share a scope.
+NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, WMString& out,
+                                AddedAttribute const* added,
+                                XMLReadScope::Entry const* parentAdded) {
     out += u'<';
     out.append(element.qname);
-    std::vector<XMLAttr const*> attrs;
-    attrs.reserve(element.attrCount);
+    bool const ownScope = !parent || parent->scope != element.scope;
+    std::vector<XMLReadScope::Entry> const inScope =
+        added || ownScope ? MergedEntries(element.scope) : std::vector<XMLReadScope::Entry>();
+    AddedPlace const place = added ? PlaceAdded(element, *added, inScope) : AddedPlace();
+    XMLNamespace const addedNS{place.declare ? added->uri : std::u16string_view(), 0};
+    // Most elements carry one attribute or none: sorting is for the others.
+    XMLAttr const* few[4];
+    std::vector<XMLAttr const*> many;
+    XMLAttr const** attrs = few;
+    if (element.attrCount > 4) {
+        many.resize(element.attrCount);
+        attrs = many.data();
+    }
     for (std::uint32_t i = 0; i < element.attrCount; ++i) {
-        attrs.push_back(&element.attrs[i]);
+        attrs[i] = &element.attrs[i];
     }
-    std::sort(attrs.begin(), attrs.end(), [&element](XMLAttr const* a, XMLAttr const* b) {
-        return CompareJoined(KeyOf(element, *a), KeyOf(element, *b)) < 0;
-    });
-    for (XMLAttr const* attr : attrs) {
+    if (element.attrCount > 1) {
+        std::sort(attrs, attrs + element.attrCount, [&element](XMLAttr const* a, XMLAttr const* b) {
+            return CompareJoined(KeyOf(element, *a), KeyOf(element, *b)) < 0;
+        });
+    }
+    auto const writeAttribute = [&out](std::u16string_view prefix, std::u16string_view qname,
+                                       std::u16string_view value) {
         out += u' ';
-        out.append(attr->qname);
+        if (!prefix.empty()) {
+            out.append(prefix);
+            out += u':';
+        }
+        out.append(qname);
         out += u"=\"";
-        AppendEscapedAttribute(out, attr->value);
+        AppendEscapedAttribute(out, value);
         out += u'"';
+    };
+    bool addedDone = !place.written;
+    Joined const addedKey = added ? Joined{{added->uri, added->local, {}}} : Joined{};
+    for (std::uint32_t i = 0; i < element.attrCount; ++i) {
+        if (!addedDone && CompareJoined(addedKey, KeyOf(element, *attrs[i])) < 0) {
+            writeAttribute(added->prefix, added->local, added->value);
+            addedDone = true;
+        }
+        writeAttribute({}, attrs[i]->qname, attrs[i]->value);
     }
-    if (!parent || parent->scope != element.scope) {
-        std::vector<XMLReadScope::Entry> const inherited =
+    if (!addedDone) {
+        writeAttribute(added->prefix, added->local, added->value);
+    }
+    if (ownScope || place.declare) {
+        std::vector<XMLReadScope::Entry> inherited =
             parent ? MergedEntries(parent->scope) : std::vector<XMLReadScope::Entry>();
+        if (parentAdded) {
+            InsertEntry(inherited, *parentAdded);
+        }
+        std::vector<XMLReadScope::Entry> entries = inScope;
+        if (place.declare) {
+            InsertEntry(entries, XMLReadScope::Entry{added->prefix, &addedNS, true});
+        }
         auto same = inherited.begin();
-        for (XMLReadScope::Entry const& entry : MergedEntries(element.scope)) {
+        for (XMLReadScope::Entry const& entry : entries) {
             while (same != inherited.end() && same->prefix < entry.prefix) {
                 ++same;
             }
-            if (same != inherited.end() && same->prefix == entry.prefix && same->uri == entry.uri) {
+            // Interned URIs are compared by address; the added one is not interned.
+            if (same != inherited.end() && same->prefix == entry.prefix &&
+                (same->uri == entry.uri || same->uri->uri == entry.uri->uri)) {
                 continue;
             }
             out += entry.prefix.empty() ? u" xmlns" : u" xmlns:";
@@ -330,18 +409,34 @@ NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, W
     return false;
 }
 
-}  // namespace
+// Whether `added` declares its prefix on the element.
+bool DeclaresAdded(XMLNode const& element, AddedAttribute const& added) {
+    return PlaceAdded(element, added, MergedEntries(element.scope)).declare;
+}
 
-void SerializeNode(XMLNode const& element, XMLNode const* parent, WMString& out) {
-    if (SerializeStartTag(element, parent, out)) {
+void SerializeWith(XMLNode const& element, XMLNode const* parent, WMString& out,
+                   AddedAttribute const* added, XMLReadScope::Entry const* parentAdded) {
+    if (SerializeStartTag(element, parent, out, added, parentAdded)) {
         return;
     }
+    // The prefix an added attribute declared here is in scope for the children.
+    XMLNamespace const addedNS{added ? added->uri : std::u16string_view(), 0};
+    XMLReadScope::Entry const declared{added ? added->prefix : std::u16string_view(), &addedNS,
+                                       true};
+    bool const declaredHere = added && DeclaresAdded(element, *added);
     for (XMLNode const* child = element.firstChild; child; child = child->nextSibling) {
-        SerializeNode(*child, &element, out);
+        SerializeWith(*child, &element, out, nullptr, declaredHere ? &declared : nullptr);
     }
     out += u"</";
     out.append(element.qname);
     out += u'>';
+}
+
+}  // namespace
+
+void SerializeNode(XMLNode const& element, XMLNode const* parent, WMString& out,
+                   AddedAttribute const* added) {
+    SerializeWith(element, parent, out, added, nullptr);
 }
 
 // ---- reading

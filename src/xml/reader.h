@@ -119,9 +119,22 @@ void ForEachNewMapping(XMLNode const& element, XMLNode const* parent, Fn fn) {
     }
 }
 
+// An attribute given to the written element alone, as WMXMLElement::SetAttribute(prefix:local,
+// uri, value) adds it to a parsed element before it is written: nothing is added when the
+// element has an attribute of that key or binds the prefix to another URI, and the prefix is
+// declared on the element when nothing binds it.
+struct AddedAttribute {
+    std::u16string_view prefix;
+    std::u16string_view local;
+    std::u16string_view uri;
+    std::u16string_view value;
+};
+
 // Appends the element's markup exactly as WMXMLElement::Serialize(parent, out) writes the tree
-// WMXMLParser builds; `parent` must be the element's parent or null.
-void SerializeNode(XMLNode const& element, XMLNode const* parent, WMString& out);
+// WMXMLParser builds; `parent` must be the element's parent or null. `added`, when given,
+// changes the element itself (not its children).
+void SerializeNode(XMLNode const& element, XMLNode const* parent, WMString& out,
+                   AddedAttribute const* added = nullptr);
 
 class NodeReader;
 
