@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
+#include "inspect_schema.h"
 #include "wsdl/queries.h"
 
 #include <deque>
@@ -25,6 +26,7 @@ struct Options {
     std::string service;
     std::string port;
     bool json = false;
+    bool schema = false;
 };
 
 // Paths become file:// locations, which also gives relative imports their base.
@@ -325,6 +327,9 @@ void PrintText(std::ostream& out, const Json& doc) {
 
 int RunInspect(const Options& options) {
     const WMString location = ToLocation(options.location);
+    if (options.schema) {
+        return RunSchemaInspect(location, options.service, options.port, options.json);
+    }
     WMSOAPWSDLImporter loader;
     if (!loader.ReadServiceDesc(location, WMString()) || !loader.GetWSDLDesc()) {
         std::string reason = Utf8(loader.GetLoadErrorMessage());
@@ -405,6 +410,9 @@ Command AddInspectCommand(CLI::App& parent) {
     app->add_option("--service", options->service, "Show only this service");
     app->add_option("--port", options->port, "Show only this port");
     app->add_flag("--json", options->json, "Print JSON instead of text");
+    app->add_flag("--schema", options->schema,
+                  "Show each operation's style, use, SOAP version and message structure as the "
+                  "document/literal extension reads the schema");
     return Command{app, [options] { return RunInspect(*options); }};
 }
 
