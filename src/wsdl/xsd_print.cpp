@@ -19,11 +19,16 @@ std::string Occurs(unsigned minOccurs, unsigned maxOccurs) {
            (maxOccurs == kUnbounded ? std::string("*") : std::to_string(maxOccurs)) + "]";
 }
 
-std::string Label(const Type* type, const Name& written) {
+std::string TypeName(const Type* type, const Name& written) {
+    return !type ? Clark(written) : type->name.Empty() ? "(anonymous)" : Clark(type->name);
+}
+
+// What a type is beyond its name: derivation, array item, built-in base and enumeration.
+std::string Detail(const Type* type) {
+    std::string label;
     if (!type) {
-        return Clark(written);
+        return label;
     }
-    std::string label = type->name.Empty() ? "(anonymous)" : Clark(type->name);
     switch (type->kind) {
         case Type::Kind::kBuiltin:
             break;
@@ -65,8 +70,9 @@ public:
     std::string out;
 
     void PrintElement(const Element& element, unsigned minOccurs, unsigned maxOccurs, int indent) {
-        Line(indent) += Clark(element.name) + ": " + Label(element.type, element.typeName) +
-                        Occurs(minOccurs, maxOccurs) + (element.nillable ? " nillable" : "");
+        Line(indent) += Clark(element.name) + ": " + TypeName(element.type, element.typeName) +
+                        Occurs(minOccurs, maxOccurs) + (element.nillable ? " nillable" : "") +
+                        Detail(element.type);
         const Type* type = element.type;
         if (!type || type->kind != Type::Kind::kComplex) {
             out += "\n";
@@ -83,9 +89,9 @@ public:
         out += "\n";
         m_path.insert(type);
         for (const Attribute& attribute : type->attributes) {
-            Line(indent + 1) += "@" + Clark(attribute.name) + ": " +
-                                Label(attribute.type, attribute.typeName) +
-                                (attribute.required ? " required" : "") + "\n";
+            Line(indent + 1) +=
+                "@" + Clark(attribute.name) + ": " + TypeName(attribute.type, attribute.typeName) +
+                (attribute.required ? " required" : "") + Detail(attribute.type) + "\n";
         }
         if (type->anyAttribute) {
             Line(indent + 1) += "@any\n";
