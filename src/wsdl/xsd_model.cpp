@@ -401,6 +401,7 @@ private:
     std::map<const Type*, std::pair<Decl, State>> m_typeState;
     std::map<Name, const Type*> m_builtins;
     std::set<Name> m_openGroups;
+    std::set<Name> m_openAttributeGroups;
     std::size_t m_particles = 0;
 };
 
@@ -809,6 +810,9 @@ void Loader::Occurs(Particle& particle, const XMLNode& node, const Context& cont
     };
     parse(u"minOccurs", particle.minOccurs);
     parse(u"maxOccurs", particle.maxOccurs);
+    if (particle.maxOccurs < particle.minOccurs) {
+        Fail("maxOccurs below minOccurs", context.file);
+    }
 }
 
 Particle Loader::BuildGroup(const XMLNode& node, const Context& context, int depth) {
@@ -935,11 +939,11 @@ void Loader::AddAttributes(Type& type, const XMLNode& parent, const Context& con
             if (found == m_attributeGroupDecls.end()) {
                 Fail("unknown attribute group " + Clark(name), context.file);
             }
-            if (!m_openGroups.insert(name).second) {
+            if (!m_openAttributeGroups.insert(name).second) {
                 Fail("attribute group " + Clark(name) + " contains itself", context.file);
             }
             AddAttributes(type, *found->second.node, *found->second.context, depth + 1);
-            m_openGroups.erase(name);
+            m_openAttributeGroups.erase(name);
         }
     }
 }

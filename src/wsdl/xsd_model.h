@@ -193,8 +193,13 @@ struct WsdlService {
     std::vector<WsdlPort> ports;
 };
 
+// Types and elements point at each other inside the model, so it is never copied.
 class Model {
 public:
+    Model() = default;
+    Model(const Model&) = delete;
+    Model& operator=(const Model&) = delete;
+
     const Element* FindElement(const Name& name) const;
     const Type* FindType(const Name& name) const;
     const WsdlMessage* FindMessage(const Name& name) const;

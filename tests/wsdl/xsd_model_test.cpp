@@ -244,6 +244,10 @@ TEST(XsdModel, HostileAndBrokenSchemasFailNamingTheCause) {
          "<xs:element name='a' type='xs:int' maxOccurs='-1'/></xs:sequence></xs:complexType>"
          "</xs:element>",
          "bad maxOccurs '-1'"},
+        {"<xs:element name='root'><xs:complexType><xs:sequence>"
+         "<xs:element name='a' type='xs:int' minOccurs='3' maxOccurs='2'/></xs:sequence>"
+         "</xs:complexType></xs:element>",
+         "maxOccurs below minOccurs"},
         {"<xs:element name='root' type='nope:x'/>", "undeclared prefix in 'nope:x'"},
         {"<xs:element type='xs:int'/>", "a global element has no name"},
         {"<xs:element name='root'><xs:complexType><xs:sequence>", "not well-formed XML at line"},
