@@ -164,6 +164,15 @@ private:
     std::set<const xsd::Type*> m_path;
 };
 
+// A type part appears on the wire as an unqualified element named like the part (rpc style).
+xsd::Element PartElement(const xsd::PartView& part) {
+    xsd::Element element;
+    element.name.local = part.name;
+    element.typeName = part.typeName;
+    element.type = part.type;
+    return element;
+}
+
 Json MessageJson(const xsd::MessageView& message) {
     Json json{{"message", NameJson(message.message)}, {"use", Text(message.use)}};
     if (!message.namespace_.empty()) {
@@ -176,7 +185,7 @@ Json MessageJson(const xsd::MessageView& message) {
             if (part.element) {
                 entry["element"] = TreeJson().Element(*part.element, 1, 1);
             } else {
-                entry["type"] = NameJson(part.type ? part.type->name : part.typeName);
+                entry["type"] = TreeJson().Element(PartElement(part), 1, 1);
             }
             out.push_back(std::move(entry));
         }
@@ -193,11 +202,8 @@ void PrintMessage(std::ostream& out, const char* label, const xsd::MessageView& 
     auto parts = [&](const char* kind, const std::vector<xsd::PartView>& list) {
         for (const xsd::PartView& part : list) {
             out << "        " << kind << " " << Text(part.name);
-            if (part.element) {
-                out << " (element)\n" << xsd::PrintElement(*part.element, 5);
-            } else {
-                out << ": " << xsd::Clark(part.type ? part.type->name : part.typeName) << "\n";
-            }
+            out << (part.element ? " (element)\n" : " (type)\n")
+                << xsd::PrintElement(part.element ? *part.element : PartElement(part), 5);
         }
     };
     parts("part", message.body);
