@@ -162,7 +162,10 @@ WMString ResolveLocation(const WMString& base, const WMString& relative) {
         std::size_t next = path.find(u'/', pos);
         WMString step = path.substr(pos, next == WMString::npos ? WMString::npos : next - pos);
         if (step == u"..") {
-            if (steps.size() > 1) {
+            // Above the root stays at the root; above a relative start is kept.
+            if (steps.empty() || steps.back() == u"..") {
+                steps.push_back(step);
+            } else if (!steps.back().empty()) {
                 steps.pop_back();
             }
         } else if (step != u"." && !(step.empty() && !steps.empty() && next != WMString::npos)) {
