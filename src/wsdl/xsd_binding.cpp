@@ -6,6 +6,13 @@ namespace corvane::detail::xsd {
 
 namespace {
 
+// "what (in location)", as the model's own load errors read.
+WMString Problem(const Model& model, const std::string& what) {
+    WMString wide;
+    UTF8ToWideString(what, wide);
+    return wide + u" (in " + model.Location() + u")";
+}
+
 bool Fill(const Model& model, const Name& messageName, const WsdlBindingSide& side,
           MessageView& view, WMString& error) {
     view.present = true;
@@ -14,7 +21,7 @@ bool Fill(const Model& model, const Name& messageName, const WsdlBindingSide& si
     view.namespace_ = side.body.ns;
     const WsdlMessage* message = model.FindMessage(messageName);
     if (!message) {
-        error = u"unknown message " + messageName.ns + u" " + messageName.local;
+        error = Problem(model, "unknown message " + Clark(messageName));
         return false;
     }
     auto toView = [](const WsdlPart& part) {
@@ -47,7 +54,7 @@ bool Fill(const Model& model, const Name& messageName, const WsdlBindingSide& si
     for (const WsdlHeader& header : side.headers) {
         const WsdlMessage* headerMessage = model.FindMessage(header.message);
         if (!headerMessage) {
-            error = u"unknown header message " + header.message.ns + u" " + header.message.local;
+            error = Problem(model, "unknown header message " + Clark(header.message));
             return false;
         }
         for (const WsdlPart& part : headerMessage->parts) {
@@ -94,8 +101,8 @@ bool ViewBinding(const Model& model, const WsdlBinding& binding, BindingView& vi
     view.soapVersion = binding.soapVersion;
     const WsdlPortType* portType = model.FindPortType(binding.portType);
     if (!portType) {
-        error = u"binding " + binding.name.local + u" names unknown port type " +
-                binding.portType.ns + u" " + binding.portType.local;
+        error = Problem(model, "binding " + Clark(binding.name) + " names unknown port type " +
+                                   Clark(binding.portType));
         return false;
     }
     for (const WsdlBindingOperation& op : binding.operations) {
@@ -107,7 +114,8 @@ bool ViewBinding(const Model& model, const WsdlBinding& binding, BindingView& vi
             }
         }
         if (!abstract) {
-            error = u"port type " + portType->name.local + u" has no operation " + op.name;
+            error = Problem(model, "port type " + Clark(portType->name) + " has no operation " +
+                                       Clark(Name{WMString(), op.name}));
             return false;
         }
         OperationView entry;

@@ -482,5 +482,35 @@ TEST(XsdBindingView, WrappedNeedsAPlainSequenceNamedLikeTheOperation) {
     }
 }
 
+TEST(XsdBindingView, UnknownWsdlReferencesNameTheQName) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"<portType name='pt'><operation name='op'><input message='tns:gone'/></operation>"
+         "</portType><binding name='b' type='tns:pt'><soap:binding/><operation name='op'>"
+         "<input><soap:body use='literal'/></input></operation></binding>",
+         "unknown message {urn:t}gone (in mem.wsdl)"},
+        {"<binding name='b' type='tns:none'><soap:binding/></binding>",
+         "binding {urn:t}b names unknown port type {urn:t}none"},
+        {"<portType name='pt'/><binding name='b' type='tns:pt'><soap:binding/>"
+         "<operation name='op'/></binding>",
+         "port type {urn:t}pt has no operation op"},
+    };
+    for (const auto& [body, message] : cases) {
+        SCOPED_TRACE(body);
+        std::string error;
+        auto model = Load(
+            "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/'"
+            " xmlns:soap='http://schemas.xmlsoap.org/wsdl/soap/' xmlns:tns='urn:t'"
+            " targetNamespace='urn:t'>" +
+                body + "</definitions>",
+            error);
+        ASSERT_TRUE(model) << error;
+        ASSERT_EQ(model->Bindings().size(), 1u);
+        xsd::BindingView view;
+        WMString wideError;
+        EXPECT_FALSE(xsd::ViewBinding(*model, model->Bindings()[0], view, wideError));
+        EXPECT_EQ(Narrow(wideError).find(message) != std::string::npos, true) << Narrow(wideError);
+    }
+}
+
 }  // namespace
 }  // namespace corvane::test
