@@ -2,6 +2,7 @@
 
 #include <corvane/utf8.h>
 
+#include <algorithm>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -136,6 +137,27 @@ bool IsSoapExt(const XMLNode& node, View local) {
 WMString DirectoryOf(const WMString& location) {
     std::size_t slash = location.find_last_of(u"/\\");
     return slash == WMString::npos ? WMString() : location.substr(0, slash + 1);
+}
+
+// True unless the XML declaration names an encoding other than UTF-8.
+bool DeclaresUtf8(const std::string& bytes) {
+    const std::string head = bytes.substr(0, std::min<std::size_t>(bytes.find("?>"), 200));
+    if (head.compare(0, 5, "<?xml") != 0) {
+        return true;
+    }
+    std::size_t at = head.find("encoding");
+    if (at == std::string::npos) {
+        return true;
+    }
+    at = head.find_first_of("\"'", at);
+    if (at == std::string::npos) {
+        return true;
+    }
+    std::string name = head.substr(at + 1, 5);
+    for (char& c : name) {
+        c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+    }
+    return name == "utf-8" || name == "utf8\"" || name == "utf8'";
 }
 
 bool IsHttp(View location) {
@@ -318,9 +340,13 @@ private:
             case platform::FileReadResult::kReadError:
                 Fail("cannot read " + utf8Path, from);
         }
-        // XML without a declared encoding is UTF-8; bytes that are not UTF-8 are taken in the
-        // code page, as the default loader takes every file, rather than refused.
-        if (bytes.empty() || UTF8ToWideString(bytes, text) == 0) {
+        // XML without a declared encoding is UTF-8. A declared single-byte encoding, and bytes
+        // that are not UTF-8, are taken in the code page, as the default loader takes every
+        // file, rather than refused.
+        if (bytes.size() >= 3 && bytes.compare(0, 3, "\xEF\xBB\xBF") == 0) {
+            bytes.erase(0, 3);
+        }
+        if (!DeclaresUtf8(bytes) || UTF8ToWideString(bytes, text) == 0) {
             text = platform::AnsiToWide(bytes);
         }
     }

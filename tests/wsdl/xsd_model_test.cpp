@@ -289,6 +289,18 @@ TEST(XsdModel, ImportsIncludesAndCyclesAcrossFiles) {
                   "    {urn:orders}quantity: {urn:orders}quantity (" +
                   kXS + "positiveInteger)\n");
 
+    // A declared single-byte encoding is honoured even where its bytes would be UTF-8 too;
+    // UTF-8 may start with a byte order mark.
+    const std::pair<const char*, WMString> encodings[] = {
+        {"xsd/latin1.xsd", u"\u00c3\u00a9t\u00c3\u00a9"}, {"xsd/utf8_bom.xsd", u"\u00e9t\u00e9"}};
+    for (const auto& [file, value] : encodings) {
+        auto schema = LoadFile(file, error);
+        ASSERT_TRUE(schema) << file << ": " << error;
+        const xsd::Type* season = schema->FindType(xsd::Name{u"urn:enc", u"season"});
+        ASSERT_TRUE(season);
+        EXPECT_EQ(season->enumeration, std::vector<WMString>{value}) << file;
+    }
+
     EXPECT_FALSE(LoadFile("xsd/missing.wsdl", error));
     EXPECT_NE(error.find("cannot open"), std::string::npos) << error;
 
