@@ -1,13 +1,12 @@
 #include "inspect_schema.h"
 
-#include <corvane/http.h>
-
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
+#include "net/wire_http.h"
+#include "text/wire_text.h"
 #include "wsdl/xsd_binding.h"
 
-#include <cstdlib>
 #include <iostream>
 #include <set>
 
@@ -18,38 +17,37 @@ namespace {
 namespace xsd = corvane::detail::xsd;
 using Json = nlohmann::ordered_json;
 
-// Schemas imported over HTTP come through the library's HTTP client, as the description does.
-bool FetchHttp(const WMString& location, WMString& text, WMString& error) {
-    if (location.compare(0, 7, u"http://") != 0) {
-        error = u"only http:// locations can be fetched";
-        return false;
-    }
-    WMString rest = location.substr(7);
-    std::size_t slash = rest.find(u'/');
-    WMString hostPort = rest.substr(0, slash);
-    WMString uri = slash == WMString::npos ? WMString(u"/") : rest.substr(slash);
-    std::size_t colon = hostPort.rfind(u':');
-    int port = 80;
-    if (colon != WMString::npos) {
-        port = std::atoi(Utf8(hostPort.substr(colon + 1)).c_str());
-        hostPort.resize(colon);
-    }
-    std::size_t question = uri.find(u'?');
-    WMString path = uri.substr(0, question);
-    WMString query = question == WMString::npos ? WMString() : uri.substr(question + 1);
-    WMHTTPRequestSock request(port, 60000);
-    const WMString headers = u"Host: " + hostPort + u":" + Wide(std::to_string(port)) + u"\r\n";
-    if (!request.SendHTTPRequest(port, u"GET", hostPort, path, query, headers, WMString())) {
-        error = u"the request failed";
-        return false;
-    }
-    if (request.GetStatus() != 200) {
-        error = u"status " + Wide(std::to_string(request.GetStatus()));
-        return false;
-    }
-    const WMChar* content = request.GetContent();
-    text = content ? WMString(content) : WMString();
-    return true;
+// Schemas imported over HTTP come through the standard wire mode's HTTP client, with the
+// command line's TLS, authentication and proxy settings.
+xsd::FetchFn WireFetch(const WMWireOptions& options) {
+    return [options](const WMString& location, WMString& text, WMString& error) {
+        std::string url;
+        std::size_t bad = 0;
+        if (!corvane::detail::EncodeUtf8(location, url, bad)) {
+            error = u"the location holds an unpaired surrogate";
+            return false;
+        }
+        corvane::detail::WireHttpClient http(options, 60000);
+        corvane::detail::WireAnswer answer;
+        if (!http.Exchange("GET", url, "User-Agent: corvane\r\n", std::string_view(), answer)) {
+            error = Wide(http.Error());
+            return false;
+        }
+        if (answer.status != 200) {
+            error = u"status " + Wide(std::to_string(answer.status));
+            return false;
+        }
+        // Without a charset in the answer, UTF-8, else the single-byte reading files get.
+        std::string reason;
+        const std::string_view charset = corvane::detail::CharsetOf(answer.Header("Content-Type"));
+        if (!corvane::detail::DecodeText(answer.body, charset, text, reason) &&
+            (!charset.empty() ||
+             !corvane::detail::DecodeText(answer.body, "ISO-8859-1", text, reason))) {
+            error = Wide(reason);
+            return false;
+        }
+        return true;
+    };
 }
 
 std::string Text(const WMString& text) {
@@ -213,9 +211,9 @@ void PrintMessage(std::ostream& out, const char* label, const xsd::MessageView& 
 }  // namespace
 
 int RunSchemaInspect(const WMString& location, const std::string& service, const std::string& port,
-                     bool json) {
+                     bool json, const WMWireOptions& wire) {
     xsd::LoadOptions options;
-    options.fetch = FetchHttp;
+    options.fetch = WireFetch(wire);
     WMString error;
     std::shared_ptr<const xsd::Model> model = xsd::LoadModel(location, options, error);
     if (!model) {

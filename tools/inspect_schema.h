@@ -4,15 +4,16 @@
 #define CORVANE_TOOLS_INSPECT_SCHEMA_H
 
 #include <corvane/types.h>
+#include <corvane/wire.h>
 
 #include <string>
 
 namespace corvane::tool {
 
-// Prints the schema view of the description at `location` (a file:// or http:// location);
-// returns the exit status.
+// Prints the schema view of the description at `location` (a file://, http:// or https://
+// location); schemas it imports over HTTP are fetched with `wire`. Returns the exit status.
 int RunSchemaInspect(const WMString& location, const std::string& service, const std::string& port,
-                     bool json);
+                     bool json, const WMWireOptions& wire);
 
 }  // namespace corvane::tool
 
