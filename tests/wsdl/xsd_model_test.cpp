@@ -304,6 +304,27 @@ TEST(XsdModel, ImportsIncludesAndCyclesAcrossFiles) {
     EXPECT_FALSE(LoadFile("xsd/missing.wsdl", error));
     EXPECT_NE(error.find("cannot open"), std::string::npos) << error;
 
+    // Over HTTP the same locations resolve against the URL: each document is asked for once,
+    // by its normalised URL, though it is named with "./" and "../" spellings.
+    std::vector<std::string> asked;
+    xsd::LoadOptions served;
+    served.fetch = [&](const WMString& location, WMString& text, WMString& reason) {
+        asked.push_back(Narrow(location));
+        const std::string prefix = "http://h/x/";
+        if (asked.back().compare(0, prefix.size(), prefix) != 0) {
+            reason = u"not here";
+            return false;
+        }
+        text = Widen(ReadFile(DataPath("xsd/" + asked.back().substr(prefix.size()))));
+        return true;
+    };
+    WMString servedError;
+    EXPECT_TRUE(xsd::LoadModel(u"http://h/x/imports.wsdl", served, servedError))
+        << Narrow(servedError);
+    EXPECT_EQ(asked, (std::vector<std::string>{
+                         "http://h/x/imports.wsdl", "http://h/x/parts/common.xsd",
+                         "http://h/x/parts/address.xsd", "http://h/x/parts/chameleon.xsd"}));
+
     xsd::LoadOptions options;
     options.limits.maxImportDepth = 1;
     WMString wideError;
