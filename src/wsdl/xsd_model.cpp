@@ -640,7 +640,10 @@ const Type* Loader::TypeRef(const Name& name, const Context& context, int depth,
     if (found != m_model.m_types.end() && complete) {
         auto& [decl, state] = m_typeState[found->second];
         if (state == State::kBuilding) {
-            Fail("type " + Clark(name) + " is derived from itself", context.file);
+            // Also a local type that derives from the type enclosing it: its base is not complete
+            // yet.
+            Fail("type " + Clark(name) + " is derived from itself or from within itself",
+                 context.file);
         }
         if (state == State::kEmpty) {
             BuildType(const_cast<Type&>(*found->second), *decl.node, *decl.context, depth + 1);

@@ -231,6 +231,10 @@ TEST(XsdModel, HostileAndBrokenSchemasFailNamingTheCause) {
          "</xs:complexContent></xs:complexType><xs:complexType name='b'><xs:complexContent>"
          "<xs:extension base='tns:a'/></xs:complexContent></xs:complexType>",
          "is derived from itself"},
+        {"<xs:complexType name='a'><xs:sequence><xs:element name='e'><xs:complexType>"
+         "<xs:complexContent><xs:extension base='tns:a'/></xs:complexContent></xs:complexType>"
+         "</xs:element></xs:sequence></xs:complexType>",
+         "type {urn:t}a is derived from itself or from within itself"},
         {"<xs:group name='g'><xs:sequence><xs:group ref='tns:g'/></xs:sequence></xs:group>"
          "<xs:element name='root'><xs:complexType><xs:group ref='tns:g'/></xs:complexType>"
          "</xs:element>",
