@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
+#include "inspect_schema.h"
 #include "wsdl/queries.h"
 
 #include <deque>
@@ -24,6 +25,7 @@ struct Options {
     std::string service;
     std::string port;
     bool json = false;
+    bool schema = false;
     WireFlags wire;
 };
 
@@ -314,6 +316,10 @@ void PrintText(std::ostream& out, const Json& doc) {
 
 int RunInspect(const Options& options) {
     const WMString location = ToLocation(options.location);
+    if (options.schema) {
+        return RunSchemaInspect(location, options.service, options.port, options.json,
+                                ToWireOptions(options.wire));
+    }
     WMSOAPWSDLImporter loader;
     loader.SetWireOptions(ToWireOptions(options.wire));
     if (!loader.ReadServiceDesc(location, WMString()) || !loader.GetWSDLDesc()) {
@@ -396,6 +402,9 @@ Command AddInspectCommand(CLI::App& parent) {
     app->add_option("--service", options->service, "Show only this service");
     app->add_option("--port", options->port, "Show only this port");
     app->add_flag("--json", options->json, "Print JSON instead of text");
+    app->add_flag("--schema", options->schema,
+                  "Show each operation's style, use, SOAP version and message structure as the "
+                  "document/literal extension reads the schema");
     AddWireFlags(app, options->wire);
     return Command{app, [options] { return RunInspect(*options); }};
 }
