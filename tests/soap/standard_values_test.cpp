@@ -21,6 +21,9 @@ namespace {
 
 using corvane::detail::ReadStandardValue;
 using corvane::detail::WriteStandardValue;
+using corvane::test::AllBytes;
+using corvane::test::Difference;
+using corvane::test::Exact;
 using corvane::test::Utf8;
 using Kind = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
@@ -35,44 +38,6 @@ WMSOAPStructMember Double(double v) {
 }
 WMSOAPStructMember Text(WMString const& v) {
     return WMSOAPStructMember(u"", v);
-}
-
-// Same kind and the very same value: doubles compared bit for bit, so -0 is not 0 and NaN is
-// NaN.
-bool Same(WMSOAPStructMember a, WMSOAPStructMember b) {
-    if (a.GetDataType() != b.GetDataType()) {
-        return false;
-    }
-    switch (a.GetDataType()) {
-        case Kind::SOAP_LONG:
-            return a.LongValue() == b.LongValue();
-        case Kind::SOAP_DOUBLE: {
-            double const x = a.DoubleValue();
-            double const y = b.DoubleValue();
-            return (std::isnan(x) && std::isnan(y)) || std::memcmp(&x, &y, sizeof x) == 0;
-        }
-        case Kind::SOAP_STRING:
-            return a.StringValue() == b.StringValue();
-        default:
-            return false;
-    }
-}
-
-std::string Describe(WMSOAPStructMember m) {
-    if (m.GetDataType() == Kind::SOAP_DOUBLE) {
-        char buffer[64];
-        std::snprintf(buffer, sizeof buffer, "%.17g", m.DoubleValue());
-        return std::string("double ") + buffer;
-    }
-    return corvane::test::Show(m);
-}
-
-WMString AllBytes() {
-    WMString bytes;
-    for (int i = 0; i < 256; ++i) {
-        bytes.push_back(static_cast<char16_t>(i));
-    }
-    return bytes;
 }
 
 // A table cell as a value: L:long, D:double, F:the float nearest, S:text, T: an empty struct.
@@ -116,7 +81,7 @@ TEST(StandardRead, EachTypeByItsLexicalForms) {
         std::string const label = typeCell + " '" + textCell + "'";
         ASSERT_EQ(expected != "refused", ok) << label << ": " << Utf8(reason);
         if (ok) {
-            EXPECT_TRUE(Same(got, ValueOf(expected))) << label << " gave " << Describe(got);
+            EXPECT_EQ("", Difference(ValueOf(expected), got, label));
         } else {
             EXPECT_FALSE(reason.empty()) << label;
             EXPECT_EQ(Kind::SOAP_NONE, got.GetDataType()) << label;
@@ -140,13 +105,12 @@ TEST(StandardWrite, ShortestNumbersAndCanonicalForms) {
 // What is written reads back as the very same value, so an echo returns what it got.
 void ExpectRoundTrip(char16_t const* type, WMSOAPStructMember value) {
     WMString text;
-    ASSERT_TRUE(WriteStandardValue(type, value, text)) << Utf8(type) << " " << Describe(value);
+    ASSERT_TRUE(WriteStandardValue(type, value, text)) << Utf8(type) << " " << Exact(value);
     WMSOAPStructMember back;
     WMString reason;
     ASSERT_TRUE(ReadStandardValue(type, text, back, reason))
         << Utf8(type) << " '" << Utf8(text) << "': " << Utf8(reason);
-    EXPECT_TRUE(Same(value, back)) << Utf8(type) << " " << Describe(value) << " came back as "
-                                   << Describe(back) << " through '" << Utf8(text) << "'";
+    EXPECT_EQ("", Difference(value, back, Utf8(type) + " through '" + Utf8(text) + "'"));
 }
 
 TEST(StandardRoundTrip, EdgeValuesOfEachType) {

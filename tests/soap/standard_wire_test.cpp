@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -19,9 +17,10 @@
 
 namespace {
 
+using corvane::test::AllBytes;
+using corvane::test::Difference;
 using deser_test::Round2Base;
 using deser_test::Round2GroupB;
-using Kind = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr char16_t kUnicode[] =
@@ -49,63 +48,6 @@ WMString FromUtf8(std::string const& bytes) {
     std::string error;
     EXPECT_TRUE(corvane::detail::DecodeText(bytes, "utf-8", text, error)) << error;
     return text;
-}
-
-// The same kind and value, recursively; doubles bit for bit (NaN equals NaN). Member names
-// count below the top level.
-bool Equal(WMSOAPStructMember a, WMSOAPStructMember b);
-
-bool EqualStructs(WMSOAPStructType const& a, WMSOAPStructType const& b) {
-    WMString nameA;
-    WMString nameB;
-    WMSOAPStructMember memberA;
-    WMSOAPStructMember memberB;
-    long positionA = 0;
-    long positionB = 0;
-    bool moreA = a.GetFirstMember(&nameA, memberA, &positionA);
-    bool moreB = b.GetFirstMember(&nameB, memberB, &positionB);
-    for (; moreA && moreB; moreA = a.GetNextMember(&nameA, memberA, &positionA),
-                           moreB = b.GetNextMember(&nameB, memberB, &positionB)) {
-        if (nameA != nameB || !Equal(memberA, memberB)) {
-            return false;
-        }
-    }
-    return moreA == moreB;
-}
-
-bool Equal(WMSOAPStructMember a, WMSOAPStructMember b) {
-    if (a.GetDataType() != b.GetDataType()) {
-        return false;
-    }
-    switch (a.GetDataType()) {
-        case Kind::SOAP_NONE:
-            return true;
-        case Kind::SOAP_LONG:
-            return a.LongValue() == b.LongValue();
-        case Kind::SOAP_DOUBLE: {
-            double const x = a.DoubleValue();
-            double const y = b.DoubleValue();
-            return (std::isnan(x) && std::isnan(y)) || std::memcmp(&x, &y, sizeof x) == 0;
-        }
-        case Kind::SOAP_STRING:
-            return a.StringValue() == b.StringValue();
-        case Kind::SOAP_STRUCT:
-            return EqualStructs(a.StructValue(), b.StructValue());
-        case Kind::SOAP_ARRAY: {
-            auto const& x = a.ArrayValue();
-            auto const& y = b.ArrayValue();
-            if (x.size() != y.size()) {
-                return false;
-            }
-            for (std::size_t i = 0; i < x.size(); ++i) {
-                if (!EqualStructs(x[i], y[i])) {
-                    return false;
-                }
-            }
-            return true;
-        }
-    }
-    return false;
 }
 
 struct Param {
@@ -143,9 +85,7 @@ void ExpectEcho(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& 
     for (Param const& param : params) {
         WMSOAPStructMember got;
         ASSERT_TRUE(call.GetParam(param.name, got));
-        EXPECT_TRUE(Equal(param.value, got))
-            << deser_test::Narrow(param.name) << ": sent " << deser_test::Show(param.value)
-            << ", server got " << deser_test::Show(got);
+        EXPECT_EQ("", Difference(param.value, got, "server got " + deser_test::Narrow(param.name)));
         if (!call.SetOutParam(param.name, got)) {
             ASSERT_TRUE(call.SetReturnValue(got));
         }
@@ -159,14 +99,6 @@ void ExpectEcho(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& 
 
 WMSOAPStructMember Member(WMSOAPStructMember value) {
     return value;
-}
-
-WMString AllBytes() {
-    WMString bytes;
-    for (int i = 0; i < 256; ++i) {
-        bytes.push_back(static_cast<char16_t>(i));
-    }
-    return bytes;
 }
 
 std::vector<WMSOAPStructType> Items(std::vector<WMSOAPStructMember> const& members) {
@@ -212,9 +144,7 @@ TEST(StandardWire, Round2EchoesReturnTextStructsAndArraysExactly) {
         WMSOAPMessage answer;
         ExpectEcho(Round2Base(), op, u"http://soapinterop.org/", "\"http://\"",
                    {{u"input" + WMString(c.operation), c.value}}, answer);
-        EXPECT_TRUE(Equal(c.value, answer.GetReturnValue()))
-            << deser_test::Narrow(op) << ": sent " << deser_test::Show(c.value) << ", got back "
-            << deser_test::Show(answer.GetReturnValue());
+        EXPECT_EQ("", Difference(c.value, answer.GetReturnValue(), deser_test::Narrow(op)));
     }
 }
 
@@ -249,8 +179,7 @@ TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
                answer);
     // Without a parameterOrder the first output part is the return value, the others follow as
     // output parameters.
-    EXPECT_TRUE(Equal(params[0].value, answer.GetReturnValue()))
-        << "long came back as " << deser_test::Show(answer.GetReturnValue());
+    EXPECT_EQ("", Difference(params[0].value, answer.GetReturnValue(), "long"));
     std::size_t index = 1;
     WMString ns;
     WMString name;
@@ -262,8 +191,7 @@ TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
          more = answer.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {
         ASSERT_LT(index, params.size());
         EXPECT_EQ(params[index].name, name);
-        EXPECT_TRUE(Equal(params[index].value, value))
-            << deser_test::Narrow(name) << " came back as " << deser_test::Show(value);
+        EXPECT_EQ("", Difference(params[index].value, value, deser_test::Narrow(name)));
         ++index;
     }
     EXPECT_EQ(params.size(), index);
