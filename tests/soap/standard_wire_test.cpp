@@ -20,6 +20,8 @@ namespace {
 
 using corvane::test::AllBytes;
 using corvane::test::Difference;
+using corvane::test::Items;
+using corvane::test::SOAPStruct;
 using deser_test::Round2Base;
 using deser_test::Round2GroupB;
 
@@ -102,23 +104,6 @@ WMSOAPStructMember Member(WMSOAPStructMember value) {
     return value;
 }
 
-std::vector<WMSOAPStructType> Items(std::vector<WMSOAPStructMember> const& members) {
-    std::vector<WMSOAPStructType> items;
-    for (WMSOAPStructMember const& member : members) {
-        items.emplace_back();
-        items.back().SetMember(member);
-    }
-    return items;
-}
-
-WMSOAPStructType SoapStruct(WMString const& s, int i, double f) {
-    WMSOAPStructType value;
-    value.SetMember(u"varString", s);
-    value.SetMember(u"varInt", i);
-    value.SetMember(u"varFloat", f);
-    return value;
-}
-
 TEST(StandardWire, Round2EchoesReturnTextStructsAndArraysExactly) {
     struct Case {
         char16_t const* operation;
@@ -126,19 +111,13 @@ TEST(StandardWire, Round2EchoesReturnTextStructsAndArraysExactly) {
     } const cases[] = {
         {u"String", WMSOAPStructMember(u"", WMString(kUnicode) + u" <&> \"'\r\n\r")},
         {u"String", WMSOAPStructMember()},  // nil stays nil
-        {u"Struct", WMSOAPStructMember(u"", SoapStruct(kUnicode, 7, 0.25))},
+        {u"Struct", WMSOAPStructMember(u"", SOAPStruct(kUnicode, 7, 0.25))},
         {u"StringArray",
          WMSOAPStructMember(u"", Items({{u"item", u"a"}, {u"item", kUnicode}, {u"item", u""}}))},
         {u"FloatArray", WMSOAPStructMember(u"", Items({{u"item", 0.5}, {u"item", -1.25}}))},
         {u"IntegerArray", WMSOAPStructMember(u"", std::vector<WMSOAPStructType>())},
-        {u"StructArray", WMSOAPStructMember(u"", std::vector<WMSOAPStructType>(
-                                                     2,
-                                                     [] {
-                                                         WMSOAPStructType item;
-                                                         item.SetMember(u"item",
-                                                                        SoapStruct(u"s", 1, 1.5));
-                                                         return item;
-                                                     }()))},
+        {u"StructArray", WMSOAPStructMember(u"", Items({{u"", SOAPStruct(u"s", 1, 1.5)},
+                                                        {u"", SOAPStruct(u"s", 1, 1.5)}}))},
     };
     for (Case const& c : cases) {
         WMString const op = u"echo" + WMString(c.operation);
@@ -210,7 +189,7 @@ TEST(StandardWire, ExactEnvelopes) {
          Round2Base(),
          u"echoStruct",
          u"http://soapinterop.org/",
-         {{u"inputStruct", Member({u"", SoapStruct(u"a\rb", -1, 0.1)})}}},
+         {{u"inputStruct", Member({u"", SOAPStruct(u"a\rb", -1, 0.1)})}}},
         {"echo2DStringArray",
          Round2GroupB(),
          u"echo2DStringArray",

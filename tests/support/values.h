@@ -176,6 +176,26 @@ inline WMString AllBytes() {
     return bytes;
 }
 
+// The round 2 suites' SOAPStruct.
+inline WMSOAPStructType SOAPStruct(const WMString& text, int number, double real) {
+    WMSOAPStructType value;
+    value.SetMember(u"varString", text);
+    value.SetMember(u"varInt", number);
+    value.SetMember(u"varFloat", real);
+    return value;
+}
+
+// An array's items, each value as the one member "item".
+inline std::vector<WMSOAPStructType> Items(const std::vector<WMSOAPStructMember>& values) {
+    std::vector<WMSOAPStructType> items;
+    for (WMSOAPStructMember value : values) {
+        value.SetName(u"item");
+        items.emplace_back();
+        items.back().SetMember(value);
+    }
+    return items;
+}
+
 // The fault a client holds as "code|string|actor"; "none" without one.
 inline std::string FaultOf(WMSOAPClient& client) {
     WMString code, text, actor;

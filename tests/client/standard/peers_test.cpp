@@ -78,24 +78,6 @@ double AsFloat(double value) {
     return static_cast<double>(static_cast<float>(value));
 }
 
-WMSOAPStructType SOAPStruct(WMString const& text, int number, double real) {
-    WMSOAPStructType value;
-    value.SetMember(u"varString", text);
-    value.SetMember(u"varInt", number);
-    value.SetMember(u"varFloat", real);
-    return value;
-}
-
-std::vector<WMSOAPStructType> Items(std::vector<M> const& values) {
-    std::vector<WMSOAPStructType> items;
-    for (M value : values) {
-        value.SetName(u"item");
-        items.emplace_back();
-        items.back().SetMember(value);
-    }
-    return items;
-}
-
 M Named(WMString const& name, M value) {
     value.SetName(name);
     return value;
@@ -298,10 +280,7 @@ protected:
                    Utf8(client.GetXMLIn());
         }
         if (client.IsSOAPFault()) {
-            WMString code, text;
-            client.GetSOAPFaultCode(code);
-            client.GetSOAPFaultString(text);
-            return "fault " + Utf8(code) + " " + Utf8(text) + "; sent " + Utf8(*client.GetXMLOut());
+            return "fault " + FaultOf(client) + "; sent " + Utf8(*client.GetXMLOut());
         }
         std::string difference = Difference(expected, returned, "return");
         for (std::size_t i = 0; difference.empty() && i < row.outputs.size(); ++i) {
