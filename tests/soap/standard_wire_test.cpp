@@ -39,20 +39,6 @@ WMWireOptions Standard() {
     return options;
 }
 
-std::string Utf8(WMString const& text) {
-    std::string bytes;
-    std::size_t bad = 0;
-    EXPECT_TRUE(corvane::detail::EncodeUtf8(text, bytes, bad));
-    return bytes;
-}
-
-WMString FromUtf8(std::string const& bytes) {
-    WMString text;
-    std::string error;
-    EXPECT_TRUE(corvane::detail::DecodeText(bytes, "utf-8", text, error)) << error;
-    return text;
-}
-
 struct Param {
     WMString name;
     WMSOAPStructMember value;
@@ -83,7 +69,10 @@ void ExpectEcho(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& 
     ASSERT_FALSE(request.empty()) << deser_test::Narrow(method);
     WMSOAPServerCall call(wsdl);
     call.SetWireOptions(Standard());
-    ASSERT_TRUE(call.ReadRequest(Utf8(request), soapAction))
+    std::string bytes;
+    std::size_t bad = 0;
+    ASSERT_TRUE(corvane::detail::EncodeUtf8(request, bytes, bad));
+    ASSERT_TRUE(call.ReadRequest(bytes, soapAction))
         << deser_test::Narrow(call.GetMessage().GetSOAPFaultString());
     for (Param const& param : params) {
         WMSOAPStructMember got;
@@ -96,7 +85,10 @@ void ExpectEcho(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& 
     std::string body;
     ASSERT_EQ(200, call.WriteResponse(body)) << body;
     answer.SetStandardWireMode(true);
-    auto const fault = deser_test::DecodeResponse(answer, wsdl, method, FromUtf8(body));
+    WMString text;
+    std::string error;
+    ASSERT_TRUE(corvane::detail::DecodeText(body, "utf-8", text, error)) << error;
+    auto const fault = deser_test::DecodeResponse(answer, wsdl, method, text);
     ASSERT_FALSE(fault) << fault->text;
 }
 
