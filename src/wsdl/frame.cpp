@@ -1,6 +1,7 @@
 #include "wsdl/frame.h"
 
 #include "wsdl/description.h"
+#include "xml/reader.h"
 
 namespace corvane::detail {
 
@@ -13,11 +14,84 @@ bool ImportChain::Contains(const WMString& loc) const {
     return false;
 }
 
+namespace {
+
+using corvane::WStringView;
+
+// The start tag of a node of the internal reader: attributes are found in the node under the
+// same expanded keys, collisions included, as in the attribute map WMXMLParser hands over.
+class NodeTag final : public corvane::StartTag {
+public:
+    NodeTag(const XMLNode& node, WMWSDLParseEventHandler& frame)
+        : StartTag(node.ns->uri, node.Local(), node.qname, frame.Prefixes(), frame.KeyBuffer()),
+          m_node(node) {}
+
+private:
+    std::optional<WStringView> Lookup(WStringView key) const override {
+        const XMLAttr* attr = m_node.FindAttribute(key);
+        return attr ? std::optional<WStringView>(attr->value) : std::nullopt;
+    }
+
+    const XMLNode& m_node;
+};
+
+// The reader sends its events where WMXMLParser sends its own (mappings around each element,
+// the text once, after the children and only when there is some), so the frame sees the same
+// sequence and a document that fails does so after the same handler calls.
+class FrameEvents final : public XMLReadEvents {
+public:
+    explicit FrameEvents(WMWSDLParseEventHandler& frame) : m_frame(frame) {}
+
+    void StartElement(const XMLNode& element, const XMLNode*) override {
+        NodeTag tag(element, m_frame);
+        m_frame.StartElement(tag);
+    }
+    void EndElement(const XMLNode& element, const XMLNode*) override {
+        if (!element.text.empty()) {
+            m_frame.Characters(element.text);
+        }
+        m_frame.EndElement();
+    }
+    void PI(WStringView, WStringView) override {}
+    void StartMappings(const XMLNode& element, const XMLNode* parent) override {
+        ForEachNewMapping(element, parent, [this](WStringView prefix, WStringView uri) {
+            m_frame.StartNSMapping(prefix, uri);
+        });
+    }
+    void EndMappings(const XMLNode& element, const XMLNode* parent) override {
+        ForEachNewMapping(element, parent, [this](WStringView prefix, WStringView) {
+            m_frame.EndNSMapping(prefix);
+        });
+    }
+
+private:
+    WMWSDLParseEventHandler& m_frame;
+};
+
+thread_local DocumentReader t_reader = nullptr;
+
+}  // namespace
+
+bool ReadDocument(const WMString& text, WMWSDLParseEventHandler& frame, int& line) {
+    FrameEvents events(frame);
+    XMLDocument document;
+    frame.StartDoc();
+    return document.Read(text, line, false, &events);
+}
+
+DocumentReader ExchangeDocumentReader(DocumentReader reader) {
+    DocumentReader previous = t_reader;
+    t_reader = reader;
+    return previous;
+}
+
+DocumentReader CurrentDocumentReader() {
+    return t_reader ? t_reader : &ReadDocument;
+}
+
 }  // namespace corvane::detail
 
-WMWSDLEventHandler* WMWSDLNullHandler::StartChildElement(const WMString&, const WMString&,
-                                                         const WMString&,
-                                                         const corvane::AttrContext&,
+WMWSDLEventHandler* WMWSDLNullHandler::StartChildElement(const corvane::StartTag&,
                                                          WMWSDLParseEventHandler&) {
     return nullptr;
 }
@@ -26,22 +100,17 @@ void WMWSDLParseEventHandler::StartDoc() {
     m_stack.push_back(m_root ? static_cast<WMWSDLEventHandler*>(m_root) : &m_null);
 }
 
-int WMWSDLParseEventHandler::StartElement(WMString const& ns, WMString const& localName,
-                                          WMString const& qualifiedName,
-                                          WMXMLAttributeMap& attributes, WMXMLElement*) {
+void WMWSDLParseEventHandler::StartElement(const corvane::StartTag& tag) {
     WMWSDLEventHandler* child = nullptr;
     if (!m_stack.empty()) {
-        corvane::AttrContext attrs(attributes, m_prefixes, ns);
-        child = m_stack.back()->StartChildElement(ns, localName, qualifiedName, attrs, *this);
+        child = m_stack.back()->StartChildElement(tag, *this);
     }
     m_stack.push_back(child ? child : &m_null);
-    return 0;
 }
 
-bool WMWSDLParseEventHandler::EndElement(WMString const&, WMString const&, WMString const&,
-                                         WMXMLElement*) {
+void WMWSDLParseEventHandler::EndElement() {
     if (m_stack.empty()) {
-        return true;
+        return;
     }
     WMWSDLEventHandler* top = m_stack.back();
     if (top->EndElement()) {
@@ -50,20 +119,25 @@ bool WMWSDLParseEventHandler::EndElement(WMString const&, WMString const&, WMStr
             m_adopted.pop_back();
         }
     }
-    return true;
 }
 
-void WMWSDLParseEventHandler::Characters(WMString const& text) {
+void WMWSDLParseEventHandler::Characters(corvane::WStringView text) {
     if (!m_stack.empty()) {
         m_stack.back()->CharacterData(text);
     }
 }
 
-void WMWSDLParseEventHandler::StartNSMapping(WMString const& prefix, WMString const& uri) {
-    m_prefixes.insert_or_assign(prefix, uri);
+void WMWSDLParseEventHandler::StartNSMapping(corvane::WStringView prefix,
+                                             corvane::WStringView uri) {
+    auto it = m_prefixes.find(prefix);
+    if (it == m_prefixes.end()) {
+        m_prefixes.emplace(WMString(prefix), WMString(uri));
+    } else {
+        it->second.assign(uri);
+    }
 }
 
-void WMWSDLParseEventHandler::EndNSMapping(WMString const& prefix) {
+void WMWSDLParseEventHandler::EndNSMapping(corvane::WStringView prefix) {
     auto it = m_prefixes.find(prefix);
     if (it != m_prefixes.end()) {
         m_prefixes.erase(it);

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,7 +15,6 @@
 
 #include "text/equal.h"
 
-class WMXMLAttributeMap;
 class WMWSDLParseEventHandler;
 
 namespace corvane {
@@ -90,38 +90,57 @@ const T* FindIn(const HandlerTable<T>& table, WStringView name) {
     return table.Find(name);
 }
 
-// The attributes of the element being read, with the prefixes in scope and the element's own
-// namespace URI, which is the first half of the key of every unprefixed attribute.
-class AttrContext {
+// The start tag being read: the element's names, its attributes and the prefixes in scope. An
+// unprefixed attribute is found under the element's namespace URI, local name and attribute name
+// joined ("definitionsname"), a prefixed one under its namespace URI and local name joined, the
+// same keys by which WMXMLElement files them, collisions included. The views stay valid while the
+// handler that receives the tag runs; a handler copies what it keeps.
+class StartTag {
 public:
-    AttrContext(const WMXMLAttributeMap& attributes, const PrefixMap& prefixes,
-                const WMString& elementNS)
-        : m_attributes(attributes), m_prefixes(prefixes), m_elementNS(elementNS) {}
+    StartTag(WStringView ns, WStringView local, WStringView qname, const PrefixMap& prefixes,
+             WMString& keyBuffer)
+        : ns(ns), local(local), qname(qname), m_prefixes(prefixes), m_key(keyBuffer) {}
+    StartTag(const StartTag&) = delete;
+    StartTag& operator=(const StartTag&) = delete;
 
-    // The value of the unprefixed attribute with the element-and-attribute key `elemAttr`
-    // ("definitionsname"), or null.
-    const WMString* Find(WStringView elemAttr) const;
-    // The value of the attribute in namespace `ns` with local name `local`, or null.
-    const WMString* FindQualified(WStringView ns, WStringView local) const;
+    WStringView ns;
+    WStringView local;
+    WStringView qname;
+
+    bool Is(WStringView elementNS, WStringView elementLocal) const {
+        return local == elementLocal && ns == elementNS;
+    }
+    // In any of the XML Schema namespaces.
+    bool IsSchema(WStringView elementLocal) const {
+        return local == elementLocal && IsSchemaNS(ns);
+    }
+
+    // The value of the unprefixed attribute with the element-and-attribute key `elemAttr`.
+    std::optional<WStringView> Find(WStringView elemAttr) const;
+    // The value of the attribute in namespace `attrNS` with local name `attrLocal`.
+    std::optional<WStringView> FindQualified(WStringView attrNS, WStringView attrLocal) const;
 
     // A required attribute; throws "Required attribute '<attr>' missing on element: '<elem>'"
     // (with a full stop when `fullStop`) when it is absent.
-    const WMString& Require(WStringView elemAttr, const char16_t* attr, const char16_t* elem,
-                            bool fullStop) const;
+    WStringView Require(WStringView elemAttr, const char16_t* attr, const char16_t* elem,
+                        bool fullStop) const;
 
     // Splits `value` at its first ":" and resolves the prefix (the empty one for a value without
     // ":") in the prefix map; throws "Unresolvable namespace for attribute ..." when the prefix
     // is not declared.
-    QName Resolve(const WMString& value, const char16_t* attr, const char16_t* elem) const;
+    QName Resolve(WStringView value, const char16_t* attr, const char16_t* elem) const;
 
     const PrefixMap& Prefixes() const { return m_prefixes; }
-    const WMString& ElementNS() const { return m_elementNS; }
+
+protected:
+    ~StartTag() = default;
+    // The attribute filed under the whole expanded key, or nothing.
+    virtual std::optional<WStringView> Lookup(WStringView key) const = 0;
 
 private:
-    const WMXMLAttributeMap& m_attributes;
     const PrefixMap& m_prefixes;
-    const WMString& m_elementNS;
-    mutable WMString m_key;
+    // Owned by the frame, so that building keys allocates once per load, not once per tag.
+    WMString& m_key;
 };
 
 }  // namespace corvane
@@ -158,15 +177,13 @@ public:
 
     // The handler that reads the child element, or null when the child is not known here (the
     // frame then skips it with its whole subtree).
-    virtual WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                                  const WMString& qName,
-                                                  const corvane::AttrContext& attrs,
+    virtual WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                                   WMWSDLParseEventHandler& frame) = 0;
     // True when the element is finished and the handler is to be popped.
     virtual bool EndElement();
-    virtual void CharacterData(const WMString& text);
-    virtual void ReadAttributes(const corvane::AttrContext& attrs);
-    virtual void SetTargetNS(const WMString& ns);
+    virtual void CharacterData(corvane::WStringView text);
+    virtual void ReadAttributes(const corvane::StartTag& tag);
+    virtual void SetTargetNS(corvane::WStringView ns);
     virtual const WMString& GetTargetNS() const;
 
 private:
