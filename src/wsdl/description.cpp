@@ -64,11 +64,10 @@ WMWSDLEventHandler* WMOperationMessageHandler::StartChildElement(const StartTag&
 }
 
 void WMOperationMessageHandler::ReadAttributes(const StartTag& tag) {
-    const WMString element(m_elementName);
-    if (auto name = tag.Find(element + u"name")) {
+    if (auto name = tag.Find(m_elementName, u"name")) {
         m_name = *name;
     }
-    auto message = tag.Find(element + u"message");
+    auto message = tag.Find(m_elementName, u"message");
     if (!message) {
         corvane::ThrowMissingAttribute(u"message", m_elementName, false);
     }

@@ -18,18 +18,35 @@ namespace {
 
 using corvane::WStringView;
 
-// The start tag of a node of the internal reader: attributes are found in the node under the
-// same expanded keys, collisions included, as in the attribute map WMXMLParser hands over.
+// The start tag of a node of the internal reader. Attributes are found under the keys
+// WMXMLElement files them by, collisions included: a prefixed attribute under its URI and local
+// name, an unprefixed one under the element's URI, the element's local name and its own name.
 class NodeTag final : public corvane::StartTag {
 public:
-    NodeTag(const XMLNode& node, WMWSDLParseEventHandler& frame)
-        : StartTag(node.ns->uri, node.Local(), node.qname, frame.Prefixes(), frame.KeyBuffer()),
-          m_node(node) {}
+    NodeTag(const XMLNode& node, const WMWSDLParseEventHandler& frame)
+        : StartTag(node.ns->uri, node.Local(), node.qname, frame.Prefixes()), m_node(node) {}
 
 private:
-    std::optional<WStringView> Lookup(WStringView key) const override {
-        const XMLAttr* attr = m_node.FindAttribute(key);
-        return attr ? std::optional<WStringView>(attr->value) : std::nullopt;
+    std::optional<WStringView> Lookup(const Key& key) const override {
+        // A key that starts with the element's own URI record (every Find does) matches an
+        // unprefixed attribute exactly when the rest is the element's and attribute's names.
+        const bool elementNS = key.part[0].data() == ns.data() && key.part[0].size() == ns.size();
+        const Key rest{{key.part[1], key.part[2], {}}};
+        for (std::uint32_t i = 0; i < m_node.attrCount; ++i) {
+            const XMLAttr& attr = m_node.attrs[i];
+            bool found;
+            if (attr.prefixed) {
+                found = key.Equals(Key{{attr.ns->uri, attr.Local(), {}}});
+            } else if (elementNS) {
+                found = rest.Equals(Key{{local, attr.qname, {}}});
+            } else {
+                found = key.Equals(Key{{ns, local, attr.qname}});
+            }
+            if (found) {
+                return attr.value;
+            }
+        }
+        return std::nullopt;
     }
 
     const XMLNode& m_node;

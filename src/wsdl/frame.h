@@ -71,9 +71,8 @@ public:
     void StartNSMapping(corvane::WStringView prefix, corvane::WStringView uri);
     void EndNSMapping(corvane::WStringView prefix);
 
-    // What a StartTag of this frame refers to.
+    // The prefixes a StartTag of this frame resolves values with.
     const corvane::PrefixMap& Prefixes() const { return m_prefixes; }
-    WMString& KeyBuffer() { return m_key; }
 
     // Takes a handler that no table keeps (a second definition of a name, a second record in a
     // single slot): it reads its element and is released when the element ends.
@@ -90,7 +89,6 @@ private:
     // One null handler serves every skipped element: it keeps no state.
     WMWSDLNullHandler m_null;
     std::vector<std::unique_ptr<WMWSDLEventHandler>> m_adopted;
-    WMString m_key;
 };
 
 // Files `handler` in `table` under `name`; when the name is taken already the first definition

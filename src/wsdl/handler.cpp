@@ -1,5 +1,7 @@
 #include "wsdl/handler.h"
 
+#include <algorithm>
+
 namespace corvane {
 
 const WMString kWsdlNS = u"http://schemas.xmlsoap.org/wsdl/";
@@ -26,17 +28,34 @@ void ThrowMissingAttribute(const char16_t* attr, const char16_t* elem, bool full
     ThrowSchemaError(std::move(message));
 }
 
-std::optional<WStringView> StartTag::Find(WStringView elemAttr) const {
-    m_key.assign(ns);
-    m_key.append(elemAttr);
-    return Lookup(m_key);
-}
-
-std::optional<WStringView> StartTag::FindQualified(WStringView attrNS,
-                                                   WStringView attrLocal) const {
-    m_key.assign(attrNS);
-    m_key.append(attrLocal);
-    return Lookup(m_key);
+bool StartTag::Key::Equals(const Key& other) const {
+    if (size() != other.size()) {
+        return false;
+    }
+    // Walk both piece lists in step, comparing the longest run both have left.
+    int i = 0;
+    int j = 0;
+    std::size_t at = 0;
+    std::size_t otherAt = 0;
+    for (;;) {
+        while (i < 3 && at == part[i].size()) {
+            ++i;
+            at = 0;
+        }
+        while (j < 3 && otherAt == other.part[j].size()) {
+            ++j;
+            otherAt = 0;
+        }
+        if (i == 3 || j == 3) {
+            return true;
+        }
+        const std::size_t n = std::min(part[i].size() - at, other.part[j].size() - otherAt);
+        if (part[i].substr(at, n) != other.part[j].substr(otherAt, n)) {
+            return false;
+        }
+        at += n;
+        otherAt += n;
+    }
 }
 
 WStringView StartTag::Require(WStringView elemAttr, const char16_t* attr, const char16_t* elem,

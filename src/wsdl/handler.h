@@ -97,9 +97,8 @@ const T* FindIn(const HandlerTable<T>& table, WStringView name) {
 // handler that receives the tag runs; a handler copies what it keeps.
 class StartTag {
 public:
-    StartTag(WStringView ns, WStringView local, WStringView qname, const PrefixMap& prefixes,
-             WMString& keyBuffer)
-        : ns(ns), local(local), qname(qname), m_prefixes(prefixes), m_key(keyBuffer) {}
+    StartTag(WStringView ns, WStringView local, WStringView qname, const PrefixMap& prefixes)
+        : ns(ns), local(local), qname(qname), m_prefixes(prefixes) {}
     StartTag(const StartTag&) = delete;
     StartTag& operator=(const StartTag&) = delete;
 
@@ -115,10 +114,15 @@ public:
         return local == elementLocal && IsSchemaNS(ns);
     }
 
-    // The value of the unprefixed attribute with the element-and-attribute key `elemAttr`.
-    std::optional<WStringView> Find(WStringView elemAttr) const;
+    // The value of the unprefixed attribute with the element-and-attribute key `elemAttr`
+    // ("definitionsname"), which may also be given in two pieces ("definitions", "name").
+    std::optional<WStringView> Find(WStringView elemAttr, WStringView more = {}) const {
+        return Lookup({ns, elemAttr, more});
+    }
     // The value of the attribute in namespace `attrNS` with local name `attrLocal`.
-    std::optional<WStringView> FindQualified(WStringView attrNS, WStringView attrLocal) const;
+    std::optional<WStringView> FindQualified(WStringView attrNS, WStringView attrLocal) const {
+        return Lookup({attrNS, attrLocal, {}});
+    }
 
     // A required attribute; throws "Required attribute '<attr>' missing on element: '<elem>'"
     // (with a full stop when `fullStop`) when it is absent.
@@ -132,15 +136,20 @@ public:
 
     const PrefixMap& Prefixes() const { return m_prefixes; }
 
+    // A text given as the pieces that joined make it, so that keys need not be built.
+    struct Key {
+        WStringView part[3];
+        std::size_t size() const { return part[0].size() + part[1].size() + part[2].size(); }
+        bool Equals(const Key& other) const;
+    };
+
 protected:
     ~StartTag() = default;
-    // The attribute filed under the whole expanded key, or nothing.
-    virtual std::optional<WStringView> Lookup(WStringView key) const = 0;
+    // The value of the first attribute filed under `key`, or nothing.
+    virtual std::optional<WStringView> Lookup(const Key& key) const = 0;
 
 private:
     const PrefixMap& m_prefixes;
-    // Owned by the frame, so that building keys allocates once per load, not once per tag.
-    WMString& m_key;
 };
 
 }  // namespace corvane

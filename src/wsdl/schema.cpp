@@ -149,7 +149,7 @@ WMWSDLEventHandler* WMDerivationHandler::StartChildElement(const StartTag& tag,
 }
 
 void WMDerivationHandler::ReadAttributes(const StartTag& tag) {
-    if (auto base = tag.Find(WMString(m_elementName) + u"base")) {
+    if (auto base = tag.Find(m_elementName, u"base")) {
         m_base = tag.Resolve(*base, u"base", m_elementName);
     }
 }

@@ -42,13 +42,7 @@ void WMSOAPBindingBodyExt::ReadAttributes(const StartTag& tag) {
 }
 
 void WMSOAPBindingHeaderFaultExt::ReadAttributes(const StartTag& tag) {
-    WMString key = m_localName;
-    const std::size_t stem = key.size();
-    auto find = [&](const char16_t* attr) {
-        key.resize(stem);
-        key += attr;
-        return tag.Find(key);
-    };
+    auto find = [&](const char16_t* attr) { return tag.Find(m_localName, attr); };
     std::optional<corvane::WStringView> message = find(u"message");
     if (!message) {
         corvane::ThrowMissingAttribute(u"message", m_displayName, false);

@@ -21,12 +21,15 @@ class MapTag final : public corvane::StartTag {
 public:
     MapTag(const WMString& ns, const WMString& local, const WMString& qname,
            const WMXMLAttributeMap& attributes, WMWSDLParseEventHandler& frame)
-        : StartTag(ns, local, qname, frame.Prefixes(), frame.KeyBuffer()),
-          m_attributes(attributes) {}
+        : StartTag(ns, local, qname, frame.Prefixes()), m_attributes(attributes) {}
 
 private:
-    std::optional<corvane::WStringView> Lookup(corvane::WStringView key) const override {
-        auto it = m_attributes.find(WMString(key));
+    std::optional<corvane::WStringView> Lookup(const Key& key) const override {
+        WMString joined;
+        for (corvane::WStringView part : key.part) {
+            joined.append(part);
+        }
+        auto it = m_attributes.find(joined);
         if (it == m_attributes.end()) {
             return std::nullopt;
         }

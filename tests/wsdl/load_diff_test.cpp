@@ -199,6 +199,10 @@ TEST(LoadDiff, BrokenAndOddDocumentsFailOrLoadAlike) {
                     "<part name='p' a:type='q:x' type='xsd:int'/></message>"));
     documents.push_back(
         "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/' name='a' name='b'/>");
+    // A prefixed attribute whose URI and local name join to an unprefixed attribute's key.
+    const std::string clash = " xmlns:c='http://schemas.xmlsoap.org/wsdl/message' c:name='c'";
+    documents.push_back(Definitions("<message" + clash + "/><message name='n'" + clash + "/>"));
+    documents.push_back(Definitions("<message" + clash + " name='m'><part name='p'/></message>"));
     for (const std::string& document : documents) {
         ExpectSameLoad(dir.Write("doc.wsdl", document), WMString());
     }
