@@ -13,10 +13,10 @@ using corvane::WStringView;
 namespace {
 
 template <class T>
-T* ReadRecord(std::unique_ptr<T>& slot, const WMString& tns, const StartTag& tag,
+T* ReadRecord(std::unique_ptr<T>& slot, const WMWSDLEventHandler& parent, const StartTag& tag,
               WMWSDLParseEventHandler& frame) {
     auto record = std::make_unique<T>();
-    record->SetTargetNS(tns);
+    record->InheritTargetNS(parent);
     record->ReadAttributes(tag);
     return FillSlot(slot, std::move(record), frame);
 }
@@ -47,7 +47,7 @@ WMWSDLEventHandler* WMMessageHandler::StartChildElement(const StartTag& tag,
     }
     WStringView name = tag.Require(u"partname", u"name", u"part", true);
     auto part = std::make_unique<WMMessagePartHandler>(name);
-    part->SetTargetNS(GetTargetNS());
+    part->InheritTargetNS(*this);
     part->ReadAttributes(tag);
     WMMessagePartHandler* raw = FileHandler(m_parts, name, std::move(part), frame);
     if (!m_firstPart) {
@@ -85,15 +85,15 @@ WMWSDLEventHandler* WMOperationHandler::StartChildElement(const StartTag& tag,
         return nullptr;
     }
     if (tag.local == u"input") {
-        return ReadRecord(m_input, GetTargetNS(), tag, frame);
+        return ReadRecord(m_input, *this, tag, frame);
     }
     if (tag.local == u"output") {
-        return ReadRecord(m_output, GetTargetNS(), tag, frame);
+        return ReadRecord(m_output, *this, tag, frame);
     }
     if (tag.local == u"fault") {
         WStringView name = tag.Require(u"faultname", u"name", u"fault", true);
         auto fault = std::make_unique<WMFaultHandler>();
-        fault->SetTargetNS(GetTargetNS());
+        fault->InheritTargetNS(*this);
         fault->ReadAttributes(tag);
         return FileHandler(m_faults, name, std::move(fault), frame);
     }
@@ -130,7 +130,7 @@ WMWSDLEventHandler* WMPortTypeHandler::StartChildElement(const StartTag& tag,
     }
     WStringView name = tag.Require(u"operationname", u"name", u"operation", true);
     auto operation = std::make_unique<WMOperationHandler>(name);
-    operation->SetTargetNS(GetTargetNS());
+    operation->InheritTargetNS(*this);
     operation->ReadAttributes(tag);
     return FileHandler(m_operations, name, std::move(operation), frame);
 }
@@ -143,11 +143,11 @@ WMWSDLEventHandler* WMSOAPMessageBindingHandler::StartChildElement(const StartTa
         return nullptr;
     }
     if (tag.local == u"body") {
-        return ReadRecord(m_body, GetTargetNS(), tag, frame);
+        return ReadRecord(m_body, *this, tag, frame);
     }
     if (tag.local == u"header") {
         auto header = std::make_unique<WMSOAPBindingHeaderExt>();
-        header->SetTargetNS(GetTargetNS());
+        header->InheritTargetNS(*this);
         header->ReadAttributes(tag);
         m_headers.push_back(std::move(header));
         return m_headers.back().get();
@@ -160,7 +160,7 @@ WMWSDLEventHandler* WMSOAPFaultElemHandler::StartChildElement(const StartTag& ta
     if (!tag.Is(kWsdlSoapNS, u"fault")) {
         return nullptr;
     }
-    return ReadRecord(m_fault, GetTargetNS(), tag, frame);
+    return ReadRecord(m_fault, *this, tag, frame);
 }
 
 void WMSOAPFaultElemHandler::ReadAttributes(const StartTag& tag) {
@@ -175,20 +175,20 @@ void WMSOAPFaultElemHandler::ReadAttributes(const StartTag& tag) {
 WMWSDLEventHandler* WMSOAPOperationHandler::StartChildElement(const StartTag& tag,
                                                               WMWSDLParseEventHandler& frame) {
     if (tag.Is(kWsdlSoapNS, u"operation")) {
-        return ReadRecord(m_operationExt, GetTargetNS(), tag, frame);
+        return ReadRecord(m_operationExt, *this, tag, frame);
     }
     if (tag.ns != kWsdlNS) {
         return nullptr;
     }
     if (tag.local == u"input") {
-        return ReadRecord(m_input, GetTargetNS(), tag, frame);
+        return ReadRecord(m_input, *this, tag, frame);
     }
     if (tag.local == u"output") {
-        return ReadRecord(m_output, GetTargetNS(), tag, frame);
+        return ReadRecord(m_output, *this, tag, frame);
     }
     if (tag.local == u"fault") {
         auto fault = std::make_unique<WMSOAPFaultElemHandler>();
-        fault->SetTargetNS(GetTargetNS());
+        fault->InheritTargetNS(*this);
         fault->ReadAttributes(tag);
         m_faults.push_back(std::move(fault));
         return m_faults.back().get();
@@ -204,14 +204,14 @@ void WMBindingHandler::ReadAttributes(const StartTag& tag) {
 WMWSDLEventHandler* WMSOAPBindingHandler::StartChildElement(const StartTag& tag,
                                                             WMWSDLParseEventHandler& frame) {
     if (tag.Is(kWsdlSoapNS, u"binding")) {
-        return ReadRecord(m_bindingExt, GetTargetNS(), tag, frame);
+        return ReadRecord(m_bindingExt, *this, tag, frame);
     }
     if (!tag.Is(kWsdlNS, u"operation")) {
         return nullptr;
     }
     WStringView name = tag.Require(u"operationname", u"name", u"operation", true);
     auto operation = std::make_unique<WMSOAPOperationHandler>(name);
-    operation->SetTargetNS(GetTargetNS());
+    operation->InheritTargetNS(*this);
     return FileHandler(m_operations, name, std::move(operation), frame);
 }
 
@@ -242,7 +242,7 @@ WMWSDLEventHandler* WMSOAPPortHandler::StartChildElement(const StartTag& tag,
     if (!tag.Is(kWsdlSoapNS, u"address")) {
         return nullptr;
     }
-    return ReadRecord(m_address, GetTargetNS(), tag, frame);
+    return ReadRecord(m_address, *this, tag, frame);
 }
 
 WMWSDLEventHandler* WMSOAPServiceHandler::StartChildElement(const StartTag& tag,
@@ -252,7 +252,7 @@ WMWSDLEventHandler* WMSOAPServiceHandler::StartChildElement(const StartTag& tag,
     }
     WStringView name = tag.Require(u"portname", u"name", u"port", true);
     auto port = std::make_unique<WMSOAPPortHandler>(name);
-    port->SetTargetNS(GetTargetNS());
+    port->InheritTargetNS(*this);
     port->ReadAttributes(tag);
     return FileHandler(m_ports, name, std::move(port), frame);
 }
@@ -302,19 +302,19 @@ WMWSDLEventHandler* WMDefinitionsHandler::StartChildElement(const StartTag& tag,
         return nullptr;
     }
     if (tag.local == u"types") {
-        m_types.SetTargetNS(m_targetNamespace);
+        m_types.InheritTargetNS(*this);
         return &m_types;
     }
     if (tag.local == u"message") {
         WStringView name = tag.Require(u"messagename", u"name", u"message", true);
         auto message = std::make_unique<WMMessageHandler>(name);
-        message->SetTargetNS(m_targetNamespace);
+        message->InheritTargetNS(*this);
         return FileHandler(m_messages, name, std::move(message), frame);
     }
     if (tag.local == u"portType") {
         WStringView name = tag.Require(u"portTypename", u"name", u"portType", true);
         auto portType = std::make_unique<WMPortTypeHandler>(name);
-        portType->SetTargetNS(m_targetNamespace);
+        portType->InheritTargetNS(*this);
         return FileHandler(m_portTypes, name, std::move(portType), frame);
     }
     if (tag.local == u"import") {
@@ -328,14 +328,14 @@ WMWSDLEventHandler* WMSOAPDefinitionsHandler::StartChildElement(const StartTag& 
     if (tag.Is(kWsdlNS, u"binding")) {
         WStringView name = tag.Require(u"bindingname", u"name", u"binding", true);
         auto binding = std::make_unique<WMSOAPBindingHandler>(name);
-        binding->SetTargetNS(GetDefinitionsTNS());
+        binding->InheritTargetNS(*this);
         binding->ReadAttributes(tag);
         return FileHandler(m_bindings, name, std::move(binding), frame);
     }
     if (tag.Is(kWsdlNS, u"service")) {
         WStringView name = tag.Require(u"servicename", u"name", u"service", true);
         auto service = std::make_unique<WMSOAPServiceHandler>(name);
-        service->SetTargetNS(GetDefinitionsTNS());
+        service->InheritTargetNS(*this);
         return FileHandler(m_services, name, std::move(service), frame);
     }
     return WMDefinitionsHandler::StartChildElement(tag, frame);

@@ -100,9 +100,10 @@ void WMWSDLEventHandler::CharacterData(corvane::WStringView) {}
 void WMWSDLEventHandler::ReadAttributes(const corvane::StartTag&) {}
 
 void WMWSDLEventHandler::SetTargetNS(corvane::WStringView ns) {
-    m_targetNS.assign(ns);
+    m_targetNS = std::make_shared<const WMString>(ns);
 }
 
 const WMString& WMWSDLEventHandler::GetTargetNS() const {
-    return m_targetNS;
+    static const WMString none;
+    return m_targetNS ? *m_targetNS : none;
 }

@@ -194,9 +194,12 @@ public:
     virtual void ReadAttributes(const corvane::StartTag& tag);
     virtual void SetTargetNS(corvane::WStringView ns);
     virtual const WMString& GetTargetNS() const;
+    // Takes the target namespace of `parent` without copying the text: most handlers of a
+    // description share one or two namespaces.
+    void InheritTargetNS(const WMWSDLEventHandler& parent) { m_targetNS = parent.m_targetNS; }
 
 private:
-    WMString m_targetNS;
+    std::shared_ptr<const WMString> m_targetNS;
 };
 
 #endif

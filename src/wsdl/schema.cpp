@@ -64,7 +64,7 @@ unsigned int WMArrayTypeAttrHandler::GetDimensionCount() const {
 
 WMAttributeHandler* WMSchemaAttributesOwner::AddAttribute(
     const StartTag& tag, std::unique_ptr<WMAttributeHandler> handler) {
-    handler->SetTargetNS(GetTargetNS());
+    handler->InheritTargetNS(*this);
     handler->ReadAttributes(tag);
     m_attributes.push_back(std::move(handler));
     return m_attributes.back().get();
@@ -76,12 +76,12 @@ WMWSDLEventHandler* WMSchemaElemHandler::StartChildElement(const StartTag& tag,
                                                            WMWSDLParseEventHandler& frame) {
     if (tag.IsSchema(u"complexType")) {
         auto type = std::make_unique<WMSchemaComplexTypeHandler>(m_schema, WMString());
-        type->SetTargetNS(GetTargetNS());
+        type->InheritTargetNS(*this);
         return FillSlot(m_anonComplex, std::move(type), frame);
     }
     if (tag.IsSchema(u"simpleType")) {
         auto type = std::make_unique<WMSchemaSimpleTypeHandler>(m_schema, WMString());
-        type->SetTargetNS(GetTargetNS());
+        type->InheritTargetNS(*this);
         return FillSlot(m_anonSimple, std::move(type), frame);
     }
     return nullptr;
@@ -126,7 +126,7 @@ WMWSDLEventHandler* WMSequenceHandler::StartChildElement(const StartTag& tag,
         name = *value;
     }
     auto element = std::make_unique<WMSchemaElemHandler>(m_schema, std::move(name));
-    element->SetTargetNS(GetTargetNS());
+    element->InheritTargetNS(*this);
     element->ReadAttributes(tag);
     if (element->GetName().empty() && element->IsRef()) {
         element->SetName(element->GetType().local);
@@ -139,7 +139,7 @@ WMWSDLEventHandler* WMDerivationHandler::StartChildElement(const StartTag& tag,
                                                            WMWSDLParseEventHandler& frame) {
     if (IsSequenceLike(tag)) {
         auto sequence = std::make_unique<WMSequenceHandler>(m_schema);
-        sequence->SetTargetNS(GetTargetNS());
+        sequence->InheritTargetNS(*this);
         return FillSlot(m_sequence, std::move(sequence), frame);
     }
     if (tag.IsSchema(u"attribute")) {
@@ -177,7 +177,7 @@ WMWSDLEventHandler* WMContentHandler::StartChildElement(const StartTag& tag,
     } else {
         return nullptr;
     }
-    derivation->SetTargetNS(GetTargetNS());
+    derivation->InheritTargetNS(*this);
     derivation->ReadAttributes(tag);
     return FillSlot(m_derivation, std::move(derivation), frame);
 }
@@ -186,17 +186,17 @@ WMWSDLEventHandler* WMSchemaComplexTypeHandler::StartChildElement(const StartTag
                                                                   WMWSDLParseEventHandler& frame) {
     if (IsSequenceLike(tag)) {
         auto sequence = std::make_unique<WMSequenceHandler>(m_schema);
-        sequence->SetTargetNS(GetTargetNS());
+        sequence->InheritTargetNS(*this);
         return FillSlot(m_sequence, std::move(sequence), frame);
     }
     if (tag.IsSchema(u"complexContent")) {
         auto content = std::make_unique<WMComplexContentHandler>(m_schema);
-        content->SetTargetNS(GetTargetNS());
+        content->InheritTargetNS(*this);
         return FillSlot(m_complexContent, std::move(content), frame);
     }
     if (tag.IsSchema(u"simpleContent")) {
         auto content = std::make_unique<WMSimpleContentHandler>(m_schema);
-        content->SetTargetNS(GetTargetNS());
+        content->InheritTargetNS(*this);
         return FillSlot(m_simpleContent, std::move(content), frame);
     }
     if (tag.IsSchema(u"attribute")) {
@@ -236,7 +236,7 @@ WMWSDLEventHandler* WMSchemaSimpleTypeHandler::StartChildElement(const StartTag&
         return nullptr;
     }
     auto restriction = std::make_unique<WMRestrictionHandler>(m_schema);
-    restriction->SetTargetNS(GetTargetNS());
+    restriction->InheritTargetNS(*this);
     restriction->ReadAttributes(tag);
     return FillSlot(m_restriction, std::move(restriction), frame);
 }
@@ -249,20 +249,20 @@ WMWSDLEventHandler* WMSchemaHandler::StartChildElement(const StartTag& tag,
     if (tag.local == u"element") {
         WStringView name = tag.Require(u"elementname", u"name", u"element", true);
         auto element = std::make_unique<WMSchemaElemHandler>(this, WMString(name));
-        element->SetTargetNS(GetTargetNS());
+        element->InheritTargetNS(*this);
         element->ReadAttributes(tag);
         return FileHandler(m_elements, name, std::move(element), frame);
     }
     if (tag.local == u"complexType") {
         WStringView name = tag.Require(u"complexTypename", u"name", u"complexType", true);
         auto type = std::make_unique<WMSchemaComplexTypeHandler>(this, WMString(name));
-        type->SetTargetNS(GetTargetNS());
+        type->InheritTargetNS(*this);
         return FileHandler(m_complexTypes, name, std::move(type), frame);
     }
     if (tag.local == u"simpleType") {
         WStringView name = tag.Require(u"simpleTypename", u"name", u"simpleType", true);
         auto type = std::make_unique<WMSchemaSimpleTypeHandler>(this, WMString(name));
-        type->SetTargetNS(GetTargetNS());
+        type->InheritTargetNS(*this);
         return FileHandler(m_simpleTypes, name, std::move(type), frame);
     }
     return nullptr;

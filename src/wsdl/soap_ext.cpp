@@ -72,7 +72,7 @@ WMWSDLEventHandler* WMSOAPBindingHeaderExt::StartChildElement(const StartTag& ta
         return nullptr;
     }
     auto record = std::make_unique<WMSOAPBindingHeaderFaultExt>();
-    record->SetTargetNS(GetTargetNS());
+    record->InheritTargetNS(*this);
     record->ReadAttributes(tag);
     m_headerFaults.push_back(std::move(record));
     return m_headerFaults.back().get();
