@@ -97,7 +97,7 @@ template <class T>
 T* FileHandler(corvane::HandlerTable<T>& table, corvane::WStringView name,
                std::unique_ptr<T> handler, WMWSDLParseEventHandler& frame) {
     T* raw = handler.get();
-    if (!table.Insert(WMString(name), handler)) {
+    if (!table.Insert(name, handler)) {
         frame.Adopt(std::move(handler));
     }
     return raw;

@@ -49,12 +49,12 @@ public:
     using Map = std::map<WMString, std::unique_ptr<T>, std::less<>>;
 
     // Files `handler` under `name` unless the name is taken; true when it was filed.
-    bool Insert(const WMString& name, std::unique_ptr<T>& handler) {
-        auto [it, inserted] = m_entries.try_emplace(name, nullptr);
-        if (!inserted) {
+    bool Insert(WStringView name, std::unique_ptr<T>& handler) {
+        // The index holds every name of the table, so a taken name costs no key.
+        if (m_index.count(name) != 0) {
             return false;
         }
-        it->second = std::move(handler);
+        auto it = m_entries.try_emplace(WMString(name), std::move(handler)).first;
         // The key lives in the map's node, which never moves.
         m_index.emplace(WStringView(it->first), it->second.get());
         return true;
