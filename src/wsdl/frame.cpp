@@ -52,9 +52,8 @@ private:
     const XMLNode& m_node;
 };
 
-// The reader sends its events where WMXMLParser sends its own (mappings around each element,
-// the text once, after the children and only when there is some), so the frame sees the same
-// sequence and a document that fails does so after the same handler calls.
+// Feeds the frame exactly what WMXMLParser's events fed it: the mappings around each element,
+// the start tag, the text once after the children (only when there is some), the end.
 class FrameEvents final : public XMLReadEvents {
 public:
     explicit FrameEvents(WMWSDLParseEventHandler& frame) : m_frame(frame) {}
@@ -89,6 +88,19 @@ thread_local DocumentReader t_reader = nullptr;
 
 }  // namespace
 
+// Why a load through the internal reader cannot be told from one through WMXMLParser:
+// - The reader accepts and refuses the same texts with the same line, depth limit and copy
+//   budget, and reports its events at the same points of the text, so a bad document fails
+//   after the same handler calls, and the first fault a handler throws is the same one.
+// - FrameEvents turns those events into the same frame calls: ForEachNewMapping gives the
+//   mappings in WMXMLParser's order with its quirks (the root's default namespace twice, an
+//   inherited prefix bound again not reported), so the flat prefix map holds the same bindings
+//   at every start tag, and qualified-name values resolve alike.
+// - NodeTag answers each attribute lookup as XMLNode::FindAttribute does, by the joined
+//   expanded key, collisions and repeated attributes included, without building the key.
+// - Handlers copy what they keep: the views of a start tag die with the element in event mode.
+// - A syntax error comes back as false with its line rather than thrown, and the loader words
+//   it as before; everything else a handler throws passes through unchanged.
 bool ReadDocument(const WMString& text, WMWSDLParseEventHandler& frame, int& line) {
     FrameEvents events(frame);
     XMLDocument document;
