@@ -32,11 +32,20 @@ private:
         // unprefixed attribute exactly when the rest is the element's and attribute's names.
         const bool elementNS = key.part[0].data() == ns.data() && key.part[0].size() == ns.size();
         const Key rest{{key.part[1], key.part[2], {}}};
+        // Handlers ask with the element's own local name as the stem ("element", "name"), or
+        // with it joined to the attribute's name ("elementname").
+        const WStringView stem =
+            key.part[2].empty() ? key.part[1].substr(0, local.size()) : key.part[1];
+        const WStringView name =
+            key.part[2].empty() ? key.part[1].substr(stem.size()) : key.part[2];
+        const bool ownStem = elementNS && stem == local;
         for (std::uint32_t i = 0; i < m_node.attrCount; ++i) {
             const XMLAttr& attr = m_node.attrs[i];
             bool found;
             if (attr.prefixed) {
                 found = key.Equals(Key{{attr.ns->uri, attr.Local(), {}}});
+            } else if (ownStem) {
+                found = attr.qname == name;
             } else if (elementNS) {
                 found = rest.Equals(Key{{local, attr.qname, {}}});
             } else {
