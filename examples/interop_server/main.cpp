@@ -2,13 +2,15 @@
 //
 //   interop_server [--host ADDRESS] [--port N] [--wsdl DIR] [--workers N] [--max-connections N]
 //                  [--max-requests-per-connection N] [--idle-timeout S] [--header-timeout S]
-//                  [--body-timeout S] [--write-timeout S] [--max-request-bytes N]
+//                  [--body-timeout S] [--write-timeout S] [--max-request-bytes N] [--standard]
 //
 // DIR holds round2_base.wsdl and round2_groupB.wsdl. Each suite answers POST at its WSDL's
 // soap:address, taken relative to "/" (/round2_base.inc, /round2_groupB.inc), and GET there
 // returns the WSDL itself. With --port 0 the system picks the port. Once listening, the server
 // prints "listening on http://ADDRESS:PORT/" and runs until SIGINT or SIGTERM, then answers the
-// requests already begun before it exits. The limits are those of guarded_server.h.
+// requests already begun before it exits. The limits are those of guarded_server.h. With
+// --standard every call is served in the standard wire mode (WMSOAPServerCall::SetWireOptions):
+// strict UTF-8, values read and written by their types, the SOAPAction's quotes optional.
 #include <corvane/corvane.h>
 // After Corvane: with TLS support httplib.h brings OpenSSL's macros, which clash with names in
 // Corvane's TLS loader.
@@ -124,11 +126,12 @@ bool Load(Suite& suite, std::string const& directory) {
 
 // One POST: read the call, run the operation, write the answer. The WSDL client is copied
 // because requests run on several threads; the copy shares the loaded description.
-void Serve(Suite const& suite, WorkerSlots& workers, httplib::Request const& request,
-           httplib::Response& response) {
+void Serve(Suite const& suite, WMWireOptions const& wire, WorkerSlots& workers,
+           httplib::Request const& request, httplib::Response& response) {
     WorkerSlots::Hold const worker(workers);
     WMSOAPWSDLClient wsdl = suite.wsdl;
     WMSOAPServerCall call(wsdl);
+    call.SetWireOptions(wire);
     if (call.ReadRequest(request.body, request.get_header_value("SOAPAction"))) {
         auto operation = kOperations.find(call.GetMethodName());
         if (operation != kOperations.end()) {
@@ -149,9 +152,11 @@ extern "C" void OnSignal(int) {
 }
 
 // A fault answer of the base suite's description, outside any request.
-std::string FaultBody(Suite const& suite, WMString const& code, WMString const& text) {
+std::string FaultBody(Suite const& suite, WMWireOptions const& wire, WMString const& code,
+                      WMString const& text) {
     WMSOAPWSDLClient wsdl = suite.wsdl;
     WMSOAPServerCall call(wsdl);
+    call.SetWireOptions(wire);
     call.SetFault(code, text);
     std::string body;
     call.WriteResponse(body);
@@ -162,7 +167,7 @@ int Usage() {
     std::cerr << "usage: interop_server [--host ADDRESS] [--port N] [--wsdl DIR] [--workers N]\n"
                  "    [--max-connections N] [--max-requests-per-connection N] [--idle-timeout S]\n"
                  "    [--header-timeout S] [--body-timeout S] [--write-timeout S]\n"
-                 "    [--max-request-bytes N]\n";
+                 "    [--max-request-bytes N] [--standard]\n";
     return 2;
 }
 
@@ -185,6 +190,7 @@ int main(int argc, char** argv) {
     // Processing one request takes about twenty times its size in memory, so this bounds the
     // memory of the SOAP work apart from the number of open connections.
     std::size_t workers = 8;
+    WMWireOptions wire;
     std::map<std::string, std::chrono::seconds*> const seconds = {
         {"--idle-timeout", &limits.idleTimeout},
         {"--header-timeout", &limits.headerTimeout},
@@ -199,6 +205,10 @@ int main(int argc, char** argv) {
     };
     for (int i = 1; i < argc; ++i) {
         std::string const arg = argv[i];
+        if (arg == "--standard") {
+            wire.standard = true;
+            continue;
+        }
         if (i + 1 == argc) {
             return Usage();
         }
@@ -238,19 +248,20 @@ int main(int argc, char** argv) {
         }
     }
     GuardedServer server(limits,
-                         FaultBody(suites[0], u"SOAP-ENV:Server", u"Too many connections."));
+                         FaultBody(suites[0], wire, u"SOAP-ENV:Server", u"Too many connections."));
     WorkerSlots slots(workers);
     for (Suite& suite : suites) {
-        server.Post(suite.path,
-                    [&suite, &slots](httplib::Request const& request, httplib::Response& response) {
-                        Serve(suite, slots, request, response);
-                    });
+        server.Post(suite.path, [&suite, &wire, &slots](httplib::Request const& request,
+                                                        httplib::Response& response) {
+            Serve(suite, wire, slots, request, response);
+        });
         server.Get(suite.path, [&suite](httplib::Request const&, httplib::Response& response) {
             response.set_content(suite.wsdlText, kContentType);
         });
     }
     // A body too large to read still gets a SOAP fault rather than a bare HTTP error.
-    std::string const tooLarge = FaultBody(suites[0], u"SOAP-ENV:Client", u"Request too large.");
+    std::string const tooLarge =
+        FaultBody(suites[0], wire, u"SOAP-ENV:Client", u"Request too large.");
     server.set_error_handler([&tooLarge](httplib::Request const&, httplib::Response& response) {
         if (response.status == 413) {
             response.status = 500;

@@ -38,6 +38,10 @@ public:
 
     virtual bool Deserialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) = 0;
 
+    // Extension: built-in values read by their type, as the standard wire mode sends them (see
+    // SetStandardWireMode in <corvane/message.h>, which sets this before each read).
+    void SetStandardWireMode(bool on) { m_standardWireMode = on; }
+
 protected:
     virtual corvane::WMSOAPParamHandler* GetMultiRefElem(corvane::WMSOAPParamHandler* element);
 
@@ -128,6 +132,7 @@ private:
     // Elements whose value is being read, outermost first; bounds nesting and detects cycles.
     std::vector<corvane::WMSOAPParamHandler*> m_active;
     bool m_referenceCycle = false;
+    bool m_standardWireMode = false;
 };
 
 class CORVANE_API WMSOAPRespDeserializer : public WMSOAPDeserializer {

@@ -123,6 +123,19 @@ public:
     bool IsRequestPhase();
     void SetRequestPhase(bool requestPhase);
     bool UseExplicitTyping();
+
+    // Extension: the standard wire mode's values (see <corvane/wire.h>). Off by default. With it
+    // on, Serialize types every built-in value by its WSDL type (xsd:int, xsd:boolean,
+    // xsd:base64Binary...), writes numbers in their shortest exact form, gives arrays their
+    // size in SOAP-ENC:arrayType and structs and arrays their xsi:type; ProcessRPC reads
+    // built-in values by their type, and a value that does not fit its type raises a fault
+    // naming its element; a request's SOAPAction may come without its quotes, empty or as
+    // "namespace#method" (see WMSOAPServerCall::SetWireOptions). docs/values.md tells how each type
+    // reaches a WMSOAPStructMember in both modes. The setting survives Initialize and is copied
+    // with the message.
+    void SetStandardWireMode(bool on);
+    bool GetStandardWireMode() const;
+
     WMSOAPStructMember& GetReturnValue();
     void SetReturnValue(WMSOAPStructMember& value);
 
@@ -247,6 +260,7 @@ private:
     OwnedEngine<WMSOAPRespDeserializer> m_respDeserializer;
     WMSOAPSerializer m_serializer;
     bool m_explicitTyping;
+    bool m_standardWireMode = false;
     WMString m_serviceName;
     WMString m_portName;
     WMString m_nextHopURL;

@@ -78,11 +78,15 @@ private:
                         Types& wsdl, Writer& out);
     bool SerializeStruct(Schema& type, WMSOAPStructType const& structValue, WMSOAPMessage& message,
                          Types& wsdl, Writer& out);
+    // The standard wire mode's arrayType: the item type with the value's dimensions.
+    static WMString SizedArrayType(Schema const& arrayType, WMSOAPStructMember& value);
 
     // Length of the last envelope, to size the next one's text at once.
     std::size_t m_lengthHint = 0;
     // Scratch text of a number, kept to spare an allocation per value.
     WMString m_number;
+    // The message's standard wire mode, for the call in progress.
+    bool m_standard = false;
 };
 
 #endif

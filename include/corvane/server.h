@@ -26,6 +26,7 @@
 #include <corvane/message.h>
 #include <corvane/types.h>
 #include <corvane/values.h>
+#include <corvane/wire.h>
 
 #include <string>
 
@@ -79,9 +80,24 @@ public:
     // fault details, the request's text).
     WMSOAPMessage& GetMessage();
 
+    // Extension: the standard wire mode (see <corvane/wire.h>; only `standard` is read here),
+    // set before ReadRequest. With it on:
+    // - the body is read as UTF-8 (a byte-order mark is allowed); a body that is not valid
+    //   UTF-8 is refused with the fault "SOAP-ENV:Client" rather than read as ISO-8859-1;
+    // - built-in parameters are read by their type and the answer is written with typed values
+    //   (see SetStandardWireMode in <corvane/message.h>); a parameter whose text does not fit
+    //   its type is refused with "SOAP-ENV:Client" naming the element;
+    // - the SOAPAction header is accepted with or without its quotes, empty or missing, or as
+    //   "namespace#method" (what several toolkits send by default); another action is refused;
+    // - a response text holding an unpaired surrogate, which UTF-8 cannot carry, becomes the
+    //   fault "SOAP-ENV:Server" saying so.
+    void SetWireOptions(WMWireOptions const& options);
+    WMWireOptions const& GetWireOptions() const;
+
 private:
     WMSOAPWSDLClient* m_wsdl;
     WMSOAPMessage m_message;
+    WMWireOptions m_wire;
 };
 
 #endif

@@ -11,6 +11,7 @@
 #include "soap/deserializer_impl.h"
 #include "soap/deserializer_text.h"
 #include "soap/parse_handlers.h"
+#include "soap/standard_values.h"
 #include "soap/value_builder.h"
 #include "text/equal.h"
 
@@ -253,6 +254,20 @@ bool WMSOAPDeserializer::ReadBuiltInValue(WMSOAPParamHandler* element, WMString 
                                           WMSOAPStructMember& result, bool& converted) {
     if (!Charge(1)) {
         return false;
+    }
+    if (m_standardWireMode) {
+        // A nil stays without a value, so that it is written back as nil.
+        WMString reason;
+        if (!element->IsNil() &&
+            !corvane::detail::ReadStandardValue(typeName, element->GetValue(), result, reason)) {
+            // A bad value in a request is the client's fault, in a response the server's.
+            bool const request = dynamic_cast<WMSOAPReqDeserializer*>(this) != nullptr;
+            corvane::detail::ThrowBadValue(typeName, element->GetValue(), element->GetLocalName(),
+                                           request ? u"SOAP-ENV:Client" : u"SOAP-ENV:Server",
+                                           reason);
+        }
+        converted = true;
+        return true;
     }
     if (element->IsNil()) {
         result.SetValue(WMString());

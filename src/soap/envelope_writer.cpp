@@ -221,6 +221,11 @@ void EnvelopeWriter::AppendEscaped(View text, bool attribute) {
                     entity = u"&apos;";
                 }
                 break;
+            case u'\r':
+                if (m_escapeCarriageReturn) {
+                    entity = u"&#xD;";
+                }
+                break;
             default:
                 break;
         }
@@ -256,6 +261,10 @@ void TypeCache::Describe(SchemaType& type) {
     WMChar const* instance = WMSOAPSerializer::GetXSDInstanceNS(type.ns);
     type.instanceNS = instance != nullptr ? std::u16string_view(instance) : kXsi2001NS;
     if (type.builtIn) {
+        type.standardPrefix = WMSOAPSerializer::IsSoapEncType(type.ns) ? u"SOAP-ENC" : u"xsd";
+        type.standardType.assign(type.standardPrefix);
+        type.standardType.push_back(u':');
+        type.standardType.append(type.name);
         return;
     }
     // No answer means the WSDL does not know the type; a known type that derives from nothing
@@ -279,6 +288,7 @@ void TypeCache::Describe(SchemaType& type) {
         return;
     }
     type.kind = SchemaType::Kind::Array;
+    type.dims = dims;
     // The item type as the WSDL declares it, dimensions included; no count from the value.
     type.arrayType = u"nsa:" + type.itemName + u"[";
     for (unsigned int dim = 1; dim < dims; ++dim) {
@@ -307,6 +317,10 @@ SchemaType& TypeCache::TypeOf(SchemaType::Member& member) {
         member.type = &Type(member.typeName, member.typeNS);
     }
     return *member.type;
+}
+
+WMString const& TypeCache::Keep(WMString text) {
+    return m_kept.emplace_back(std::move(text));
 }
 
 SchemaType& TypeCache::ItemOf(SchemaType& array) {

@@ -5,6 +5,7 @@
 #include <corvane/types.h>
 
 #include <cstddef>
+#include <deque>
 #include <memory>
 #include <string_view>
 #include <unordered_map>
@@ -56,6 +57,9 @@ public:
     // with the open element as its parent.
     void AppendElement(WMXMLElement const& element);
     void Close();
+    // Extension: writes a carriage return as "&#xD;", so that it survives the line-end
+    // normalisation of the reader (the default writes it as it is).
+    void EscapeCarriageReturns(bool on) { m_escapeCarriageReturn = on; }
 
 private:
     using View = std::u16string_view;
@@ -91,6 +95,7 @@ private:
     std::vector<Frame> m_frames;
     std::size_t m_depth = 0;
     CleanText m_clean[16];
+    bool m_escapeCarriageReturn = false;
 };
 
 // What the serializer needs to know of one schema type, asked of the WSDL once per Serialize
@@ -116,8 +121,14 @@ struct SchemaType {
     WMString itemName;
     WMString itemNS;
     WMString arrayType;
+    unsigned int dims = 0;
     SchemaType* item = nullptr;
-    // Structs: "nss:" + name for explicit typing, and the members looked up so far.
+    // Built-in types: "xsd:" + name (or "SOAP-ENC:" + name), their xsi:type in the standard
+    // wire mode, with the prefix it is written under.
+    WMString standardType;
+    std::u16string_view standardPrefix;
+    // Structs and arrays: "nss:" + name for explicit typing (and the standard wire mode);
+    // structs also keep the members looked up so far.
     WMString explicitType;
     std::vector<std::unique_ptr<Member>> members;
 };
@@ -133,6 +144,9 @@ public:
     SchemaType::Member* Member(SchemaType& type, WMString const& name, WMString const& ns);
     SchemaType& TypeOf(SchemaType::Member& member);
     SchemaType& ItemOf(SchemaType& array);
+    // Keeps a text made during the call (an array's sized arrayType) where the writer's views
+    // of it stay valid until the call ends.
+    WMString const& Keep(WMString text);
 
 private:
     void Describe(SchemaType& type);
@@ -140,6 +154,7 @@ private:
     WMSOAPWSDLClient& m_wsdl;
     WMString m_key;
     std::unordered_map<WMString, std::unique_ptr<SchemaType>> m_types;
+    std::deque<WMString> m_kept;
 };
 
 }  // namespace corvane::detail

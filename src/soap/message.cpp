@@ -192,6 +192,7 @@ WMSOAPMessage::WMSOAPMessage(WMSOAPMessage const& other)
       m_respDeserializer(nullptr, nullptr),
       m_serializer(other.m_serializer),
       m_explicitTyping(other.m_explicitTyping),
+      m_standardWireMode(other.m_standardWireMode),
       m_serviceName(other.m_serviceName),
       m_portName(other.m_portName),
       m_nextHopURL(other.m_nextHopURL),
@@ -224,6 +225,7 @@ WMSOAPMessage& WMSOAPMessage::operator=(WMSOAPMessage const& other) {
         m_faultHeaderElemsLit.swap(copy.m_faultHeaderElemsLit);
         m_serializer = other.m_serializer;
         m_explicitTyping = other.m_explicitTyping;
+        m_standardWireMode = other.m_standardWireMode;
         m_serviceName = other.m_serviceName;
         m_portName = other.m_portName;
         m_nextHopURL = other.m_nextHopURL;
@@ -319,6 +321,12 @@ void WMSOAPMessage::SetRequestPhase(bool requestPhase) {
 }
 bool WMSOAPMessage::UseExplicitTyping() {
     return m_explicitTyping;
+}
+void WMSOAPMessage::SetStandardWireMode(bool on) {
+    m_standardWireMode = on;
+}
+bool WMSOAPMessage::GetStandardWireMode() const {
+    return m_standardWireMode;
 }
 WMSOAPStructMember& WMSOAPMessage::GetReturnValue() {
     return m_returnValue;

@@ -32,6 +32,8 @@ bool WMSOAPSerializer::Serialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl)
         text.reserve(m_lengthHint);
         text.assign(kXmlDeclaration);
         Writer out(text);
+        m_standard = message.m_standardWireMode;
+        out.EscapeCarriageReturns(m_standard);
         Types types(wsdl);
         bool const written = message.m_isSOAPFault && message.m_isLocalFault
                                  ? SerializeSOAPFaultMsg(message, types, out)

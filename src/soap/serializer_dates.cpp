@@ -5,6 +5,9 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <string>
+
+#include "soap/standard_values.h"
 
 namespace {
 
@@ -58,13 +61,13 @@ bool ToCalendar(double date, Calendar& out) {
     return true;
 }
 
-bool SetText(WMXMLElement* element, char const* text, int length) {
-    if (length <= 0) {
+bool SetText(WMXMLElement* element, std::string const& text) {
+    if (element == nullptr || text.empty()) {
         return false;
     }
     WMString wide;
-    for (int i = 0; i < length; ++i) {
-        wide.push_back(static_cast<WMChar>(static_cast<unsigned char>(text[i])));
+    for (char c : text) {
+        wide.push_back(static_cast<WMChar>(static_cast<unsigned char>(c)));
     }
     element->SetText(wide);
     return true;
@@ -72,36 +75,56 @@ bool SetText(WMXMLElement* element, char const* text, int length) {
 
 }  // namespace
 
-bool WMSOAPSerializer::SerializeDateTime(double date, WMXMLElement* element) {
+namespace corvane::detail {
+
+bool AutomationDateText(double date, DateForm form, std::string& out) {
     Calendar c;
-    if (element == nullptr || !ToCalendar(date, c)) {
+    if (!ToCalendar(date, c)) {
         return false;
     }
     char buffer[64];
-    int const length =
-        std::snprintf(buffer, sizeof buffer, "%lld-%02d-%02dT%02d:%02d:%02dZ",
-                      static_cast<long long>(c.year), c.month, c.day, c.hour, c.minute, c.second);
-    return SetText(element, buffer, length);
+    int length = 0;
+    switch (form) {
+        case DateForm::DateTime:
+            length = std::snprintf(buffer, sizeof buffer, "%lld-%02d-%02dT%02d:%02d:%02dZ",
+                                   static_cast<long long>(c.year), c.month, c.day, c.hour, c.minute,
+                                   c.second);
+            break;
+        case DateForm::Date:
+            length = std::snprintf(buffer, sizeof buffer, "%lld-%02d-%02d",
+                                   static_cast<long long>(c.year), c.month, c.day);
+            break;
+        case DateForm::Time:
+            length =
+                std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02dZ", c.hour, c.minute, c.second);
+            break;
+    }
+    if (length <= 0) {
+        return false;
+    }
+    out.assign(buffer, static_cast<std::size_t>(length));
+    return true;
+}
+
+}  // namespace corvane::detail
+
+bool WMSOAPSerializer::SerializeDateTime(double date, WMXMLElement* element) {
+    std::string text;
+    return element != nullptr &&
+           corvane::detail::AutomationDateText(date, corvane::detail::DateForm::DateTime, text) &&
+           SetText(element, text);
 }
 
 bool WMSOAPSerializer::SerializeDate(double date, WMXMLElement* element) {
-    Calendar c;
-    if (element == nullptr || !ToCalendar(date, c)) {
-        return false;
-    }
-    char buffer[64];
-    int const length = std::snprintf(buffer, sizeof buffer, "%lld-%02d-%02d",
-                                     static_cast<long long>(c.year), c.month, c.day);
-    return SetText(element, buffer, length);
+    std::string text;
+    return element != nullptr &&
+           corvane::detail::AutomationDateText(date, corvane::detail::DateForm::Date, text) &&
+           SetText(element, text);
 }
 
 bool WMSOAPSerializer::SerializeTime(double date, WMXMLElement* element) {
-    Calendar c;
-    if (element == nullptr || !ToCalendar(date, c)) {
-        return false;
-    }
-    char buffer[64];
-    int const length =
-        std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02dZ", c.hour, c.minute, c.second);
-    return SetText(element, buffer, length);
+    std::string text;
+    return element != nullptr &&
+           corvane::detail::AutomationDateText(date, corvane::detail::DateForm::Time, text) &&
+           SetText(element, text);
 }

@@ -5,9 +5,12 @@
 #include <corvane/xml.h>
 
 #include "soap/envelope_writer.h"
+#include "soap/standard_values.h"
+#include "soap/value_builder.h"
 
 #include <charconv>
 #include <cstdint>
+#include <string>
 
 using namespace corvane::detail;
 
@@ -80,6 +83,17 @@ bool WMSOAPSerializer::SerializeBuiltInType(Schema const& type, WMSOAPStructMemb
         }
         return true;
     }
+    if (m_standard) {
+        out.DeclarePrefix(type.standardPrefix, type.ns);
+        out.SetAttribute(u"xsi", u"type", type.instanceNS, type.standardType);
+        m_number.clear();
+        if (!WriteStandardValue(type.name, value, m_number)) {
+            return false;
+        }
+        out.Text(m_number);
+        m_number.clear();
+        return true;
+    }
     // Every built-in value is typed "ns:string" in its schema namespace, whatever the part's
     // type: numbers included, and whether or not explicit typing was asked for.
     out.DeclarePrefix(u"ns", type.ns);
@@ -100,8 +114,21 @@ bool WMSOAPSerializer::SerializeBuiltInType(Schema const& type, WMSOAPStructMemb
 
 bool WMSOAPSerializer::SerializeComplexType(Schema& type, WMSOAPStructMember& value,
                                             WMSOAPMessage& message, Types& wsdl, Writer& out) {
+    if (m_standard && value.GetDataType() == DataType::SOAP_NONE &&
+        (type.kind == Schema::Kind::Array || type.kind == Schema::Kind::Struct)) {
+        out.SetAttribute(u"xsi", u"nil", type.instanceNS, u"true");
+        return true;
+    }
     switch (type.kind) {
         case Schema::Kind::Array:
+            if (m_standard) {
+                out.SetAttribute(u"SOAP-ENC", u"arrayType", kSoapEncNS,
+                                 wsdl.Keep(SizedArrayType(type, value)));
+                out.DeclarePrefix(u"nsa", type.itemNS);
+                out.DeclarePrefix(u"nss", type.ns);
+                out.SetAttribute(u"xsi", u"type", type.instanceNS, type.explicitType);
+                return SerializeArray(type, value, message, wsdl, out);
+            }
             out.SetAttribute(u"SOAP-ENC", u"arrayType", kSoapEncNS, type.arrayType);
             out.DeclarePrefix(u"nsa", type.itemNS);
             if (message.m_explicitTyping) {
@@ -115,6 +142,34 @@ bool WMSOAPSerializer::SerializeComplexType(Schema& type, WMSOAPStructMember& va
             break;
     }
     return false;
+}
+
+WMString WMSOAPSerializer::SizedArrayType(Schema const& arrayType, WMSOAPStructMember& value) {
+    // Rows of equal length give a two-dimensional array its real dimensions; anything else is
+    // written as the list of items it is.
+    std::size_t items = 0;
+    std::size_t rows = 0;
+    std::size_t columns = 0;
+    bool regular = true;
+    if (value.GetDataType() == DataType::SOAP_ARRAY) {
+        for (WMSOAPStructType const& element : value.ArrayValue()) {
+            std::size_t const count = ValueBuilder::Size(element);
+            items += count;
+            regular = regular && (rows == 0 || count == columns);
+            columns = count;
+            ++rows;
+        }
+    }
+    WMString text = u"nsa:" + arrayType.itemName + u"[";
+    std::string count;
+    if (arrayType.dims == 2 && rows > 0 && regular) {
+        count = std::to_string(rows) + "," + std::to_string(columns);
+    } else {
+        count = std::to_string(items);
+    }
+    text.append(count.begin(), count.end());
+    text.push_back(u']');
+    return text;
 }
 
 bool WMSOAPSerializer::SerializeArray(Schema& arrayType, WMSOAPStructMember& value,
@@ -142,7 +197,7 @@ bool WMSOAPSerializer::SerializeArray(Schema& arrayType, WMSOAPStructMember& val
 
 bool WMSOAPSerializer::SerializeStruct(Schema& type, WMSOAPStructType const& structValue,
                                        WMSOAPMessage& message, Types& wsdl, Writer& out) {
-    if (message.m_explicitTyping) {
+    if (message.m_explicitTyping || m_standard) {
         out.DeclarePrefix(u"nss", type.ns);
         out.SetAttribute(u"xsi", u"type", type.instanceNS, type.explicitType);
     }

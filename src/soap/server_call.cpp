@@ -2,6 +2,7 @@
 #include <corvane/wsdl.h>
 
 #include "soap/server_text.h"
+#include "text/wire_text.h"
 
 #include <memory>
 #include <utility>
@@ -11,6 +12,9 @@ namespace {
 
 constexpr char16_t kServerFault[] = u"SOAP-ENV:Server";
 constexpr char16_t kUnserializable[] = u"Unable to serialize RPC response.";
+constexpr char16_t kUnpaired[] =
+    u"Unable to serialize RPC response: a text holds an unpaired surrogate, which UTF-8 cannot "
+    u"carry.";
 
 struct Param {
     WMString ns;
@@ -53,9 +57,21 @@ WMSOAPServerCall::~WMSOAPServerCall() = default;
 bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& soapAction) {
     // The request deserializer reads one request only, so every request starts a new message.
     m_message = WMSOAPMessage();
+    m_message.SetStandardWireMode(m_wire.standard);
+    WMString text;
+    if (m_wire.standard) {
+        std::string error;
+        if (!corvane::detail::DecodeText(body, "utf-8", text, error)) {
+            m_message.SetSOAPFault(u"SOAP-ENV:Client", u"The request body is not valid UTF-8.",
+                                   WMString(), false);
+            return false;
+        }
+    } else {
+        text = corvane::DecodeHTTPText(body);
+    }
     // The buffer is set as a whole: Initialize would stop at a zero character and let what
     // follows it go unread.
-    m_message.SetBuffer(corvane::DecodeHTTPText(body));
+    m_message.SetBuffer(text);
     m_message.Initialize(nullptr, 0, WMString(), WMString(), WMString(),
                          corvane::DecodeHTTPText(soapAction), WMString(), false);
     try {
@@ -144,10 +160,19 @@ int WMSOAPServerCall::WriteResponse(std::string& body) {
         }
         PutParams(m_message, outputs);
         if (m_message.Serialize(*m_wsdl)) {
-            corvane::AppendUTF8(*m_message.GetBufferPtr(), body);
-            return 200;
+            if (!m_wire.standard) {
+                corvane::AppendUTF8(*m_message.GetBufferPtr(), body);
+                return 200;
+            }
+            std::size_t bad = 0;
+            if (corvane::detail::EncodeUtf8(*m_message.GetBufferPtr(), body, bad)) {
+                return 200;
+            }
+            body.clear();
+            SetFault(kServerFault, kUnpaired);
+        } else {
+            SetFault(kServerFault, kUnserializable);
         }
-        SetFault(kServerFault, kUnserializable);
     }
     m_message.SetLocalFaultFlag(true);
     if (!m_message.Serialize(*m_wsdl)) {
@@ -164,4 +189,12 @@ int WMSOAPServerCall::WriteResponse(std::string& body) {
 
 WMSOAPMessage& WMSOAPServerCall::GetMessage() {
     return m_message;
+}
+
+void WMSOAPServerCall::SetWireOptions(WMWireOptions const& options) {
+    m_wire = options;
+}
+
+WMWireOptions const& WMSOAPServerCall::GetWireOptions() const {
+    return m_wire;
 }

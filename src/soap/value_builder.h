@@ -15,6 +15,8 @@ namespace corvane::detail {
 struct ValueBuilder {
     using DataType = WMSOAPStructMember::SOAPDataMember;
 
+    // The number of members, without copying them (the serializer's array sizes).
+    static std::size_t Size(WMSOAPStructType const& target) { return target.members_.size(); }
     static void Reserve(WMSOAPStructType& target, std::size_t count) {
         target.members_.reserve(count);
     }

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Starts the interop server on a free loopback port, runs one client against it, stops it.
 
-Usage: serve_and_call.py SERVER WSDL_DIR -- CLIENT ARGS...
+Usage: serve_and_call.py SERVER WSDL_DIR [SERVER_OPTIONS...] -- CLIENT ARGS...
 
 Every argument of the client may contain {url}, replaced by the server's base URL
 (http://127.0.0.1:PORT/). The exit status is the client's; the server must also stop cleanly on
@@ -30,11 +30,12 @@ def start(server_bin, wsdl_dir, *options):
 
 
 def main():
-    if "--" not in sys.argv or sys.argv.index("--") != 3:
+    if "--" not in sys.argv or sys.argv.index("--") < 3:
         print(__doc__, file=sys.stderr)
         return 2
-    client = sys.argv[4:]
-    started = start(sys.argv[1], sys.argv[2])
+    split = sys.argv.index("--")
+    client = sys.argv[split + 1:]
+    started = start(sys.argv[1], sys.argv[2], *sys.argv[3:split])
     if started is None:
         return 1
     server, url = started

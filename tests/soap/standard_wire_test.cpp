@@ -1,0 +1,402 @@
+// Whole envelopes in the standard wire mode: a client's request read by WMSOAPServerCall, its
+// echo read back by the client, the exact text of a few envelopes, and what the server call
+// accepts and refuses in that mode.
+#include <corvane/message.h>
+#include <corvane/server.h>
+#include <corvane/values.h>
+#include <corvane/wsdl.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "soap/deserializer_test_util.h"
+#include "text/wire_text.h"
+
+namespace {
+
+using deser_test::Round2Base;
+using deser_test::Round2GroupB;
+using Kind = WMSOAPStructMember::SOAPDataMember::DATATYPE;
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr char16_t kUnicode[] =
+    u"Gr\u00fc\u00dfe aus T\u014dky\u014d \u2014 \u6771\u4eac \u20ac \U0001F600";
+
+WMSOAPWSDLClient& Types() {
+    return deser_test::Wsdl("../standard/types.wsdl", u"Types", u"TypesPort");
+}
+
+WMWireOptions Standard() {
+    WMWireOptions options;
+    options.standard = true;
+    return options;
+}
+
+std::string Utf8(WMString const& text) {
+    std::string bytes;
+    std::size_t bad = 0;
+    EXPECT_TRUE(corvane::detail::EncodeUtf8(text, bytes, bad));
+    return bytes;
+}
+
+WMString FromUtf8(std::string const& bytes) {
+    WMString text;
+    std::string error;
+    EXPECT_TRUE(corvane::detail::DecodeText(bytes, "utf-8", text, error)) << error;
+    return text;
+}
+
+// The same kind and value, recursively; doubles bit for bit (NaN equals NaN). Member names
+// count below the top level.
+bool Equal(WMSOAPStructMember a, WMSOAPStructMember b);
+
+bool EqualStructs(WMSOAPStructType const& a, WMSOAPStructType const& b) {
+    WMString nameA;
+    WMString nameB;
+    WMSOAPStructMember memberA;
+    WMSOAPStructMember memberB;
+    long positionA = 0;
+    long positionB = 0;
+    bool moreA = a.GetFirstMember(&nameA, memberA, &positionA);
+    bool moreB = b.GetFirstMember(&nameB, memberB, &positionB);
+    for (; moreA && moreB; moreA = a.GetNextMember(&nameA, memberA, &positionA),
+                           moreB = b.GetNextMember(&nameB, memberB, &positionB)) {
+        if (nameA != nameB || !Equal(memberA, memberB)) {
+            return false;
+        }
+    }
+    return moreA == moreB;
+}
+
+bool Equal(WMSOAPStructMember a, WMSOAPStructMember b) {
+    if (a.GetDataType() != b.GetDataType()) {
+        return false;
+    }
+    switch (a.GetDataType()) {
+        case Kind::SOAP_NONE:
+            return true;
+        case Kind::SOAP_LONG:
+            return a.LongValue() == b.LongValue();
+        case Kind::SOAP_DOUBLE: {
+            double const x = a.DoubleValue();
+            double const y = b.DoubleValue();
+            return (std::isnan(x) && std::isnan(y)) || std::memcmp(&x, &y, sizeof x) == 0;
+        }
+        case Kind::SOAP_STRING:
+            return a.StringValue() == b.StringValue();
+        case Kind::SOAP_STRUCT:
+            return EqualStructs(a.StructValue(), b.StructValue());
+        case Kind::SOAP_ARRAY: {
+            auto const& x = a.ArrayValue();
+            auto const& y = b.ArrayValue();
+            if (x.size() != y.size()) {
+                return false;
+            }
+            for (std::size_t i = 0; i < x.size(); ++i) {
+                if (!EqualStructs(x[i], y[i])) {
+                    return false;
+                }
+            }
+            return true;
+        }
+    }
+    return false;
+}
+
+struct Param {
+    WMString name;
+    WMSOAPStructMember value;
+};
+
+// The request envelope a client in the standard wire mode sends; empty when it cannot be written.
+WMString Request(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& ns,
+                 std::vector<Param> const& params) {
+    WMSOAPMessage message;
+    message.Initialize(nullptr, 0, u"", u"", u"", u"", u"", false);
+    message.SetStandardWireMode(true);
+    message.SetMethodName(method);
+    message.SetMethodNS(ns);
+    for (Param const& param : params) {
+        message.AddMethodParam(u"", param.name, param.value, true, false);
+    }
+    return message.Serialize(wsdl) ? *message.GetBufferPtr() : WMString();
+}
+
+// Sends the parameters through a standard-mode server call that echoes each input parameter
+// (as the return value, or as the output parameter of the same name when there is one), then
+// reads the answer as the client does. Checks that the server got every value exactly, and
+// returns the client's message.
+void ExpectEcho(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& ns,
+                std::string const& soapAction, std::vector<Param> const& params,
+                WMSOAPMessage& answer) {
+    WMString const request = Request(wsdl, method, ns, params);
+    ASSERT_FALSE(request.empty()) << deser_test::Narrow(method);
+    WMSOAPServerCall call(wsdl);
+    call.SetWireOptions(Standard());
+    ASSERT_TRUE(call.ReadRequest(Utf8(request), soapAction))
+        << deser_test::Narrow(call.GetMessage().GetSOAPFaultString());
+    for (Param const& param : params) {
+        WMSOAPStructMember got;
+        ASSERT_TRUE(call.GetParam(param.name, got));
+        EXPECT_TRUE(Equal(param.value, got))
+            << deser_test::Narrow(param.name) << ": sent " << deser_test::Show(param.value)
+            << ", server got " << deser_test::Show(got);
+        if (!call.SetOutParam(param.name, got)) {
+            ASSERT_TRUE(call.SetReturnValue(got));
+        }
+    }
+    std::string body;
+    ASSERT_EQ(200, call.WriteResponse(body)) << body;
+    answer.SetStandardWireMode(true);
+    auto const fault = deser_test::DecodeResponse(answer, wsdl, method, FromUtf8(body));
+    ASSERT_FALSE(fault) << fault->text;
+}
+
+WMSOAPStructMember Member(WMSOAPStructMember value) {
+    return value;
+}
+
+WMString AllBytes() {
+    WMString bytes;
+    for (int i = 0; i < 256; ++i) {
+        bytes.push_back(static_cast<char16_t>(i));
+    }
+    return bytes;
+}
+
+std::vector<WMSOAPStructType> Items(std::vector<WMSOAPStructMember> const& members) {
+    std::vector<WMSOAPStructType> items;
+    for (WMSOAPStructMember const& member : members) {
+        items.emplace_back();
+        items.back().SetMember(member);
+    }
+    return items;
+}
+
+WMSOAPStructType SoapStruct(WMString const& s, int i, double f) {
+    WMSOAPStructType value;
+    value.SetMember(u"varString", s);
+    value.SetMember(u"varInt", i);
+    value.SetMember(u"varFloat", f);
+    return value;
+}
+
+TEST(StandardWire, Round2EchoesReturnTextStructsAndArraysExactly) {
+    struct Case {
+        char16_t const* operation;
+        WMSOAPStructMember value;
+    } const cases[] = {
+        {u"String", WMSOAPStructMember(u"", WMString(kUnicode) + u" <&> \"'\r\n\r")},
+        {u"String", WMSOAPStructMember()},  // nil stays nil
+        {u"Struct", WMSOAPStructMember(u"", SoapStruct(kUnicode, 7, 0.25))},
+        {u"StringArray",
+         WMSOAPStructMember(u"", Items({{u"item", u"a"}, {u"item", kUnicode}, {u"item", u""}}))},
+        {u"FloatArray", WMSOAPStructMember(u"", Items({{u"item", 0.5}, {u"item", -1.25}}))},
+        {u"IntegerArray", WMSOAPStructMember(u"", std::vector<WMSOAPStructType>())},
+        {u"StructArray", WMSOAPStructMember(u"", std::vector<WMSOAPStructType>(
+                                                     2,
+                                                     [] {
+                                                         WMSOAPStructType item;
+                                                         item.SetMember(u"item",
+                                                                        SoapStruct(u"s", 1, 1.5));
+                                                         return item;
+                                                     }()))},
+    };
+    for (Case const& c : cases) {
+        WMString const op = u"echo" + WMString(c.operation);
+        WMSOAPMessage answer;
+        ExpectEcho(Round2Base(), op, u"http://soapinterop.org/", "\"http://\"",
+                   {{u"input" + WMString(c.operation), c.value}}, answer);
+        EXPECT_TRUE(Equal(c.value, answer.GetReturnValue()))
+            << deser_test::Narrow(op) << ": sent " << deser_test::Show(c.value) << ", got back "
+            << deser_test::Show(answer.GetReturnValue());
+    }
+}
+
+TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
+    std::vector<Param> const params = {
+        {u"long", Member({u"", WMString(u"-9223372036854775808")})},
+        {u"unsignedInt", Member({u"", WMString(u"4294967295")})},
+        {u"unsignedLong", Member({u"", WMString(u"18446744073709551615")})},
+        {u"short", Member({u"", -32768})},
+        {u"byte", Member({u"", 127})},
+        {u"unsignedByte", Member({u"", 255})},
+        {u"unsignedShort", Member({u"", 65535})},
+        {u"integer", Member({u"", WMString(u"123456789012345678901234567890")})},
+        {u"nonNegativeInteger", Member({u"", 0})},
+        {u"negativeInteger", Member({u"", -1})},
+        {u"double", Member({u"", 5e-324})},
+        {u"float", Member({u"", -kInf})},
+        {u"decimal", Member({u"", WMString(u"-12.345678901234567890123")})},
+        {u"date", Member({u"", WMString(u"2024-12-31-05:00")})},
+        {u"time", Member({u"", WMString(u"00:00:00.000001Z")})},
+        {u"dateTime", Member({u"", WMString(u"1999-12-31T23:59:59+14:00")})},
+        {u"boolean", Member({u"", 1})},
+        {u"base64Binary", Member({u"", WMString()})},
+        {u"hexBinary", Member({u"", AllBytes()})},
+        {u"string", Member({u"", WMString(u"\r")})},
+        {u"anyURI", Member({u"", WMString(u"urn:a?b&c")})},
+        {u"int", Member({u"", 2147483647})},
+        {u"encBase64", Member({u"", AllBytes()})},
+    };
+    WMSOAPMessage answer;
+    ExpectEcho(Types(), u"echoAll", u"urn:corvane:types", "urn:corvane:types#echoAll", params,
+               answer);
+    // Without a parameterOrder the first output part is the return value, the others follow as
+    // output parameters.
+    EXPECT_TRUE(Equal(params[0].value, answer.GetReturnValue()))
+        << "long came back as " << deser_test::Show(answer.GetReturnValue());
+    std::size_t index = 1;
+    WMString ns;
+    WMString name;
+    WMSOAPStructMember value;
+    bool isInput = false;
+    bool isOutput = false;
+    long position = 0;
+    for (bool more = answer.GetFirstMethodParam(ns, name, value, isInput, isOutput, position); more;
+         more = answer.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {
+        ASSERT_LT(index, params.size());
+        EXPECT_EQ(params[index].name, name);
+        EXPECT_TRUE(Equal(params[index].value, value))
+            << deser_test::Narrow(name) << " came back as " << deser_test::Show(value);
+        ++index;
+    }
+    EXPECT_EQ(params.size(), index);
+}
+
+TEST(StandardWire, ExactEnvelopes) {
+    struct Case {
+        char const* name;
+        WMSOAPWSDLClient& wsdl;
+        char16_t const* method;
+        char16_t const* ns;
+        std::vector<Param> params;
+    } const cases[] = {
+        {"echoStruct",
+         Round2Base(),
+         u"echoStruct",
+         u"http://soapinterop.org/",
+         {{u"inputStruct", Member({u"", SoapStruct(u"a\rb", -1, 0.1)})}}},
+        {"echo2DStringArray",
+         Round2GroupB(),
+         u"echo2DStringArray",
+         u"http://soapinterop.org/",
+         {{u"input2DStringArray", Member({u"",
+                                          [] {
+                                              std::vector<WMSOAPStructType> rows(2);
+                                              for (auto& row : rows) {
+                                                  row.SetMember(u"item", u"c1");
+                                                  row.SetMember(u"item", u"c2");
+                                                  row.SetMember(u"item", u"c3");
+                                              }
+                                              return rows;
+                                          }()})}}},
+        {"scalars",
+         Types(),
+         u"echoAll",
+         u"urn:corvane:types",
+         {{u"boolean", Member({u"", 0})},
+          {u"float", Member({u"", 0.1})},
+          {u"double", Member({u"", 1e-9})},
+          {u"decimal", Member({u"", 1e-9})},
+          {u"hexBinary", Member({u"", WMString(u"\u0001\u00ab")})},
+          {u"encBase64", Member({u"", WMString(u"\u00ff")})},
+          {u"dateTime", Member({u"", 36526.5})}}},
+    };
+    for (Case const& c : cases) {
+        EXPECT_EQ(deser_test::Narrow(deser_test::Golden("expected/soap/standard.txt", c.name)),
+                  deser_test::Narrow(Request(c.wsdl, c.method, c.ns, c.params)))
+            << c.name;
+    }
+}
+
+std::string Envelope(std::string const& body) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+           "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+           "xmlns:m=\"http://soapinterop.org/\" "
+           "e:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><e:Body>" +
+           body + "</e:Body></e:Envelope>";
+}
+
+TEST(StandardServerCall, RefusesWhatItCannotReadWithTheClientsFault) {
+    struct Case {
+        std::string body;
+        std::string soapAction;
+        char const* code;    // null: accepted
+        char const* string;  // the fault string, or a part of it
+    } const cases[] = {
+        // The action with or without quotes, empty, or as namespace#method; not another one.
+        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"), "\"http://\"",
+         nullptr, nullptr},
+        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"), "http://", nullptr,
+         nullptr},
+        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"), "", nullptr,
+         nullptr},
+        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"),
+         "\"http://soapinterop.org/#echoString\"", nullptr, nullptr},
+        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"),
+         "http://soapinterop.org/#echoInteger", "SOAP-ENV:Client",
+         "Unrecognized 'SOAPAction' HTTP header received."},
+        // Bytes that are not UTF-8 are refused, not read as ISO-8859-1.
+        {Envelope("<m:echoString><inputString>caf\xE9</inputString></m:echoString>"), "http://",
+         "SOAP-ENV:Client", "The request body is not valid UTF-8."},
+        // A value that does not fit its type names its element, at any depth.
+        {Envelope("<m:echoInteger><inputInteger>12a</inputInteger></m:echoInteger>"), "",
+         "SOAP-ENV:Client",
+         "Element 'inputInteger': \"12a\" is not a valid int (not a whole number)."},
+        {Envelope("<m:echoStruct><inputStruct><varString>s</varString><varInt>3000000000</varInt>"
+                  "</inputStruct></m:echoStruct>"),
+         "", "SOAP-ENV:Client",
+         "Element 'varInt': \"3000000000\" is not a valid int (out of range)."},
+        {Envelope("<m:echoBoolean><inputBoolean>yes</inputBoolean></m:echoBoolean>"), "",
+         "SOAP-ENV:Client", "Element 'inputBoolean': \"yes\" is not a valid boolean"},
+        {Envelope("<m:echoBase64><inputBase64>QQ=</inputBase64></m:echoBase64>"), "",
+         "SOAP-ENV:Client", "is not a valid base64Binary (base64 text whose length"},
+    };
+    for (Case const& c : cases) {
+        WMSOAPServerCall call(Round2Base());
+        call.SetWireOptions(Standard());
+        bool const read = call.ReadRequest(c.body, c.soapAction);
+        EXPECT_EQ(c.code == nullptr, read) << c.body << " / " << c.soapAction;
+        if (c.code != nullptr && !read) {
+            WMSOAPMessage& message = call.GetMessage();
+            EXPECT_EQ(c.code, deser_test::Narrow(message.GetSOAPFaultCode()));
+            EXPECT_NE(std::string::npos,
+                      deser_test::Narrow(message.GetSOAPFaultString()).find(c.string))
+                << deser_test::Narrow(message.GetSOAPFaultString());
+            std::string body;
+            EXPECT_EQ(500, call.WriteResponse(body));
+        }
+    }
+}
+
+TEST(StandardServerCall, AnUnpairedSurrogateInTheAnswerBecomesAServerFault) {
+    WMSOAPServerCall call(Round2Base());
+    call.SetWireOptions(Standard());
+    ASSERT_TRUE(call.ReadRequest(
+        Envelope("<m:echoString><inputString>x</inputString></m:echoString>"), "\"http://\""));
+    ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"", WMString(1, u'\xD800') + u"x")));
+    std::string body;
+    EXPECT_EQ(500, call.WriteResponse(body));
+    EXPECT_NE(std::string::npos, body.find("<faultcode>SOAP-ENV:Server</faultcode>"));
+    EXPECT_NE(std::string::npos, body.find("unpaired surrogate")) << body;
+}
+
+TEST(StandardClient, ABadValueInAnAnswerIsTheServersFault) {
+    WMSOAPMessage answer;
+    answer.SetStandardWireMode(true);
+    auto const fault = deser_test::DecodeResponse(
+        answer, Round2Base(), u"echoFloat",
+        deser_test::Envelope("<ns1:echoFloatResponse><outputFloat>1,5</outputFloat>"
+                             "</ns1:echoFloatResponse>"));
+    ASSERT_TRUE(fault);
+    EXPECT_EQ("SOAP-ENV:Server", fault->code);
+    EXPECT_EQ("Element 'outputFloat': \"1,5\" is not a valid float (not a number).", fault->text);
+}
+
+}  // namespace
