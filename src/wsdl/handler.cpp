@@ -1,7 +1,5 @@
 #include "wsdl/handler.h"
 
-#include <algorithm>
-
 namespace corvane {
 
 const WMString kWsdlNS = u"http://schemas.xmlsoap.org/wsdl/";
@@ -32,30 +30,23 @@ bool StartTag::Key::Equals(const Key& other) const {
     if (size() != other.size()) {
         return false;
     }
-    // Walk both piece lists in step, comparing the longest run both have left.
-    int i = 0;
-    int j = 0;
-    std::size_t at = 0;
-    std::size_t otherAt = 0;
-    for (;;) {
-        while (i < 3 && at == part[i].size()) {
-            ++i;
-            at = 0;
+    // Keys that reach this are short and rare (most lookups compare the attribute's name alone),
+    // so a plain walk over the joined text does.
+    const auto at = [](const Key& key, std::size_t i) {
+        for (WStringView piece : key.part) {
+            if (i < piece.size()) {
+                return piece[i];
+            }
+            i -= piece.size();
         }
-        while (j < 3 && otherAt == other.part[j].size()) {
-            ++j;
-            otherAt = 0;
-        }
-        if (i == 3 || j == 3) {
-            return true;
-        }
-        const std::size_t n = std::min(part[i].size() - at, other.part[j].size() - otherAt);
-        if (part[i].substr(at, n) != other.part[j].substr(otherAt, n)) {
+        return u'\0';
+    };
+    for (std::size_t i = 0; i < size(); ++i) {
+        if (at(*this, i) != at(other, i)) {
             return false;
         }
-        at += n;
-        otherAt += n;
     }
+    return true;
 }
 
 WStringView StartTag::Require(WStringView elemAttr, const char16_t* attr, const char16_t* elem,

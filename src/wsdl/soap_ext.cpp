@@ -6,10 +6,19 @@ using corvane::StartTag;
 
 namespace {
 
-void ReadOptional(const StartTag& tag, corvane::WStringView key, WMString& field) {
-    if (auto value = tag.Find(key)) {
+void ReadOptional(const StartTag& tag, const char16_t* element, const char16_t* attr,
+                  WMString& field) {
+    if (auto value = tag.Find(element, attr)) {
         field = *value;
     }
+}
+
+// The encoding attributes soap:body and soap:fault share.
+void ReadEncoding(const StartTag& tag, const char16_t* element, WMString& use,
+                  WMString& encodingStyle, WMString& ns) {
+    ReadOptional(tag, element, u"use", use);
+    ReadOptional(tag, element, u"encodingStyle", encodingStyle);
+    ReadOptional(tag, element, u"namespace", ns);
 }
 
 }  // namespace
@@ -19,8 +28,8 @@ WMWSDLEventHandler* WMSOAPBindingExt::StartChildElement(const StartTag&, WMWSDLP
 }
 
 void WMSOAPBindingBindingExt::ReadAttributes(const StartTag& tag) {
-    ReadOptional(tag, u"bindingstyle", m_style);
-    ReadOptional(tag, u"bindingtransport", m_transport);
+    ReadOptional(tag, u"binding", u"style", m_style);
+    ReadOptional(tag, u"binding", u"transport", m_transport);
 }
 
 void WMSOAPBindingOpExt::ReadAttributes(const StartTag& tag) {
@@ -31,14 +40,12 @@ void WMSOAPBindingOpExt::ReadAttributes(const StartTag& tag) {
         m_soapAction.append(*action);
         m_soapAction.push_back(u'"');
     }
-    ReadOptional(tag, u"operationstyle", m_style);
+    ReadOptional(tag, u"operation", u"style", m_style);
 }
 
 void WMSOAPBindingBodyExt::ReadAttributes(const StartTag& tag) {
-    ReadOptional(tag, u"bodyparts", m_parts);
-    ReadOptional(tag, u"bodyuse", m_use);
-    ReadOptional(tag, u"bodyencodingStyle", m_encodingStyle);
-    ReadOptional(tag, u"bodynamespace", m_namespace);
+    ReadOptional(tag, u"body", u"parts", m_parts);
+    ReadEncoding(tag, u"body", m_use, m_encodingStyle, m_namespace);
 }
 
 void WMSOAPBindingHeaderFaultExt::ReadAttributes(const StartTag& tag) {
@@ -79,10 +86,8 @@ WMWSDLEventHandler* WMSOAPBindingHeaderExt::StartChildElement(const StartTag& ta
 }
 
 void WMSOAPBindingFaultExt::ReadAttributes(const StartTag& tag) {
-    ReadOptional(tag, u"faultname", m_name);
-    ReadOptional(tag, u"faultuse", m_use);
-    ReadOptional(tag, u"faultencodingStyle", m_encodingStyle);
-    ReadOptional(tag, u"faultnamespace", m_namespace);
+    ReadOptional(tag, u"fault", u"name", m_name);
+    ReadEncoding(tag, u"fault", m_use, m_encodingStyle, m_namespace);
 }
 
 void WMSOAPAddressExt::ReadAttributes(const StartTag& tag) {
