@@ -3,8 +3,10 @@
 //
 //     CORVANE_BENCH_WSDL=http://127.0.0.1:8081/round2_base.wsdl client_bench
 //
-// (a file:// description works too; its address names the server). bench/client/run.sh starts
-// the servers, runs this and the other toolkits' clients on the same calls, and compares.
+// (a file:// description works too; its address names the server). With
+// CORVANE_BENCH_STANDARD=1 the client calls in the standard wire mode, on one kept connection.
+// bench/client/run.sh starts the servers, runs this and the other toolkits' clients on the same
+// calls, and compares.
 #include <benchmark/benchmark.h>
 #include <corvane/client.h>
 #include <corvane/utf8.h>
@@ -26,6 +28,12 @@ WMSOAPClient* SharedClient() {
         WMString wide;
         UTF8ToWideString(std::string(location), wide);
         auto made = std::make_unique<WMSOAPClient>();
+        char const* standard = std::getenv("CORVANE_BENCH_STANDARD");
+        if (standard != nullptr && std::string(standard) == "1") {
+            WMWireOptions options;
+            options.standard = true;
+            made->SetWireOptions(options);
+        }
         if (!made->Initialize(wide, u"InteropTest", u"InteropTestPort", u"", u"CorvaneBench/1.0",
                               u"", false)) {
             return nullptr;

@@ -7,7 +7,6 @@
 #include "json_values.h"
 #include "wsdl/description.h"
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -28,22 +27,12 @@ struct Options {
     std::optional<int> timeout;
     bool showRequest = false;
     bool showResponse = false;
+    WireFlags wire;
 };
 
 int Fail(std::string const& reason) {
     std::cerr << "corvane call: " << reason << "\n";
     return 1;
-}
-
-// Paths become file:// locations, which also gives relative imports their base.
-WMString ToLocation(std::string const& location) {
-    if (location.find("http://") != std::string::npos ||
-        location.find("file://") != std::string::npos) {
-        return Wide(location);
-    }
-    std::error_code error;
-    std::filesystem::path absolute = std::filesystem::absolute(location, error);
-    return Wide("file://" + (error ? location : absolute.lexically_normal().string()));
 }
 
 // Fills in the service and port when the description has exactly one of each.
@@ -52,6 +41,7 @@ bool ChooseServiceAndPort(WMString const& location, Options& options, std::strin
         return true;
     }
     WMSOAPWSDLImporter loader;
+    loader.SetWireOptions(ToWireOptions(options.wire));
     if (!loader.ReadServiceDesc(location, WMString()) || !loader.GetWSDLDesc()) {
         error = "cannot read " + Utf8(location) + ": " + Utf8(loader.GetLoadErrorMessage());
         return false;
@@ -171,6 +161,7 @@ int RunCall(Options options) {
     }
 
     WMSOAPClient client;
+    client.SetWireOptions(ToWireOptions(options.wire));
     if (options.timeout) {
         client.SetHTTPTimeout(*options.timeout);
     }
@@ -239,6 +230,11 @@ int RunCall(Options options) {
     client.GetSOAPFaultString(text);
     client.GetSOAPFaultActor(actor);
     if (!completed) {
+        if (client.IsSOAPFault() && options.wire.standard && client.GetXMLInLength() == 0) {
+            // The standard mode keeps why the exchange failed as the fault string.
+            return Fail("no usable answer from " + Utf8(wsdl.GetSOAPSvcLocation()) + ": " +
+                        Utf8(text));
+        }
         if (client.IsSOAPFault()) {
             return Fail("unreadable response: " + Utf8(text));
         }
@@ -281,7 +277,8 @@ Command AddCallCommand(CLI::App& parent) {
         "call",
         "Call an rpc operation and print its return value and out-parameters as JSON (exit "
         "status 2 for a SOAP fault, 1 when the call failed)");
-    app->add_option("LOCATION", options->location, "A path, a file:// or an http:// location")
+    app->add_option("LOCATION", options->location,
+                    "A path, a file:// or an http:// location (https:// with --standard)")
         ->required();
     app->add_option("OPERATION", options->operation, "The operation to call")->required();
     app->add_option("PART=JSON", options->arguments, "An input part and its value");
@@ -298,6 +295,7 @@ Command AddCallCommand(CLI::App& parent) {
                   "Print the request envelope that was sent, on standard error");
     app->add_flag("--show-response", options->showResponse,
                   "Print the response envelope that was received, on standard error");
+    AddWireFlags(app, options->wire);
     return Command{app, [options] { return RunCall(*options); }};
 }
 

@@ -3,6 +3,7 @@
 #define CORVANE_TOOLS_COMMANDS_H
 
 #include <corvane/types.h>
+#include <corvane/wire.h>
 
 #include <CLI/CLI.hpp>
 
@@ -24,6 +25,23 @@ Command AddDecodeCommand(CLI::App& parent);
 
 std::string Utf8(const WMString& text);
 WMString Wide(const std::string& utf8);
+
+// A path becomes a file:// location, which also gives relative imports their base; a location
+// holding "http://", "https://" or "file://" is taken as it is.
+WMString ToLocation(const std::string& location);
+
+// The options of the standard wire mode, for the subcommands that fetch descriptions or call.
+struct WireFlags {
+    bool standard = false;
+    std::string caFile;
+    bool insecure = false;
+    std::string user;  // user:password
+    std::string proxy;
+    std::string tlsLibraryDir;
+};
+void AddWireFlags(CLI::App* app, WireFlags& flags);
+// The library's options for the flags; also names the TLS library directory when one was given.
+WMWireOptions ToWireOptions(const WireFlags& flags);
 
 }  // namespace corvane::tool
 

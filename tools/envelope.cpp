@@ -7,7 +7,6 @@
 #include "json_values.h"
 #include "wsdl/description.h"
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <vector>
@@ -24,18 +23,8 @@ struct Options {
     std::string port;
     bool response = false;
     bool explicitTyping = false;
+    WireFlags wire;
 };
-
-// Paths become file:// locations, which also gives relative imports their base.
-WMString ToLocation(std::string const& location) {
-    if (location.find("http://") != std::string::npos ||
-        location.find("file://") != std::string::npos) {
-        return Wide(location);
-    }
-    std::error_code error;
-    std::filesystem::path absolute = std::filesystem::absolute(location, error);
-    return Wide("file://" + (error ? location : absolute.lexically_normal().string()));
-}
 
 int Fail(std::string const& message) {
     std::cerr << "corvane envelope: " << message << "\n";
@@ -47,6 +36,7 @@ int Fail(std::string const& message) {
 bool ChoosePort(WMString const& location, Options const& options, WMString& service, WMString& port,
                 std::string& error) {
     WMSOAPWSDLImporter loader;
+    loader.SetWireOptions(ToWireOptions(options.wire));
     if (!loader.ReadServiceDesc(location, WMString()) || !loader.GetWSDLDesc()) {
         std::string const category = Utf8(loader.GetLoadErrorCategory());
         std::string const reason = Utf8(loader.GetLoadErrorMessage());
@@ -89,6 +79,7 @@ int RunEnvelope(Options const& options) {
         return Fail(error);
     }
     WMSOAPWSDLClient wsdl;
+    wsdl.SetWireOptions(ToWireOptions(options.wire));
     if (!wsdl.ReadServiceDesc(service, port, location)) {
         return Fail("cannot use port " + Utf8(port) + " of service " + Utf8(service) +
                     ": it has no SOAP address");
@@ -114,6 +105,7 @@ int RunEnvelope(Options const& options) {
     message.SetMethodName(operation);
     message.SetMethodNS(methodNS);
     message.SetRequestPhase(!options.response);
+    message.SetStandardWireMode(options.wire.standard);
 
     char const* const side = options.response ? "output" : "input";
     for (std::string const& assignment : options.values) {
@@ -155,7 +147,8 @@ Command AddEnvelopeCommand(CLI::App& parent) {
     auto options = std::make_shared<Options>();
     CLI::App* app = parent.add_subcommand(
         "envelope", "Print the SOAP envelope that a call of an RPC operation would send");
-    app->add_option("LOCATION", options->location, "A path, a file:// or an http:// location")
+    app->add_option("LOCATION", options->location,
+                    "A path, a file:// or an http:// location (https:// with --standard)")
         ->required();
     app->add_option("OPERATION", options->operation, "The operation to call")->required();
     app->add_option(
@@ -167,6 +160,7 @@ Command AddEnvelopeCommand(CLI::App& parent) {
                   "Write the operation's response carrying the values instead");
     app->add_flag("--explicit-typing", options->explicitTyping,
                   "Write xsi:type on structs and arrays too");
+    AddWireFlags(app, options->wire);
     return Command{app, [options] { return RunEnvelope(*options); }};
 }
 

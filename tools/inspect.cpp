@@ -7,7 +7,6 @@
 #include "wsdl/queries.h"
 
 #include <deque>
-#include <filesystem>
 #include <iostream>
 #include <set>
 #include <utility>
@@ -25,18 +24,8 @@ struct Options {
     std::string service;
     std::string port;
     bool json = false;
+    WireFlags wire;
 };
-
-// Paths become file:// locations, which also gives relative imports their base.
-WMString ToLocation(const std::string& location) {
-    if (location.find("http://") != std::string::npos ||
-        location.find("file://") != std::string::npos) {
-        return Wide(location);
-    }
-    std::error_code error;
-    std::filesystem::path absolute = std::filesystem::absolute(location, error);
-    return Wide("file://" + (error ? location : absolute.lexically_normal().string()));
-}
 
 Json TypeJson(const WMString& name, const WMString& ns) {
     return Json{{"name", Utf8(name)}, {"namespace", Utf8(ns)}};
@@ -326,6 +315,7 @@ void PrintText(std::ostream& out, const Json& doc) {
 int RunInspect(const Options& options) {
     const WMString location = ToLocation(options.location);
     WMSOAPWSDLImporter loader;
+    loader.SetWireOptions(ToWireOptions(options.wire));
     if (!loader.ReadServiceDesc(location, WMString()) || !loader.GetWSDLDesc()) {
         std::string reason = Utf8(loader.GetLoadErrorMessage());
         std::string category = Utf8(loader.GetLoadErrorCategory());
@@ -400,11 +390,13 @@ Command AddInspectCommand(CLI::App& parent) {
     auto options = std::make_shared<Options>();
     CLI::App* app = parent.add_subcommand(
         "inspect", "Show the services, ports, operations and types of a WSDL description");
-    app->add_option("LOCATION", options->location, "A path, a file:// or an http:// location")
+    app->add_option("LOCATION", options->location,
+                    "A path, a file:// or an http:// location (https:// with --standard)")
         ->required();
     app->add_option("--service", options->service, "Show only this service");
     app->add_option("--port", options->port, "Show only this port");
     app->add_flag("--json", options->json, "Print JSON instead of text");
+    AddWireFlags(app, options->wire);
     return Command{app, [options] { return RunInspect(*options); }};
 }
 

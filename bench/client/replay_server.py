@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
 """A round 2 server that only replays answers, for the client benchmark.
 
-Usage: replay_server.py replay|forward PORT UPSTREAM_URL LIFETIME_SECONDS
+Usage: replay_server.py replay|keep|forward PORT UPSTREAM_URL LIFETIME_SECONDS
 
 replay: each request is keyed by its operation and its number of items; the first request of a
 key is forwarded to UPSTREAM_URL (the PHP server) and its answer kept, every later one is
 answered from memory, so the clients measure their own work and not the server's.
+keep: as replay, but an HTTP/1.1 request without "Connection: close" keeps its connection open
+for the next request, as a server with persistent connections does.
 forward: every request is forwarded, and the server's answer relayed.
 
-One connection at a time, HTTP/1.0: read the headers and Content-Length bytes, answer, then read
+One connection at a time, HTTP/1.0 unless kept: read the headers and Content-Length bytes, answer, then read
 what the client still sends before closing (Corvane's zero byte after the body), so that the
 close never resets the connection under an answer the client is still reading.
 """
@@ -30,27 +32,31 @@ def read_request(conn):
     while b"\r\n\r\n" not in data:
         chunk = conn.recv(65536)
         if not chunk:
-            return None, None
+            return None, None, False
         data += chunk
     head, _, first = data.partition(b"\r\n\r\n")
     length = 0
     action = b""
-    for line in head.split(b"\r\n")[1:]:
+    lines = head.split(b"\r\n")
+    keep = mode == "keep" and lines[0].endswith(b"HTTP/1.1")
+    for line in lines[1:]:
         name, _, value = line.partition(b":")
         if name.strip().lower() == b"content-length":
             length = int(value.strip())
         elif name.strip().lower() == b"soapaction":
             action = value.strip()
+        elif name.strip().lower() == b"connection" and value.strip().lower() == b"close":
+            keep = False
     body = bytearray(first)
     while len(body) < length:
         chunk = conn.recv(1 << 20)
         if not chunk:
             break
         body += chunk
-    return bytes(body[:length]), action
+    return bytes(body[:length]), action, keep
 
 
-def answer_for(body, action):
+def answer_for(body, action, keep):
     found = OPERATION.search(body)
     key = (found.group(0) if found else b"", body.count(b"varString"))
     if mode == "forward" or key not in answers:
@@ -61,9 +67,11 @@ def answer_for(body, action):
                 status, payload = reply.status, reply.read()
         except urllib.error.HTTPError as error:
             status, payload = error.code, error.read()
-        answers[key] = (b"HTTP/1.1 %d OK\r\nContent-Type: text/xml; charset=utf-8\r\n"
-                        b"Content-Length: %d\r\nConnection: close\r\n\r\n" % (status, len(payload))) + payload
-    return answers[key]
+        answers[key] = (status, payload)
+    status, payload = answers[key]
+    return (b"HTTP/1.1 %d OK\r\nContent-Type: text/xml; charset=utf-8\r\n"
+            b"Content-Length: %d\r\n%s\r\n" % (status, len(payload),
+                                                b"" if keep else b"Connection: close\r\n")) + payload
 
 
 def main():
@@ -76,10 +84,17 @@ def main():
         conn, _ = server.accept()
         with conn:
             conn.settimeout(30)
-            body, action = read_request(conn)
+            keep = True
+            while keep:
+                try:
+                    body, action, keep = read_request(conn)
+                except OSError:  # a kept connection left idle, or reset
+                    body = None
+                if body is None:
+                    break
+                conn.sendall(answer_for(body, action, keep))
             if body is None:
                 continue
-            conn.sendall(answer_for(body, action))
             conn.shutdown(socket.SHUT_WR)
             try:
                 while conn.recv(65536):

@@ -152,8 +152,20 @@ public:
     // A negative value counts as 0.
     void SetHTTPTimeout(int milliseconds);
 
+    // Extension: the standard wire mode (see <corvane/wire.h>), handed to the client's WSDL
+    // client, proxy and message (values typed and read as in WMSOAPMessage's standard mode,
+    // also after NewMessage). Set it before Initialize: the description is then fetched with it,
+    // and the endpoint is the port's soap:address called by its whole URL, its scheme choosing TLS
+    // on any port. Initialize sends no CheckSSL probe in this mode. A call whose exchange
+    // fails returns false with the reason (no connection, the certificate's fault, a refused
+    // status...) as the message's fault string under the code "SOAP-ENV:Client"; IsSOAPFault
+    // is then true, and the next call starts afresh as after an answer.
+    void SetWireOptions(WMWireOptions const& options);
+    WMWireOptions const& GetWireOptions() const;
+
 private:
     void RestoreRequestState();
+    bool Exchange(WMString const& soapAction);
 
     WMString m_serviceName;
     WMString m_portName;

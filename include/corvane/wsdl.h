@@ -3,6 +3,7 @@
 #define CORVANE_WSDL_H
 
 #include <corvane/types.h>
+#include <corvane/wire.h>
 
 #include <memory>
 
@@ -44,6 +45,7 @@ protected:
     unsigned long GetLoadGeneration() const { return m_loadGeneration; }
 
 private:
+    friend class WMSOAPWSDLClient;
     friend class WMSOAPWSDLImporter;
     friend class WMDefinitionsHandler;
 
@@ -82,6 +84,19 @@ public:
     void SetHTTPTimeout(int milliseconds);
     void SetHTTPHeaders(const WMString& headers);
     const WMString& GetDefinitionsTNS() const;
+
+    // Extension: the standard wire mode (see <corvane/wire.h>) for the following loads. With it
+    // on, "http://" and "https://" locations are fetched over HTTP/1.1 with
+    // the options' verified TLS, redirects, authentication and proxy, and with this object's
+    // user agent, headers and time-out (imports too; their credentials only for the scheme, host
+    // and port of the document named here). The answer is decoded by its byte-order mark, its
+    // Content-Type charset or the XML declaration's encoding, else as UTF-8. The endpoint is the
+    // chosen port's soap:address also for a description fetched over HTTP, its scheme choosing
+    // TLS ("https://" gives the TLS flag 1 and port 443 unless the address names one).
+    void SetWireOptions(const WMWireOptions& options);
+    const WMWireOptions& GetWireOptions() const;
+    // Extension: the endpoint's whole location, from which host, port and URI were split.
+    const WMString& GetSOAPSvcLocation() const;
 
     // Binding queries.
     bool GetMethodSOAPAction(const WMString& operation, WMString& soapAction);
@@ -147,9 +162,13 @@ protected:
     const WMSOAPBindingHandler* GetSOAPBinding() const;
     const WMMessageHandler* GetInputMessage(const WMString& operation) const;
     const WMMessageHandler* GetOutputMessage(const WMString& operation) const;
-    // Fetches and parses the document of a location holding "http://" with this object's
-    // HTTP settings.
+    // Fetches and parses the document of a location holding "http://" (or, in the standard
+    // mode, starting with "https://") with this object's HTTP settings.
     bool FetchHttpLocation(const WMString& location);
+    bool IsHttpLocation(const WMString& location) const;
+    // The standard mode's fetch settings of the client whose load imports `location`; the
+    // credentials stay behind when the import lives on another scheme, host or port.
+    void TakeFetchSettings(const WMSOAPWSDLClient& from, const WMString& location);
 
 private:
     const WMOperationHandler* GetPortTypeOperation(const WMString& operation) const;
@@ -157,7 +176,10 @@ private:
                         WMString& memberName, WMString& memberNS, WMString& memberTypeName,
                         WMString& memberTypeNS) const;
     void SplitEndpoint();
+    bool ChosenPortAddress();
+    bool FetchStandard(const WMString& location);
 
+    WMWireOptions m_wire;
     WMString m_userAgent;
     WMString m_httpHeaders;
     int m_httpTimeout;

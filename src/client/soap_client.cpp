@@ -54,9 +54,11 @@ bool WMSOAPClient::Initialize(WMString const& wsdlLocation, WMString const& serv
     }
 
     // The probe never makes Initialize fail: a service without the operation, a failed call or
-    // a fault all leave the endpoint as the description gave it.
+    // a fault all leave the endpoint as the description gave it. In the standard mode the
+    // address's scheme already chose TLS, so the probe would only cost a call.
     WMSOAPStructMember probe;
-    if (InvokeSOAPMethod(u"CheckSSL", nullptr, nullptr, 0, probe) &&
+    if (!m_proxy.GetWireOptions().standard &&
+        InvokeSOAPMethod(u"CheckSSL", nullptr, nullptr, 0, probe) &&
         probe.GetDataType() == WMSOAPStructMember::SOAPDataMember::SOAP_LONG &&
         probe.LongValue() == 1) {
         m_wsdlClient.SetSSLEnabled(1);
@@ -75,6 +77,7 @@ bool WMSOAPClient::Initialize(WMString const& wsdlLocation, WMString const& serv
 bool WMSOAPClient::NewMessage() {
     bool const initialized = m_message.Initialize(nullptr, 0, m_serviceName, m_portName, m_actorURI,
                                                   WMString(), WMString(), m_explicitTyping);
+    m_message.SetStandardWireMode(m_proxy.GetWireOptions().standard);
     // A fault or return value left by the previous exchange must not leak into the next one:
     // a held fault would be serialized instead of the request, and a call whose answer has no
     // return value would hand back the previous call's.
@@ -145,11 +148,7 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
     if (!m_message.Serialize(m_wsdlClient)) {
         return false;
     }
-    // The endpoint is read from the description, not from this client's copies: the TLS probe
-    // of Initialize runs before those copies are made. After Initialize both agree.
-    if (!m_proxy.InvokeMethod(soapAction, m_wsdlClient.GetSOAPSvcHost(),
-                              m_wsdlClient.GetSOAPSvcPortNbr(), m_wsdlClient.GetSOAPSvcURI(),
-                              m_userAgent, m_message)) {
+    if (!Exchange(soapAction)) {
         return false;
     }
 
@@ -194,6 +193,34 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
     }
     corvane::detail::MessageBuilder::ReleaseResponseTree(m_message);
     return true;
+}
+
+bool WMSOAPClient::Exchange(WMString const& soapAction) {
+    if (!m_proxy.GetWireOptions().standard) {
+        // The endpoint is read from the description, not from this client's copies: the TLS
+        // probe of Initialize runs before those copies are made. After Initialize both agree.
+        return m_proxy.InvokeMethod(soapAction, m_wsdlClient.GetSOAPSvcHost(),
+                                    m_wsdlClient.GetSOAPSvcPortNbr(), m_wsdlClient.GetSOAPSvcURI(),
+                                    m_userAgent, m_message);
+    }
+    // A whole http(s) address goes to the proxy as the URL; one without a scheme is called on
+    // the host, port and path split from it.
+    WMString const& location = m_wsdlClient.GetSOAPSvcLocation();
+    bool const isUrl =
+        location.compare(0, 7, u"http://") == 0 || location.compare(0, 8, u"https://") == 0;
+    try {
+        return m_proxy.InvokeSOAPMethod(
+            soapAction, m_wsdlClient.GetSOAPSvcHost(), m_wsdlClient.GetSOAPSvcPortNbr(),
+            isUrl ? location : m_wsdlClient.GetSOAPSvcURI(), m_userAgent, m_message);
+    } catch (WMSOAPProxyFault* raised) {
+        std::unique_ptr<WMSOAPProxyFault> fault(raised);
+        // Kept as the message's fault so that the caller can read why; outside the request
+        // phase, so that the next call restores the request state before it sends.
+        m_message.SetSOAPFault(u"SOAP-ENV:Client", fault->GetMessageText(), WMString(), false);
+        m_message.SetRequestPhase(false);
+        m_responseHeaderCount = 0;
+        return false;
+    }
 }
 
 bool WMSOAPClient::IsInitialized() {
@@ -264,4 +291,14 @@ void WMSOAPClient::SetHTTPTimeout(int milliseconds) {
     int const timeout = milliseconds < 0 ? 0 : milliseconds;
     m_wsdlClient.SetHTTPTimeout(timeout);
     m_proxy.SetHTTPTimeout(static_cast<unsigned long>(timeout));
+}
+
+void WMSOAPClient::SetWireOptions(WMWireOptions const& options) {
+    m_wsdlClient.SetWireOptions(options);
+    m_proxy.SetWireOptions(options);
+    m_message.SetStandardWireMode(options.standard);
+}
+
+WMWireOptions const& WMSOAPClient::GetWireOptions() const {
+    return m_proxy.GetWireOptions();
 }

@@ -23,8 +23,11 @@ struct WireConnection {
     bool reused = false;
     bool gotBytes = false;  // something of the current answer has arrived
     std::chrono::steady_clock::time_point lastUsed;
-    std::string buffer;  // received bytes not yet taken, from `start` on
+    // Received bytes not yet taken are buffer[start, end). The buffer only grows, so that a
+    // read never pays for clearing the space it is about to fill.
+    std::string buffer;
     std::size_t start = 0;
+    std::size_t end = 0;
 
     WireConnection() = default;
     WireConnection(WireConnection const&) = delete;
@@ -36,7 +39,7 @@ struct WireConnection {
         platform::CloseSocket(socket);
     }
 
-    std::string_view Unread() const { return std::string_view(buffer).substr(start); }
+    std::string_view Unread() const { return std::string_view(buffer.data() + start, end - start); }
 };
 
 namespace {
@@ -446,8 +449,8 @@ void WireHttpClient::Keep(std::unique_ptr<WireConnection> connection) {
     if (!connection->Unread().empty()) {
         return;
     }
-    connection->buffer.clear();
     connection->start = 0;
+    connection->end = 0;
     connection->reused = true;
     connection->lastUsed = Clock::now();
     for (auto& kept : idle_) {
@@ -595,8 +598,8 @@ bool WireHttpClient::Tunnel(WireConnection& connection, WireUrl const& url) {
                     std::to_string(answer.status) + " " + answer.reason + ".");
     }
     // The server speaks first in nothing: what follows the proxy's answer is the TLS handshake.
-    connection.buffer.clear();
     connection.start = 0;
+    connection.end = 0;
     return true;
 }
 
@@ -831,14 +834,22 @@ long WireHttpClient::Receive(WireConnection& connection, char* buffer, std::size
 
 bool WireHttpClient::Fill(WireConnection& connection) {
     std::string& buffer = connection.buffer;
-    if (connection.start == buffer.size()) {
-        buffer.clear();
+    if (connection.start == connection.end) {
+        connection.start = 0;
+        connection.end = 0;
+    }
+    if (buffer.size() < connection.end + kReadChunk && connection.start > 0) {
+        // Room at the front: move what is left there before growing.
+        std::copy(buffer.begin() + static_cast<std::ptrdiff_t>(connection.start),
+                  buffer.begin() + static_cast<std::ptrdiff_t>(connection.end), buffer.begin());
+        connection.end -= connection.start;
         connection.start = 0;
     }
-    const std::size_t used = buffer.size();
-    buffer.resize(used + kReadChunk);
-    const long n = Receive(connection, &buffer[used], kReadChunk);
-    buffer.resize(used + (n > 0 ? static_cast<std::size_t>(n) : 0));
+    if (buffer.size() < connection.end + kReadChunk) {
+        buffer.resize(connection.end + kReadChunk);
+    }
+    const long n = Receive(connection, &buffer[connection.end], kReadChunk);
+    connection.end += n > 0 ? static_cast<std::size_t>(n) : 0;
     if (n == 0) {
         return Fail("The connection to " + Endpoint(connection.host, connection.port) +
                     " closed before the answer was complete.");
@@ -1016,7 +1027,7 @@ bool WireHttpClient::ReadChunked(WireConnection& connection, std::string& body) 
 
 bool WireHttpClient::ReadToClose(WireConnection& connection, std::string& body) {
     body.assign(connection.Unread());
-    connection.start = connection.buffer.size();
+    connection.start = connection.end;
     for (;;) {
         if (TooLarge(body.size())) {
             return false;

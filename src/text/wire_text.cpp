@@ -1,5 +1,8 @@
 #include "text/wire_text.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace corvane::detail {
 namespace {
 
@@ -19,12 +22,43 @@ bool Is(std::string_view label, std::string_view lowerName) {
     return true;
 }
 
+// Whether the next eight bytes, or four UTF-16 units, are all ASCII: answers and requests are
+// mostly markup, so whole words are checked and copied before anything is decoded.
+bool AsciiBytes(const unsigned char* bytes) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return (word & 0x8080808080808080ULL) == 0;
+}
+
+bool AsciiUnits(const WMChar* units) {
+    std::uint64_t word;
+    std::memcpy(&word, units, sizeof word);
+    return (word & 0xFF80FF80FF80FF80ULL) == 0;
+}
+
 bool DecodeUtf8(std::string_view bytes, WMString& out, std::string& error) {
-    out.reserve(bytes.size());
+    // Written in place: UTF-16 never takes more units than UTF-8 takes bytes, and a per-unit
+    // append would check the capacity for every character of the answer.
+    out.resize(bytes.size());
+    WMChar* to = out.data();
+    const auto* from = reinterpret_cast<const unsigned char*>(bytes.data());
     for (std::size_t i = 0; i < bytes.size();) {
-        const unsigned char lead = static_cast<unsigned char>(bytes[i]);
+        if (i + 8 <= bytes.size() && AsciiBytes(from + i)) {
+            to[0] = from[i];
+            to[1] = from[i + 1];
+            to[2] = from[i + 2];
+            to[3] = from[i + 3];
+            to[4] = from[i + 4];
+            to[5] = from[i + 5];
+            to[6] = from[i + 6];
+            to[7] = from[i + 7];
+            to += 8;
+            i += 8;
+            continue;
+        }
+        const unsigned char lead = from[i];
         if (lead < 0x80) {
-            out += static_cast<WMChar>(lead);
+            *to++ = lead;
             ++i;
             continue;
         }
@@ -32,7 +66,7 @@ bool DecodeUtf8(std::string_view bytes, WMString& out, std::string& error) {
         char32_t value = lead & (length == 4 ? 0x07 : length == 3 ? 0x0F : 0x1F);
         bool ok = length != 0 && lead < 0xF5 && i + length <= bytes.size();
         for (std::size_t k = 1; ok && k < length; ++k) {
-            const unsigned char next = static_cast<unsigned char>(bytes[i + k]);
+            const unsigned char next = from[i + k];
             ok = (next & 0xC0) == 0x80;
             value = (value << 6) | (next & 0x3F);
         }
@@ -41,18 +75,20 @@ bool DecodeUtf8(std::string_view bytes, WMString& out, std::string& error) {
         ok = ok && value >= kSmallest[length] && value <= 0x10FFFF &&
              (value < 0xD800 || value > 0xDFFF);
         if (!ok) {
+            out.clear();
             error = "The answer is not valid UTF-8 (at byte " + std::to_string(i) + ").";
             return false;
         }
         if (value >= 0x10000) {
             value -= 0x10000;
-            out += static_cast<WMChar>(0xD800 + (value >> 10));
-            out += static_cast<WMChar>(0xDC00 + (value & 0x3FF));
+            *to++ = static_cast<WMChar>(0xD800 + (value >> 10));
+            *to++ = static_cast<WMChar>(0xDC00 + (value & 0x3FF));
         } else {
-            out += static_cast<WMChar>(value);
+            *to++ = static_cast<WMChar>(value);
         }
         i += length;
     }
+    out.resize(static_cast<std::size_t>(to - out.data()));
     return true;
 }
 
@@ -73,33 +109,61 @@ bool DecodeUtf16(std::string_view bytes, bool bigEndian, WMString& out, std::str
 }  // namespace
 
 bool EncodeUtf8(WMString const& text, std::string& out, std::size_t& bad) {
-    out.clear();
-    out.reserve(text.size() + text.size() / 8);
-    for (std::size_t i = 0; i < text.size(); ++i) {
+    // The length first, checking the surrogates on the way, then the bytes into place: a
+    // request is encoded on every call, and a per-byte append checks the capacity each time.
+    const std::size_t size = text.size();
+    std::size_t length = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        if (i + 4 <= size && AsciiUnits(&text[i])) {
+            length += 4;
+            i += 3;
+            continue;
+        }
+        const char16_t c = text[i];
+        if (c < 0x80) {
+            ++length;
+        } else if (c < 0x800) {
+            length += 2;
+        } else if (c < 0xD800 || c > 0xDFFF) {
+            length += 3;
+        } else if (c <= 0xDBFF && i + 1 < size && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+            length += 4;
+            ++i;
+        } else {
+            out.clear();
+            bad = i;
+            return false;
+        }
+    }
+    out.resize(length);
+    char* to = out.data();
+    for (std::size_t i = 0; i < size; ++i) {
+        if (i + 4 <= size && AsciiUnits(&text[i])) {
+            to[0] = static_cast<char>(text[i]);
+            to[1] = static_cast<char>(text[i + 1]);
+            to[2] = static_cast<char>(text[i + 2]);
+            to[3] = static_cast<char>(text[i + 3]);
+            to += 4;
+            i += 3;
+            continue;
+        }
         char32_t c = text[i];
         if (c < 0x80) {
-            out += static_cast<char>(c);
-            continue;
-        }
-        if (c >= 0xD800 && c <= 0xDFFF) {
-            const bool paired = c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
-                                text[i + 1] <= 0xDFFF;
-            if (!paired) {
-                bad = i;
-                return false;
-            }
-            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        } else if (c >= 0x800) {
-            out += static_cast<char>(0xE0 | (c >> 12));
+            *to++ = static_cast<char>(c);
+        } else if (c < 0x800) {
+            *to++ = static_cast<char>(0xC0 | (c >> 6));
+            *to++ = static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0xD800 || c > 0xDFFF) {
+            *to++ = static_cast<char>(0xE0 | (c >> 12));
+            *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            *to++ = static_cast<char>(0x80 | (c & 0x3F));
         } else {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-            continue;
+            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
+            *to++ = static_cast<char>(0xF0 | (c >> 18));
+            *to++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            *to++ = static_cast<char>(0x80 | (c & 0x3F));
         }
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
     }
     return true;
 }

@@ -1,11 +1,15 @@
 #include <corvane/wsdl.h>
 
+#include "net/wire_http.h"
+#include "text/wire_text.h"
 #include "wsdl/description.h"
 #include "wsdl/frame.h"
 #include "wsdl/queries.h"
 
 #include <algorithm>
 #include <climits>
+#include <string>
+#include <string_view>
 #include <vector>
 
 using corvane::QName;
@@ -54,6 +58,62 @@ void SplitHttpLocation(const WMString& location, WMString& host, int& port, WMSt
     std::size_t slash = rest.find(u'/');
     SplitHostPort(rest.substr(0, slash), host, port);
     uri.assign(slash == WStringView::npos ? WStringView() : rest.substr(slash));
+}
+
+WMString AsciiLower(WStringView text) {
+    WMString lower(text);
+    for (char16_t& c : lower) {
+        if (c >= u'A' && c <= u'Z') {
+            c = static_cast<char16_t>(c - u'A' + u'a');
+        }
+    }
+    return lower;
+}
+
+WMString Wide(std::string_view utf8) {
+    WMString wide;
+    std::string ignored;
+    if (!corvane::detail::DecodeText(utf8, "utf-8", wide, ignored)) {
+        wide.assign(utf8.begin(), utf8.end());
+    }
+    return wide;
+}
+
+// The charset of a fetched document: the answer's Content-Type, else the encoding of the XML
+// declaration, else UTF-8 (empty). A byte-order mark overrides either when the text is decoded.
+std::string_view DocumentCharset(const corvane::detail::WireAnswer& answer) {
+    std::string_view charset = corvane::detail::CharsetOf(answer.Header("Content-Type"));
+    if (!charset.empty()) {
+        return charset;
+    }
+    std::string_view body = answer.body;
+    if (body.compare(0, 5, "<?xml") != 0) {
+        return {};
+    }
+    std::string_view declaration = body.substr(0, body.find("?>"));
+    std::size_t at = declaration.find("encoding");
+    at = at == std::string_view::npos ? at : declaration.find_first_of("\"'", at);
+    if (at == std::string_view::npos) {
+        return {};
+    }
+    std::size_t const end = declaration.find(declaration[at], at + 1);
+    return end == std::string_view::npos ? std::string_view()
+                                         : declaration.substr(at + 1, end - at - 1);
+}
+
+// Whether two URLs name the same scheme, host and port.
+bool SameOrigin(const WMString& a, const WMString& b) {
+    std::string textA;
+    std::string textB;
+    std::size_t bad = 0;
+    corvane::detail::WireUrl urlA;
+    corvane::detail::WireUrl urlB;
+    std::string error;
+    return corvane::detail::EncodeUtf8(a, textA, bad) &&
+           corvane::detail::EncodeUtf8(b, textB, bad) &&
+           corvane::detail::ParseWireUrl(textA, urlA, error) &&
+           corvane::detail::ParseWireUrl(textB, urlB, error) && urlA.tls == urlB.tls &&
+           urlA.port == urlB.port && AsciiLower(Wide(urlA.host)) == AsciiLower(Wide(urlB.host));
 }
 
 // Windows paths may name a file location with backslashes; locations are resolved with "/".
@@ -166,12 +226,32 @@ bool WMSOAPWSDLClient::ReadServiceDesc(const WMString& serviceName, const WMStri
     m_portName = portName;
     m_bindingCached = false;
     SetDocBase(DirectoryOf(copy));
-    if (copy.find(u"http://") != WMString::npos) {
+    // In the standard mode the load's imports are fetched with this client's settings.
+    int documentCount = 0;
+    corvane::detail::ImportChain root;
+    root.location = copy;
+    root.documentCount = &documentCount;
+    root.fetcher = this;
+    struct ChainScope {
+        const corvane::detail::ImportChain*& chain;
+        ~ChainScope() { chain = nullptr; }
+    } scope{m_importChain};
+    if (m_wire.standard) {
+        m_importChain = &root;
+    }
+    if (IsHttpLocation(copy)) {
         if (!FetchHttpLocation(copy)) {
             return false;
         }
-        // A description fetched over HTTP is taken to live at its own endpoint.
-        m_endpointLocation = location;
+        // A description fetched over HTTP is taken to live at its own endpoint, except in the
+        // standard mode, where the port's address says where the service is.
+        if (m_wire.standard) {
+            if (!ChosenPortAddress()) {
+                return false;
+            }
+        } else {
+            m_endpointLocation = location;
+        }
     } else {
         std::size_t scheme = copy.find(u"file://");
         if (scheme == WMString::npos) {
@@ -179,32 +259,94 @@ bool WMSOAPWSDLClient::ReadServiceDesc(const WMString& serviceName, const WMStri
                          u"'" + location + u"' is neither an http:// nor a file:// location.");
             return false;
         }
-        if (!LoadAndParseWSDLFile(copy.substr(scheme + 7))) {
+        if (!LoadAndParseWSDLFile(copy.substr(scheme + 7)) || !ChosenPortAddress()) {
             return false;
         }
-        const WMSOAPServiceHandler* service =
-            GetWSDLDesc()->GetDefinitions().FindService(m_serviceName);
-        if (!service) {
-            SetLoadError(u"Service Error", u"No service '" + m_serviceName + u"'.");
-            return false;
-        }
-        const WMSOAPPortHandler* port = corvane::FindIn(service->GetPorts(), m_portName);
-        if (!port) {
-            SetLoadError(u"Service Error",
-                         u"No port '" + m_portName + u"' in service '" + m_serviceName + u"'.");
-            return false;
-        }
-        if (!port->GetAddress() || port->GetAddress()->GetLocation().empty()) {
-            SetLoadError(u"Service Error", u"Port '" + m_portName + u"' has no address.");
-            return false;
-        }
-        m_endpointLocation = port->GetAddress()->GetLocation();
     }
     SplitEndpoint();
     return true;
 }
 
+bool WMSOAPWSDLClient::ChosenPortAddress() {
+    const WMSOAPServiceHandler* service =
+        GetWSDLDesc()->GetDefinitions().FindService(m_serviceName);
+    if (!service) {
+        SetLoadError(u"Service Error", u"No service '" + m_serviceName + u"'.");
+        return false;
+    }
+    const WMSOAPPortHandler* port = corvane::FindIn(service->GetPorts(), m_portName);
+    if (!port) {
+        SetLoadError(u"Service Error",
+                     u"No port '" + m_portName + u"' in service '" + m_serviceName + u"'.");
+        return false;
+    }
+    if (!port->GetAddress() || port->GetAddress()->GetLocation().empty()) {
+        SetLoadError(u"Service Error", u"Port '" + m_portName + u"' has no address.");
+        return false;
+    }
+    m_endpointLocation = port->GetAddress()->GetLocation();
+    return true;
+}
+
+bool WMSOAPWSDLClient::IsHttpLocation(const WMString& location) const {
+    if (!m_wire.standard) {
+        return location.find(u"http://") != WMString::npos;
+    }
+    const WMString scheme = AsciiLower(WStringView(location).substr(0, 8));
+    return scheme.compare(0, 7, u"http://") == 0 || scheme == u"https://";
+}
+
+bool WMSOAPWSDLClient::FetchStandard(const WMString& location) {
+    ++m_loadGeneration;
+    m_desc.reset();
+    SetLoadError(WMString(), WMString());
+    std::string url;
+    std::string headers;
+    std::size_t bad = 0;
+    if (!corvane::detail::EncodeUtf8(location, url, bad) ||
+        !corvane::detail::EncodeUtf8(u"User-Agent: " + m_userAgent + u"\r\n" + m_httpHeaders,
+                                     headers, bad)) {
+        SetLoadError(u"Location Error",
+                     u"The request for '" + location + u"' holds an unpaired surrogate.");
+        return false;
+    }
+    corvane::detail::WireHttpClient http(m_wire,
+                                         static_cast<unsigned long>(std::max(m_httpTimeout, 0)));
+    corvane::detail::WireAnswer answer;
+    if (!http.Exchange("GET", url, headers, std::string_view(), answer)) {
+        SetLoadError(u"HTTP Error", Wide(http.Error()));
+        return false;
+    }
+    if (answer.status != 200) {
+        SetLoadError(u"HTTP Error", u"The server answered " + location + u" with status " +
+                                        Wide(std::to_string(answer.status)) + u".");
+        return false;
+    }
+    WMString text;
+    std::string error;
+    if (!corvane::detail::DecodeText(answer.body, DocumentCharset(answer), text, error)) {
+        SetLoadError(u"HTTP Error", location + u": " + Wide(error));
+        return false;
+    }
+    return ParseWSDLText(text);
+}
+
+void WMSOAPWSDLClient::TakeFetchSettings(const WMSOAPWSDLClient& from, const WMString& location) {
+    m_wire = from.m_wire;
+    m_userAgent = from.m_userAgent;
+    m_httpHeaders = from.m_httpHeaders;
+    m_httpTimeout = from.m_httpTimeout;
+    // The credentials were given for the document the caller named, not for whatever it imports.
+    if (!from.m_importChain || !SameOrigin(from.m_importChain->location, location)) {
+        m_wire.user.clear();
+        m_wire.password.clear();
+    }
+}
+
 bool WMSOAPWSDLClient::FetchHttpLocation(const WMString& location) {
+    if (m_wire.standard) {
+        return FetchStandard(location);
+    }
     WMString host;
     WMString uri;
     int port = 80;
@@ -218,12 +360,22 @@ void WMSOAPWSDLClient::SplitEndpoint() {
     m_sslEnabled = 0;
     WStringView rest = m_endpointLocation;
     std::size_t scheme = rest.find(u"://");
+    // The standard mode reads the scheme: an https address is TLS, on 443 unless it names a
+    // port. The default never looks at it.
+    const bool tls = m_wire.standard && scheme == 5 && AsciiLower(rest.substr(0, 5)) == u"https";
     // Without a scheme the first two characters go, as they always have.
     rest = scheme != WStringView::npos ? rest.substr(scheme + 3)
                                        : rest.substr(rest.size() < 2 ? rest.size() : 2);
     std::size_t slash = rest.find(u'/');
     m_svcURI.assign(slash == WStringView::npos ? WStringView() : rest.substr(slash));
-    SplitHostPort(rest.substr(0, slash), m_svcHost, m_svcPortNbr);
+    WStringView hostPort = rest.substr(0, slash);
+    SplitHostPort(hostPort, m_svcHost, m_svcPortNbr);
+    if (tls) {
+        m_sslEnabled = 1;
+        if (hostPort.find(u':') == WStringView::npos) {
+            m_svcPortNbr = 443;
+        }
+    }
 }
 
 const WMString& WMSOAPWSDLClient::GetSOAPSvcHost() {
@@ -255,6 +407,15 @@ void WMSOAPWSDLClient::SetHTTPTimeout(int milliseconds) {
 }
 void WMSOAPWSDLClient::SetHTTPHeaders(const WMString& headers) {
     m_httpHeaders = headers;
+}
+void WMSOAPWSDLClient::SetWireOptions(const WMWireOptions& options) {
+    m_wire = options;
+}
+const WMWireOptions& WMSOAPWSDLClient::GetWireOptions() const {
+    return m_wire;
+}
+const WMString& WMSOAPWSDLClient::GetSOAPSvcLocation() const {
+    return m_endpointLocation;
 }
 
 const WMString& WMSOAPWSDLClient::GetDefinitionsTNS() const {
@@ -717,6 +878,11 @@ bool WMSOAPWSDLImporter::ReadServiceDesc(const WMString& location, const WMStrin
     link.location = resolved;
     link.depth = parent ? parent->depth + 1 : 0;
     link.documentCount = parent ? parent->documentCount : &documentCount;
+    // A top-level import in the standard mode hands its own settings to its imports.
+    link.fetcher = parent ? parent->fetcher : (GetWireOptions().standard ? this : nullptr);
+    if (parent && link.fetcher) {
+        TakeFetchSettings(*link.fetcher, resolved);
+    }
     if (link.depth > corvane::detail::kMaxImportDepth || (parent && parent->Contains(resolved)) ||
         ++*link.documentCount > corvane::detail::kMaxImportedDocuments) {
         SetLoadError(u"WSDL Schema Error",
@@ -726,7 +892,7 @@ bool WMSOAPWSDLImporter::ReadServiceDesc(const WMString& location, const WMStrin
 
     m_importChain = &link;
     bool loaded = false;
-    if (resolved.find(u"http://") != WMString::npos) {
+    if (IsHttpLocation(resolved)) {
         loaded = FetchHttpLocation(resolved);
     } else {
         std::size_t scheme = resolved.find(u"file://");

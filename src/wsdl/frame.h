@@ -9,6 +9,7 @@
 #include <vector>
 
 class WMSOAPWSDLDesc;
+class WMSOAPWSDLClient;
 
 namespace corvane::detail {
 
@@ -20,6 +21,8 @@ struct ImportChain {
     int depth = 0;
     // Shared by the whole load: the number of documents read so far.
     int* documentCount = nullptr;
+    // The client of a standard-mode load, whose fetch settings the imports take; null otherwise.
+    const WMSOAPWSDLClient* fetcher = nullptr;
 
     bool Contains(const WMString& loc) const;
 };

@@ -2,11 +2,13 @@
 """Peers of the HTTP/1.1 transport tests, all on 127.0.0.1 with ports the system chooses: an
 HTTP/1.1 server, a proxy (absolute URLs and CONNECT), and TLS servers with certificates from a
 CA made at start-up (good, self-signed, expired, wrong host, unknown CA, client certificate
-required). Usage: wire_peer.py WORKDIR OPENSSL. Prints one line "ready name=port ..." once
+required); every server also offers a description of one SOAP service and answers its calls.
+Usage: wire_peer.py WORKDIR OPENSSL. Prints one line "ready name=port ..." once
 every server listens, then serves until it is terminated."""
 import base64
 import gzip
 import os
+import re
 import select
 import socket
 import ssl
@@ -17,6 +19,8 @@ import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 workdir, openssl = sys.argv[1], sys.argv[2]
+calls_wsdl = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "data",
+                          "client", "calls.wsdl")
 
 
 def path(name):
@@ -109,6 +113,26 @@ class Handler(BaseHTTPRequestHandler):
             if isinstance(self.connection, ssl.SSLSocket) and self.connection.getpeercert():
                 client = dict(x[0] for x in self.connection.getpeercert()["subject"])["commonName"]
             self.answer(("conn=%d sni=%s client=%s" % (self.connection_id, sni, client)).encode())
+        elif route == "/calls.wsdl":
+            # The service lives on the server named by the query (this one without a query),
+            # under the host name the request used.
+            name = query or next(n for n, p in ports.items() if p == self.server.server_port)
+            scheme = "http" if name in ("http", "proxy") else "https"
+            host = self.headers.get("Host", "localhost").rsplit(":", 1)[0]
+            with open(calls_wsdl, "rb") as wsdl:
+                text = wsdl.read().replace(b"http://127.0.0.1:PORT/svc", (
+                    "%s://%s:%d/soap" % (scheme, host, ports[name])).encode())
+            self.answer(text)
+        elif route == "/soap":
+            # swap: the text of `a` comes back as the return value.
+            given = re.search(rb"<a[^>]*>(.*?)</a>", body, re.S)
+            self.answer(b'<?xml version="1.0" encoding="UTF-8"?><S:Envelope '
+                        b'xmlns:S="http://schemas.xmlsoap.org/soap/envelope/" '
+                        b'xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" '
+                        b'xmlns:xsd="http://www.w3.org/2001/XMLSchema"><S:Body>'
+                        b'<m:swapResponse xmlns:m="urn:calls"><return xsi:type="xsd:string">' +
+                        (given.group(1) if given else b"") +
+                        b"</return></m:swapResponse></S:Body></S:Envelope>")
         elif route == "/chunked":
             self.send_response(200)
             self.send_header("Transfer-Encoding", "chunked")

@@ -3,16 +3,12 @@
 #include <corvane/dynssl.h>
 #include <corvane/wire.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <map>
-#include <sstream>
 #include <string>
 
 #include "net/gzip.h"
+#include "net/wire/wire_peers.h"
 #include "net/wire_http.h"
 #include "support/support.h"
 
@@ -21,51 +17,7 @@ namespace {
 using corvane::detail::WireAnswer;
 using corvane::detail::WireHttpClient;
 using corvane::detail::WireUrl;
-
-class Peers {
-public:
-    // The peer prints its ports on one line once it listens, and runs until it is killed.
-    Peers() {
-        const std::string ready = dir_.File("ready");
-        std::string pid;
-        corvane::test::RunShell(std::string("'") + CORVANE_PYTHON + "' '" +
-                                    CORVANE_WIRE_PEER_SCRIPT + "' '" + dir_.Path() + "' '" +
-                                    CORVANE_OPENSSL + "' > '" + ready + "' & echo $!",
-                                &pid);
-        pid_ = std::atoi(pid.c_str());
-        std::string line;
-        for (int i = 0; i < 300 && line.find('\n') == std::string::npos; ++i) {
-            ::usleep(100000);
-            line = corvane::test::ReadFile(ready);
-        }
-        std::istringstream words(line);
-        std::string word;
-        words >> word;  // "ready"
-        while (words >> word) {
-            const std::size_t equals = word.find('=');
-            ports_[word.substr(0, equals)] = std::stoi(word.substr(equals + 1));
-        }
-    }
-    ~Peers() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGTERM);
-        }
-    }
-
-    bool Ready() const { return ports_.count("http") == 1; }
-    std::string Url(const std::string& server, const std::string& target,
-                    const std::string& host = "127.0.0.1") const {
-        const bool tls = server != "http" && server != "proxy";
-        return std::string(tls ? "https://" : "http://") + host + ":" +
-               std::to_string(ports_.at(server)) + target;
-    }
-    WMString File(const std::string& name) const { return corvane::test::Widen(dir_.File(name)); }
-
-private:
-    corvane::test::TempDir dir_;
-    pid_t pid_ = -1;
-    std::map<std::string, int> ports_;
-};
+using corvane::test::Peers;
 
 Peers* g_peers = nullptr;
 

@@ -14,6 +14,7 @@ use warnings;
 use File::Basename qw(dirname);
 use Cwd qw(abs_path);
 use HTTP::Response;
+use Scalar::Util ();
 use SOAP::Lite;
 use SOAP::Transport::HTTP;
 
@@ -23,6 +24,11 @@ use constant XSD_NS => 'http://www.w3.org/2001/XMLSchema';
 use constant STRUCT_NS => 'http://soapinterop.org/xsd';
 use constant FAULT_TRIGGER => 'raise-fault';
 
+# A struct or array typed by the client (xsi:type="s:SOAPStruct", "s:ArrayOfstring") arrives
+# blessed into its type's name; only the shape counts here.
+sub is_HASH { return (Scalar::Util::reftype($_[0]) // '') eq 'HASH' }
+sub is_ARRAY { return (Scalar::Util::reftype($_[0]) // '') eq 'ARRAY' }
+
 sub scalar_of {
     my ($name, $type, $value) = @_;
     return SOAP::Data->name($name)->type($type)->value($value);
@@ -30,7 +36,7 @@ sub scalar_of {
 
 sub struct_of {
     my ($name, $s) = @_;
-    $s = {} unless ref $s eq 'HASH';
+    $s = {} unless is_HASH($s);
     return SOAP::Data->name($name => \SOAP::Data->value(
         scalar_of('varString', 'string', $s->{varString}),
         scalar_of('varInt', 'int', $s->{varInt}),
@@ -42,7 +48,7 @@ sub struct_of {
 # item type (SOAP::Lite would otherwise write anyType[0]).
 sub array_of {
     my ($name, $items, $item_type) = @_;
-    my @items = ref $items eq 'ARRAY' ? @$items : ();
+    my @items = is_ARRAY($items) ? @$items : ();
     my @data = map { $item_type eq 'SOAPStruct'
                          ? struct_of('item', $_)
                          : scalar_of('item', $item_type, $_) } @items;
@@ -82,7 +88,7 @@ sub echoStruct { return struct_of('outputStruct', $_[1]) }
 
 sub echoStructAsSimpleTypes {
     my (undef, $s) = @_;
-    $s = {} unless ref $s eq 'HASH';
+    $s = {} unless is_HASH($s);
     return (scalar_of('outputString', 'string', $s->{varString}),
             scalar_of('outputInteger', 'int', $s->{varInt}),
             scalar_of('outputFloat', 'float', $s->{varFloat}));
@@ -96,10 +102,10 @@ sub echoSimpleTypesAsStruct {
 # A two-dimensional array arrives as a list of rows; it goes back row by row with both sizes.
 sub echo2DStringArray {
     my (undef, $rows) = @_;
-    my @rows = ref $rows eq 'ARRAY' ? @$rows : ();
-    my $columns = @rows && ref $rows[0] eq 'ARRAY' ? scalar @{ $rows[0] } : 0;
+    my @rows = is_ARRAY($rows) ? @$rows : ();
+    my $columns = @rows && is_ARRAY($rows[0]) ? scalar @{ $rows[0] } : 0;
     my @items = map { scalar_of('item', 'string', $_) }
-                map { ref $_ eq 'ARRAY' ? @$_ : $_ } @rows;
+                map { is_ARRAY($_) ? @$_ : $_ } @rows;
     return SOAP::Data->name('return' => \@items)->attr({
         'soapenc:arrayType' => 'xsd:string[' . scalar(@rows) . ",$columns]",
         'xmlns:xsd' => XSD_NS,
@@ -108,7 +114,7 @@ sub echo2DStringArray {
 
 sub echoNestedStruct {
     my (undef, $s) = @_;
-    $s = {} unless ref $s eq 'HASH';
+    $s = {} unless is_HASH($s);
     return SOAP::Data->name('return' => \SOAP::Data->value(
         scalar_of('varString', 'string', $s->{varString}),
         scalar_of('varInt', 'int', $s->{varInt}),
@@ -119,7 +125,7 @@ sub echoNestedStruct {
 
 sub echoNestedArray {
     my (undef, $s) = @_;
-    $s = {} unless ref $s eq 'HASH';
+    $s = {} unless is_HASH($s);
     return SOAP::Data->name('return' => \SOAP::Data->value(
         scalar_of('varString', 'string', $s->{varString}),
         scalar_of('varInt', 'int', $s->{varInt}),
@@ -157,7 +163,10 @@ sub wsdl_for {
     return $text;
 }
 
-$SIG{TERM} = $SIG{INT} = sub { exit 0 };
+# Each connection is served by a child in the server's process group (start runs the server as
+# a group leader); stopping the server stops the children too.
+$SIG{TERM} = $SIG{INT} = $SIG{ALRM} = sub { local $SIG{TERM} = 'IGNORE'; kill 'TERM', -$$; exit 0 };
+$SIG{CHLD} = 'IGNORE';
 alarm $lifetime;
 
 my $daemon = SOAP::Transport::HTTP::Daemon->new(
@@ -168,8 +177,18 @@ my $daemon = SOAP::Transport::HTTP::Daemon->new(
 $daemon->on_action(sub { });
 $daemon->dispatch_with({ 'http://soapinterop.org/' => 'Round2' });
 
-# SOAP::Transport::HTTP::Daemon::handle, with WSDL documents answered before SOAP dispatch.
+# SOAP::Transport::HTTP::Daemon::handle, with WSDL documents answered before SOAP dispatch. That
+# serves one connection at a time, so a client keeping its connection open (HTTP/1.1) would hold
+# off every other client; here each connection gets a process of its own.
 while (my $connection = $daemon->accept) {
+    my $child = fork;
+    die "fork: $!\n" unless defined $child;
+    if ($child) {
+        $connection->close;
+        next;
+    }
+    $SIG{TERM} = $SIG{INT} = $SIG{ALRM} = sub { exit 0 };
+    alarm $lifetime;
     while (my $request = $connection->get_request) {
         my $wsdl = wsdl_for($request);
         my $response;
@@ -185,4 +204,5 @@ while (my $connection = $daemon->accept) {
         $connection->send_response($response);
     }
     $connection->close;
+    exit 0;
 }

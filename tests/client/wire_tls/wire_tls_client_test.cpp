@@ -1,0 +1,171 @@
+// WMSOAPClient and the corvane tool in the standard wire mode against TLS servers on ports other
+// than 443, with certificates of a CA made at start-up (the transport suite's wire_peer.py).
+#include <corvane/client.h>
+#include <corvane/dynssl.h>
+#include <corvane/utf8.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "net/wire/wire_peers.h"
+#include "net/wire_http.h"
+#include "support/support.h"
+
+namespace corvane::test {
+namespace {
+
+Peers* g_peers = nullptr;
+
+std::string Utf8(const WMString& text) {
+    std::string bytes;
+    WideStringToUTF8(text, bytes);
+    return bytes;
+}
+
+struct Outcome {
+    bool initialized = false;
+    bool called = false;
+    std::string text;  // the returned value, or why the load or the call failed
+};
+
+class WireTlsClient : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        DynSSL::SetLibraryDirectory(CORVANE_TLS_LIBRARY_DIR);
+        g_peers = new Peers();
+    }
+    static void TearDownTestSuite() {
+        delete g_peers;
+        g_peers = nullptr;
+    }
+    void SetUp() override {
+        ASSERT_TRUE(g_peers->Ready()) << "the peers did not start";
+        options_.standard = true;
+        options_.caFile = g_peers->File("ca.pem");
+    }
+
+    // Reads the description at `wsdl` and calls swap on the address it gives.
+    Outcome Swap(const std::string& wsdl) {
+        Outcome outcome;
+        WMSOAPClient client;
+        client.SetWireOptions(options_);
+        outcome.initialized =
+            client.Initialize(Widen(wsdl), u"Calls", u"CallsPort", u"", u"tester", u"", false);
+        if (!outcome.initialized) {
+            outcome.text = Utf8(client.GetWSDLClient().GetLoadErrorMessage());
+            return outcome;
+        }
+        WMString names[2] = {u"a", u"b"};
+        WMSOAPStructMember values[2] = {WMSOAPStructMember(u"a", WMString(u"T\u014dky\u014d")),
+                                        WMSOAPStructMember(u"b", 1)};
+        WMSOAPStructMember returned;
+        outcome.called = client.InvokeSOAPMethod(u"swap", names, values, 2, returned);
+        WMString fault;
+        client.GetSOAPFaultString(fault);
+        outcome.text = Utf8(outcome.called ? returned.StringValue() : fault);
+        return outcome;
+    }
+
+    // The description from the plain server, naming the service on TLS server `server`.
+    static std::string Via(const std::string& server) {
+        return g_peers->Url("http", "/calls.wsdl?" + server, "localhost");
+    }
+
+    WMWireOptions options_;
+};
+
+const std::string kReturned = "T\xC5\x8Dky\xC5\x8D";
+
+TEST_F(WireTlsClient, FetchesAndCallsOverVerifiedTls) {
+    // Description and service on the same TLS server, by name and by address.
+    for (const char* host : {"localhost", "127.0.0.1"}) {
+        const Outcome outcome = Swap(g_peers->Url("tls", "/calls.wsdl", host));
+        EXPECT_TRUE(outcome.called) << host << ": " << outcome.text;
+        EXPECT_EQ(outcome.text, kReturned) << host;
+    }
+}
+
+TEST_F(WireTlsClient, RefusesEachBadCertificateWithItsReason) {
+    struct Case {
+        const char* server;
+        const char* reason;
+    };
+    const Case cases[] = {
+        {"self", "the certificate is self-signed"},
+        {"expired", "the certificate has expired"},
+        {"wronghost", "the certificate is not for host localhost"},
+        {"unknown", "the certificate's issuer is unknown"},
+        {"clientauth", "certificate required"},
+    };
+    for (const Case& c : cases) {
+        // Refused by the call, the description having come over plain HTTP ...
+        Outcome outcome = Swap(Via(c.server));
+        ASSERT_TRUE(outcome.initialized) << c.server << ": " << outcome.text;
+        EXPECT_FALSE(outcome.called) << c.server;
+        EXPECT_NE(outcome.text.find(c.reason), std::string::npos)
+            << c.server << ": " << outcome.text;
+        // ... and by the fetch of the description.
+        outcome = Swap(g_peers->Url(c.server, "/calls.wsdl", "localhost"));
+        EXPECT_FALSE(outcome.initialized) << c.server;
+        EXPECT_NE(outcome.text.find(c.reason), std::string::npos)
+            << c.server << ": " << outcome.text;
+    }
+}
+
+TEST_F(WireTlsClient, ClientCertificateAndUnverifiedServers) {
+    options_.clientCertificateFile = g_peers->File("client.pem");
+    options_.clientKeyFile = g_peers->File("client.key");
+    EXPECT_EQ(Swap(g_peers->Url("clientauth", "/calls.wsdl", "localhost")).text, kReturned);
+
+    // Only the explicit setting accepts what verification refuses.
+    options_ = WMWireOptions();
+    options_.standard = true;
+    options_.verifyServerCertificate = false;
+    for (const char* server : {"self", "expired", "wronghost", "unknown"}) {
+        EXPECT_EQ(Swap(g_peers->Url(server, "/calls.wsdl", "localhost")).text, kReturned) << server;
+    }
+}
+
+#ifdef CORVANE_TOOL
+// corvane call with the standard mode's options; its exit status and what it printed.
+int RunTool(const std::string& arguments, std::string& output) {
+    const std::string command = std::string("{ '") + CORVANE_TOOL + "' call --standard " +
+                                "--tls-library-dir '" + Narrow(CORVANE_TLS_LIBRARY_DIR) + "' " +
+                                arguments +
+                                " swap 'a=\"T\xC5\x8Dky\xC5\x8D\"' b=1 2>&1; s=$?; echo; echo "
+                                "\"status $s\"; }";
+    RunShell(command, &output);
+    const std::size_t status = output.rfind("status ");
+    return status == std::string::npos ? -1 : std::stoi(output.substr(status + 7));
+}
+
+TEST_F(WireTlsClient, ThroughTheTool) {
+    const std::string ca = "--ca-file '" + Narrow(g_peers->File("ca.pem")) + "' ";
+    std::string output;
+    EXPECT_EQ(RunTool(ca + g_peers->Url("tls", "/calls.wsdl", "localhost"), output), 0) << output;
+    EXPECT_NE(output.find("\"return\": \"" + kReturned + "\""), std::string::npos) << output;
+
+    EXPECT_EQ(RunTool(ca + Via("expired"), output), 1) << output;
+    EXPECT_NE(output.find("no usable answer from https://localhost:"), std::string::npos) << output;
+    EXPECT_NE(output.find("the certificate has expired"), std::string::npos) << output;
+
+    EXPECT_EQ(RunTool("--insecure " + g_peers->Url("self", "/calls.wsdl", "localhost"), output), 0)
+        << output;
+    // Through the proxy's CONNECT tunnel, with credentials the server does not ask for.
+    EXPECT_EQ(RunTool(ca + "--user 'ann:s\xC3\xA9" + "cret' --proxy " +
+                          g_peers->Url("proxy", "", "127.0.0.1") + " " +
+                          g_peers->Url("tls", "/calls.wsdl", "localhost"),
+                      output),
+              0)
+        << output;
+    corvane::detail::WireHttpClient http(WMWireOptions(), 20000);
+    corvane::detail::WireAnswer log;
+    ASSERT_TRUE(http.Exchange("GET", g_peers->Url("proxy", "/log"), "", "", log));
+    EXPECT_NE(log.body.find("CONNECT localhost:" + g_peers->Url("tls", "").substr(23)),
+              std::string::npos)
+        << log.body;
+}
+#endif
+
+}  // namespace
+}  // namespace corvane::test

@@ -1,0 +1,149 @@
+// gSOAP's standalone server of round2_base.wsdl and round2_groupB.wsdl together (one header from
+// wsdl2h, one dispatcher from soapcpp2): every operation echoes its input. HTTP/1.1 with
+// persistent connections and chunked answers, a thread per connection.
+//
+//   gsoap_peer PORT LIFETIME_SECONDS
+//
+// Listens on 127.0.0.1:PORT; exits on SIGTERM, SIGINT or after LIFETIME_SECONDS.
+#include "InteropTestBinding.nsmap"
+#include "soapH.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <thread>
+
+int i__echoString(soap*, std::string input, std::string& output) {
+    output = input;
+    return SOAP_OK;
+}
+int i__echoStringArray(soap*, ArrayOfstring* input, i__echoStringArrayResponse& output) {
+    output.outputStringArray = input;
+    return SOAP_OK;
+}
+int i__echoInteger(soap*, int input, int& output) {
+    output = input;
+    return SOAP_OK;
+}
+int i__echoIntegerArray(soap*, ArrayOfint* input, i__echoIntegerArrayResponse& output) {
+    output.outputIntegerArray = input;
+    return SOAP_OK;
+}
+int i__echoFloat(soap*, float input, float& output) {
+    output = input;
+    return SOAP_OK;
+}
+int i__echoFloatArray(soap*, ArrayOffloat* input, i__echoFloatArrayResponse& output) {
+    output.outputFloatArray = input;
+    return SOAP_OK;
+}
+int i__echoStruct(soap*, s__SOAPStruct* input, i__echoStructResponse& output) {
+    output.outputStruct = input;
+    return SOAP_OK;
+}
+int i__echoStructArray(soap*, ArrayOfSOAPStruct* input, i__echoStructArrayResponse& output) {
+    output.outputStructArray = input;
+    return SOAP_OK;
+}
+int i__echoVoid(soap*, i__echoVoidResponse&) {
+    return SOAP_OK;
+}
+int i__echoBase64(soap*, xsd__base64Binary input, xsd__base64Binary& output) {
+    output = input;
+    return SOAP_OK;
+}
+int i__echoDate(soap*, time_t input, time_t& output) {
+    output = input;
+    return SOAP_OK;
+}
+int i__echoHexBinary(soap*, xsd__hexBinary input, xsd__hexBinary& output) {
+    output = input;
+    return SOAP_OK;
+}
+int i__echoDecimal(soap*, std::string input, std::string& output) {
+    output = input;
+    return SOAP_OK;
+}
+int i__echoBoolean(soap*, bool input, bool& output) {
+    output = input;
+    return SOAP_OK;
+}
+int i__echoStructAsSimpleTypes(soap*, s__SOAPStruct* input,
+                               i__echoStructAsSimpleTypesResponse& output) {
+    if (input != nullptr) {
+        output._outputString = input->varString;
+        output._outputInteger = input->varInt;
+        output._outputFloat = input->varFloat;
+    }
+    return SOAP_OK;
+}
+int i__echoSimpleTypesAsStruct(soap* context, std::string text, int number, float real,
+                               i__echoSimpleTypesAsStructResponse& output) {
+    output._return_ = soap_new_s__SOAPStruct(context);
+    output._return_->varString = text;
+    output._return_->varInt = number;
+    output._return_->varFloat = real;
+    return SOAP_OK;
+}
+int i__echo2DStringArray(soap*, ArrayOfString2D* input, i__echo2DStringArrayResponse& output) {
+    output._return_ = input;
+    return SOAP_OK;
+}
+int i__echoNestedStruct(soap*, s__SOAPStructStruct* input, i__echoNestedStructResponse& output) {
+    output._return_ = input;
+    return SOAP_OK;
+}
+int i__echoNestedArray(soap*, s__SOAPArrayStruct* input, i__echoNestedArrayResponse& output) {
+    output._return_ = input;
+    return SOAP_OK;
+}
+
+namespace {
+
+volatile std::sig_atomic_t g_stop = 0;
+
+extern "C" void OnSignal(int) {
+    g_stop = 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: %s PORT LIFETIME_SECONDS\n", argv[0]);
+        return 2;
+    }
+    int const port = std::atoi(argv[1]);
+    std::time_t const end = std::time(nullptr) + std::atol(argv[2]);
+    // SOAP_C_UTFSTRING: std::string holds the UTF-8 bytes as they came.
+    soap* const listener = soap_new1(SOAP_IO_KEEPALIVE | SOAP_IO_CHUNK | SOAP_C_UTFSTRING);
+    listener->bind_flags = SO_REUSEADDR;
+    listener->accept_timeout = 1;  // so that the loop sees a stop request
+    listener->recv_timeout = 30;
+    listener->send_timeout = 30;
+    if (!soap_valid_socket(soap_bind(listener, "127.0.0.1", port, 64))) {
+        soap_print_fault(listener, stderr);
+        return 1;
+    }
+    std::signal(SIGINT, OnSignal);
+    std::signal(SIGTERM, OnSignal);
+    std::signal(SIGPIPE, SIG_IGN);
+    unsigned long connections = 0;
+    while (!g_stop && std::time(nullptr) < end) {
+        if (!soap_valid_socket(soap_accept(listener))) {
+            continue;  // the accept time-out, or a connection that failed at once
+        }
+        // One line per connection in the log, so that reuse of kept connections can be seen.
+        std::fprintf(stderr, "connection %lu\n", ++connections);
+        soap* const connection = soap_copy(listener);
+        std::thread([connection] {
+            soap_serve(connection);
+            soap_destroy(connection);
+            soap_end(connection);
+            soap_free(connection);
+        }).detach();
+    }
+    soap_free(listener);
+    return 0;
+}
