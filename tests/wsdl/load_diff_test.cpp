@@ -3,9 +3,9 @@
 // same description, the same answers to the client's queries and the same load error.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "wsdl/load_diff.h"
@@ -103,10 +103,24 @@ std::string QueryResult(const WMWSDLParser& tree, const std::string& path, bool 
     return out;
 }
 
-// Anonymous types are named by a fresh GUID in each load.
-std::string MaskGuids(const std::string& text) {
-    static const std::regex guid("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
-    return std::regex_replace(text, guid, "(anonymous)");
+// Anonymous types are named by a fresh GUID in each load (8-4-4-4-12 upper-case hex digits).
+std::string MaskGuids(std::string text) {
+    const std::string shape = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+    const auto fits = [&](std::size_t at) {
+        for (std::size_t i = 0; i < shape.size(); ++i) {
+            const char c = text[at + i];
+            if (shape[i] == '-' ? c != '-' : !std::isxdigit(static_cast<unsigned char>(c))) {
+                return false;
+            }
+        }
+        return true;
+    };
+    for (std::size_t at = 0; at + shape.size() <= text.size(); ++at) {
+        if (fits(at)) {
+            text.replace(at, shape.size(), "(anonymous)");
+        }
+    }
+    return text;
 }
 
 // Shows the first line that differs rather than two whole dumps.
