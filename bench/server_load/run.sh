@@ -6,14 +6,15 @@
 #   bench/server_load/run.sh [BUILD_DIR] [SECONDS] [SANITIZE_BUILD_DIR]
 #
 # BUILD_DIR (default build/release) must hold examples/interop_server/interop_server,
-# bench/server_load/server_load, and bench/gsoap_server and bench/gsoap_client (built where gsoap
+# bench/server_load/server_load and server_memory, and bench/gsoap_server and bench/gsoap_client (built where gsoap
 # and libgsoap-dev were installed). SANITIZE_BUILD_DIR (default build/sanitize) holds the interop
 # server built with -DCORVANE_SANITIZE=ON for the run with clients that go away. In order:
 #
 # 1. Real clients: PHP's SoapClient, the gSOAP client and zeep, each on one kept-alive connection
-#    and on a new connection per call, against both servers, echoString and echoStructArray of
-#    100; calls per second (the best of three runs, as other work on the machine only slows a
-#    run down) and the ratios kept/new and Corvane/gSOAP.
+#    and on a new connection per call, against Corvane's server in its default and its standard
+#    wire mode and gSOAP's, echoString and echoStructArray of 100; calls per second (the best of
+#    three runs, as other work on the machine only slows a run down) and the ratios kept/new and
+#    Corvane/gSOAP.
 # 2. Slow clients: a normal kept-alive client alone, then beside 200 connections that send their
 #    request head one byte a second; when each slow connection was closed.
 # 3. Clients that go away: 10,000 requests to the AddressSanitizer build, a random fifth closing
@@ -23,6 +24,8 @@
 # 5. Load and bad input for SECONDS (default 30) each: 8 clients, echoStructArray of 1 to 1000
 #    items on new connections, valid only and with every fourth request bad (see load.cpp), on
 #    Corvane's server and on PHP's SoapServer under php -S with 8 workers.
+# 6. Memory per request: the heap one echoStructArray of 100, 1,000 and 10,000 structs takes
+#    while it is served, against the request's bytes (server_memory, counted per allocation).
 set -euo pipefail
 
 here=$(cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")" && pwd)
@@ -32,9 +35,10 @@ seconds=${2:-30}
 sanitize=${3:-$root/build/sanitize}
 server=$build/examples/interop_server/interop_server
 load=$build/bench/server_load/server_load
+memory=$build/bench/server_load/server_memory
 gsoap_server=$build/bench/gsoap_server
 gsoap_client=$build/bench/gsoap_client
-for program in "$server" "$load" "$gsoap_server" "$gsoap_client" \
+for program in "$server" "$load" "$memory" "$gsoap_server" "$gsoap_client" \
     "$sanitize/examples/interop_server/interop_server"; do
     [ -x "$program" ] || { echo "missing $program: build it first" >&2; exit 2; }
 done
@@ -44,9 +48,10 @@ wsdl=$root/tests/data/wsdl/round2_base.wsdl
 work=$(mktemp -d)
 pid=
 corvane_pid=
+standard_pid=
 gsoap_pid=
 cleanup() {
-    for p in $pid $corvane_pid $gsoap_pid; do
+    for p in $pid $corvane_pid $standard_pid $gsoap_pid; do
         kill "$p" 2>/dev/null || true
     done
     rm -rf "$work"
@@ -98,16 +103,30 @@ calls() {  # CLIENT CASE
 start "$server" --port 0
 corvane_port=$port
 corvane_pid=$pid
+start "$server" --port 0 --standard
+standard_port=$port
+standard_pid=$pid
 start "$gsoap_server" 0
 gsoap_port=$port
 gsoap_pid=$pid
 pid=
-printf '%-6s %-12s %-5s %12s %12s %9s %14s\n' client case conn "Corvane/s" "gSOAP/s" "Corv/gSOAP" "Corvane kept/new"
+declare -A ports=([corvane]=$corvane_port [standard]=$standard_port [gsoap]=$gsoap_port)
+# ratio A B: A / B with two decimals, or "-" when either is not a rate.
+ratio() {
+    $python -c "
+try: print('%.2f' % (float('$1') / float('$2')))
+except ValueError: print('-')"
+}
+# Corvane's default mode sends arrays without their size, which the gSOAP client reads as empty
+# and refuses ("wrong"); its standard mode (--standard) sends them whole. Only correct answers
+# count: every client checks each answer and fails the run at the first wrong one.
+printf '%-6s %-12s %-5s %10s %10s %10s %10s %10s %10s %10s\n' client case conn \
+    "Corvane/s" "std/s" "gSOAP/s" "Corv/gSOAP" "std/gSOAP" "kept/new" "std k/n"
 for client in php gsoap zeep; do
     for case in string structs-100; do
         declare -A rate=()
-        for peer in corvane gsoap; do
-            endpoint=http://127.0.0.1:$([ $peer = corvane ] && echo $corvane_port || echo $gsoap_port)/round2_base.inc
+        for peer in corvane standard gsoap; do
+            endpoint=http://127.0.0.1:${ports[$peer]}/round2_base.inc
             for connection in kept new; do
                 n=$(calls $client $case)
                 case $client in
@@ -131,7 +150,8 @@ for client in php gsoap zeep; do
                 if [ -n "$best" ]; then
                     rate[$peer-$connection]=$($python -c "print('%.1f' % (1 / $best))")
                 else
-                    rate[$peer-$connection]="failed"
+                    rate[$peer-$connection]=failed
+                    grep -q "wrong answer" "$work/client.err" && rate[$peer-$connection]=wrong
                     { echo "$client $case on $peer, $connection connection:"; tail -3 "$work/client.err"; } \
                         >"$work/failure-$client-$case-$peer-$connection"
                 fi
@@ -139,15 +159,16 @@ for client in php gsoap zeep; do
         done
         for connection in kept new; do
             c=${rate[corvane-$connection]}
+            s=${rate[standard-$connection]}
             g=${rate[gsoap-$connection]}
-            ratio=$($python -c "
-try: print('%.2f' % (float('$c') / float('$g')))
-except ValueError: print('-')")
             kept_new=
-            [ $connection = kept ] && kept_new=$($python -c "
-try: print('%.2f' % (float('${rate[corvane-kept]}') / float('${rate[corvane-new]}')))
-except ValueError: print('-')")
-            printf '%-6s %-12s %-5s %12s %12s %9s %14s\n' $client $case $connection "$c" "$g" "$ratio" "$kept_new"
+            standard_kept_new=
+            if [ $connection = kept ]; then
+                kept_new=$(ratio "${rate[corvane-kept]}" "${rate[corvane-new]}")
+                standard_kept_new=$(ratio "${rate[standard-kept]}" "${rate[standard-new]}")
+            fi
+            printf '%-6s %-12s %-5s %10s %10s %10s %10s %10s %10s %10s\n' $client $case $connection \
+                "$c" "$s" "$g" "$(ratio "$c" "$g")" "$(ratio "$s" "$g")" "$kept_new" "$standard_kept_new"
         done
         unset rate
     done
@@ -164,6 +185,9 @@ for peer in corvane gsoap; do
 done
 pid=$corvane_pid
 corvane_pid=
+stop || status=1
+pid=$standard_pid
+standard_pid=
 stop || status=1
 pid=$gsoap_pid
 gsoap_pid=
@@ -218,4 +242,7 @@ run "mixed: every fourth request bad" \
 kill -TERM "$pid"
 wait "$pid" || true
 pid=
+
+echo "=== 6. heap per request while it is served (bytes)"
+"$memory" "$wsdl" || status=1
 exit $status

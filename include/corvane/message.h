@@ -227,6 +227,8 @@ public:
 
 private:
     friend class WMSOAPSerializer;
+    // The server helper reads and edits the parameters in place rather than through copies.
+    friend class WMSOAPServerCall;
     // The deserializers' access for moving what they read into place (internal, not exported).
     friend struct corvane::detail::MessageBuilder;
 

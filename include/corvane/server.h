@@ -61,6 +61,9 @@ public:
     // does not list. The value is sent under that part's name. False when the operation has no
     // such part.
     bool SetReturnValue(WMSOAPStructMember const& value);
+    // Extension: the same, taking the value over instead of copying it (a large array need not
+    // be held twice).
+    bool SetReturnValue(WMSOAPStructMember&& value);
 
     // The value of an output parameter (an in-out parameter, or an output part that the
     // parameterOrder lists). False when the operation has no such parameter.

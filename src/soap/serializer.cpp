@@ -8,6 +8,7 @@
 #include "soap/envelope_writer.h"
 #include "soap/message_entries.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -29,7 +30,11 @@ WMSOAPSerializer::~WMSOAPSerializer() = default;
 bool WMSOAPSerializer::Serialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     try {
         WMString text;
-        text.reserve(m_lengthHint);
+        // A server's first answer has no last envelope to go by; twice the request it answers,
+        // still in the buffer, is a better guess than growing the text step by step (an
+        // encoded answer declares its namespaces on every value and runs longer than the
+        // request).
+        text.reserve(std::max(m_lengthHint, 2 * message.m_buffer.size()));
         text.assign(kXmlDeclaration);
         Writer out(text);
         m_standard = message.m_standardWireMode;

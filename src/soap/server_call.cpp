@@ -1,12 +1,13 @@
 #include <corvane/server.h>
 #include <corvane/wsdl.h>
 
+#include "soap/message_entries.h"
 #include "soap/server_text.h"
 #include "text/wire_text.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -15,34 +16,6 @@ constexpr char16_t kUnserializable[] = u"Unable to serialize RPC response.";
 constexpr char16_t kUnpaired[] =
     u"Unable to serialize RPC response: a text holds an unpaired surrogate, which UTF-8 cannot "
     u"carry.";
-
-struct Param {
-    WMString ns;
-    WMString name;
-    WMSOAPStructMember value;
-    bool isInput = false;
-    bool isOutput = false;
-};
-
-std::vector<Param> TakeParams(WMSOAPMessage& message) {
-    std::vector<Param> params;
-    Param param;
-    long position = 0;
-    for (bool more = message.GetFirstMethodParam(param.ns, param.name, param.value, param.isInput,
-                                                 param.isOutput, position);
-         more; more = message.GetNextMethodParam(param.ns, param.name, param.value, param.isInput,
-                                                 param.isOutput, position)) {
-        params.push_back(std::move(param));
-    }
-    message.ClearMethodParams();
-    return params;
-}
-
-void PutParams(WMSOAPMessage& message, std::vector<Param> const& params) {
-    for (Param const& param : params) {
-        message.AddMethodParam(param.ns, param.name, param.value, param.isInput, param.isOutput);
-    }
-}
 
 }  // namespace
 
@@ -91,18 +64,11 @@ WMString const& WMSOAPServerCall::GetMethodName() const {
 }
 
 bool WMSOAPServerCall::GetParam(WMString const& name, WMSOAPStructMember& value) {
-    WMString ns;
-    WMString paramName;
-    bool isInput = false;
-    bool isOutput = false;
-    long position = 0;
-    WMSOAPStructMember candidate;
-    for (bool more =
-             m_message.GetFirstMethodParam(ns, paramName, candidate, isInput, isOutput, position);
-         more; more = m_message.GetNextMethodParam(ns, paramName, candidate, isInput, isOutput,
-                                                   position)) {
-        if (isInput && paramName == name) {
-            value = std::move(candidate);
+    // The entries are read in place: going through GetFirstMethodParam would copy every value
+    // passed over on the way.
+    for (auto const& param : m_message.m_methodParams) {
+        if (param->m_isInput && param->m_name == name) {
+            value = param->m_value;
             return true;
         }
     }
@@ -110,16 +76,19 @@ bool WMSOAPServerCall::GetParam(WMString const& name, WMSOAPStructMember& value)
 }
 
 bool WMSOAPServerCall::SetReturnValue(WMSOAPStructMember const& value) {
+    return SetReturnValue(WMSOAPStructMember(value));
+}
+
+bool WMSOAPServerCall::SetReturnValue(WMSOAPStructMember&& value) {
     WMString const& method = m_message.GetMethodName();
     WMString part;
     long index = 0;
     for (bool more = m_wsdl->GetFirstOutParamName(method, part, index); more;
          more = m_wsdl->GetNextOutParamName(method, part, index)) {
         if (!m_wsdl->IsOperationParam(method, part)) {
-            WMSOAPStructMember named = value;
-            named.SetName(part);
+            value.SetName(part);
             m_message.SetRetValName(part);
-            m_message.SetReturnValue(named);
+            m_message.m_returnValue = std::move(value);
             return true;
         }
     }
@@ -127,18 +96,14 @@ bool WMSOAPServerCall::SetReturnValue(WMSOAPStructMember const& value) {
 }
 
 bool WMSOAPServerCall::SetOutParam(WMString const& name, WMSOAPStructMember const& value) {
-    std::vector<Param> params = TakeParams(m_message);
-    bool found = false;
-    for (Param& param : params) {
-        if (param.isOutput && param.name == name) {
-            param.value = value;
-            param.value.SetName(name);
-            found = true;
-            break;
+    for (auto const& param : m_message.m_methodParams) {
+        if (param->m_isOutput && param->m_name == name) {
+            param->m_value = value;
+            param->m_value.SetName(name);
+            return true;
         }
     }
-    PutParams(m_message, params);
-    return found;
+    return false;
 }
 
 void WMSOAPServerCall::SetFault(WMString const& faultCode, WMString const& faultString) {
@@ -147,18 +112,17 @@ void WMSOAPServerCall::SetFault(WMString const& faultCode, WMString const& fault
 
 int WMSOAPServerCall::WriteResponse(std::string& body) {
     body.clear();
+    // What the request deserializer built while reading (its element and handler trees, many
+    // times the request's size) is of no use to the answer; it goes before the answer is made.
+    m_message.m_reqDeserializer.reset();
     if (!m_message.IsSOAPFault()) {
         m_message.SetRequestPhase(false);
         // A response carries output parts only; the serializer looks every parameter up among
         // them and would refuse the input-only ones.
-        std::vector<Param> params = TakeParams(m_message);
-        std::vector<Param> outputs;
-        for (Param& param : params) {
-            if (param.isOutput) {
-                outputs.push_back(std::move(param));
-            }
-        }
-        PutParams(m_message, outputs);
+        auto& params = m_message.m_methodParams;
+        params.erase(std::remove_if(params.begin(), params.end(),
+                                    [](auto const& param) { return !param->m_isOutput; }),
+                     params.end());
         if (m_message.Serialize(*m_wsdl)) {
             if (!m_wire.standard) {
                 corvane::AppendUTF8(*m_message.GetBufferPtr(), body);

@@ -74,41 +74,21 @@ TEST(AutomationProxy, PostsTheHeaderBlockInItsOrderAndStoresTheAnswerInCopiesToo
 }
 
 TEST(AutomationProxy, RefusesEveryStatusButOkAndServerErrorWithItsText) {
-    struct Case {
-        std::string statusLine;
-        int status;
-        WMString text;
-    };
-    std::vector<Case> const cases = {
-        {"HTTP/1.0 301 Moved Permanently", 301, u"HTTP Redirect: Moved permanently."},
-        {"HTTP/1.0 302 Found", 302, u"HTTP Redirect: Moved temporarily."},
-        {"HTTP/1.0 400 Bad Request", 400, u"HTTP Client Error: Bad Request."},
-        {"HTTP/1.0 401 Unauthorized", 401, u"HTTP Client Error: Unauthorized."},
-        {"HTTP/1.0 403 Forbidden", 403, u"HTTP Client Error: Forbidden."},
-        {"HTTP/1.0 404 Not Found", 404, u"HTTP Client Error: Not Found."},
-        {"HTTP/1.0 501 Not Implemented", 501, u"HTTP Server Error: Not Implemented."},
-        {"HTTP/1.0 503 Service Unavailable", 503, u"HTTP Server Error: Service Unavailable."},
-        {"HTTP/1.0 201 Created", 201, u"Unexpected HTTP Status Code."},
-        {"HTTP/1.0 304 Not Modified", 304, u"Unexpected HTTP Status Code."},
-        {"HTTP/1.0 502 Bad Gateway", 502, u"Unexpected HTTP Status Code."},
-    };
+    std::vector<TableRow> const rows = ReadTable("expected/client/refused_statuses.txt");
     LoopbackServer server;
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        // Even an XML body does not rescue a refused status.
-        server.SetAnswer(static_cast<int>(i + 1),
-                         HttpAnswer(cases[i].statusLine, "text/xml", kEnvelope));
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        server.SetAnswer(static_cast<int>(i + 1), HttpAnswer(rows[i].input, "text/xml", kEnvelope));
     }
-
     WMSOAPAutomationProxy proxy;
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.statusLine);
+    for (TableRow const& row : rows) {
+        SCOPED_TRACE(row.where);
         WMSOAPMessage message;
         message.SetBuffer(u"<request/>");
         Outcome const outcome = Exchange(proxy, server.Port(), message);
         EXPECT_FALSE(outcome.completed);
         EXPECT_EQ(outcome.context, u"Response Message");
-        EXPECT_EQ(outcome.message, c.text);
-        EXPECT_EQ(proxy.GetHTTPStatus(), c.status);
+        EXPECT_EQ(outcome.message, Widen(row.expected));
+        EXPECT_EQ(proxy.GetHTTPStatus(), std::stoi(row.input.substr(9, 3)));
         EXPECT_EQ(proxy.GetXMLIn(), u"");
         EXPECT_EQ(*message.GetBufferPtr(), u"<request/>");
     }

@@ -23,11 +23,12 @@ also=(WMSOAPFault WMXMLName WMXMLMarkup WMHostEnt WMSOAPServerCall WMSOAPProxyFa
 allowed=("${exported[@]}" "${also[@]}" std __gnu_cxx)
 
 # One owner per symbol: the class or function that the demangled name defines.
-owners=$("$nm" -D --defined-only -C "$library" | cut -d' ' -f3- | sed -E \
-    -e 's/^(vtable|typeinfo|typeinfo name|VTT|construction vtable|guard variable) for //' \
-    -e 's/^(non-virtual|virtual|covariant return) thunk to //' \
-    -e 's/^(void|bool|char|int|unsigned|long|short|double|float|const|auto)[ *&]+//' \
-    -e 's/^([A-Za-z_][A-Za-z0-9_]*).*/\1/' | sort -u)
+owners=$("$nm" -D --defined-only -C "$library" | cut -d' ' -f3- | perl -pe '
+    s/^(vtable|typeinfo|typeinfo name|VTT|construction vtable|guard variable) for //;
+    s/^(non-virtual|virtual|covariant return) thunk to //;
+    s/^decltype\s*(\((?:[^()]++|(?1))*\))\s*//;
+    1 while s/^(void|bool|char|int|unsigned|signed|long|short|double|float|const|auto)[ *&]+//;
+    s/^([A-Za-z_][A-Za-z0-9_]*).*/$1/' | sort -u)
 
 declare -A is_allowed
 for name in "${allowed[@]}"; do

@@ -18,16 +18,21 @@ namespace {
 
 using corvane::platform::SigpipeGuard;
 
+sigset_t PipeOnly() {
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    return pipe;
+}
+
 bool Pending() {
-    sigset_t pending;
-    sigemptyset(&pending);
+    sigset_t pending = PipeOnly();
     sigpending(&pending);
     return sigismember(&pending, SIGPIPE) == 1;
 }
 
 bool Blocked() {
-    sigset_t mask;
-    sigemptyset(&mask);
+    sigset_t mask = PipeOnly();
     pthread_sigmask(SIG_BLOCK, nullptr, &mask);
     return sigismember(&mask, SIGPIPE) == 1;
 }
@@ -45,9 +50,7 @@ int WriteToClosedPeer() {
 }
 
 void BlockSigpipe(int how) {
-    sigset_t pipe;
-    sigemptyset(&pipe);
-    sigaddset(&pipe, SIGPIPE);
+    sigset_t pipe = PipeOnly();
     pthread_sigmask(how, &pipe, nullptr);
 }
 
@@ -73,9 +76,7 @@ TEST(SigpipeGuard, LeavesTheApplicationsMaskAndPendingSignalAlone) {
     }
     EXPECT_TRUE(Blocked());
     EXPECT_TRUE(Pending());
-    sigset_t pipe;
-    sigemptyset(&pipe);
-    sigaddset(&pipe, SIGPIPE);
+    sigset_t pipe = PipeOnly();
     timespec zero{0, 0};
     EXPECT_EQ(sigtimedwait(&pipe, nullptr, &zero), SIGPIPE);
     EXPECT_FALSE(Pending());

@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include "platform/codepage.h"
@@ -21,6 +20,8 @@
 #include "platform/guid.h"
 #include "platform/library.h"
 #include "platform/socket.h"
+#include "support/loopback.h"
+#include "support/support.h"
 
 namespace {
 
@@ -92,54 +93,9 @@ TEST(WindowsLibrary, LoadsOnlyByAbsolutePath) {
 
 TEST(WindowsGuid, RegistryFormVersion4AndFresh) {
     const std::u16string first = platform::NewGuidText();
-    // '_' is an upper-case hex digit; the 4 is the version.
-    const std::string shape = "{________-____-4___-____-____________}";
-    ASSERT_EQ(first.size(), shape.size());
-    for (std::size_t i = 0; i < shape.size(); ++i) {
-        const char16_t c = first[i];
-        EXPECT_TRUE(shape[i] == '_' ? (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'F')
-                                    : c == static_cast<char16_t>(shape[i]))
-            << i;
-    }
+    EXPECT_TRUE(corvane::test::IsGuidText(first, true)) << corvane::test::Narrow(first);
     EXPECT_NE(platform::NewGuidText(), first);
 }
-
-// A listener on 127.0.0.1 made with the system's calls, to play the peer.
-class Peer {
-public:
-    Peer() {
-        WSADATA data;
-        ::WSAStartup(MAKEWORD(2, 2), &data);
-        listener_ = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        int length = sizeof(address);
-        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof(address));
-        ::listen(listener_, 1);
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-        port_ = ntohs(address.sin_port);
-    }
-    ~Peer() {
-        if (accepted_ != INVALID_SOCKET) {
-            ::closesocket(accepted_);
-        }
-        ::closesocket(listener_);
-        ::WSACleanup();
-    }
-    int Port() const { return port_; }
-    void Accept() { accepted_ = ::accept(listener_, nullptr, nullptr); }
-    void Send(const char* text) { ::send(accepted_, text, static_cast<int>(std::strlen(text)), 0); }
-    void Close() {
-        ::closesocket(accepted_);
-        accepted_ = INVALID_SOCKET;
-    }
-
-private:
-    SOCKET listener_ = INVALID_SOCKET;
-    SOCKET accepted_ = INVALID_SOCKET;
-    int port_ = 0;
-};
 
 bool RunningUnderWine() {
     HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
@@ -157,20 +113,22 @@ platform::SocketHandle Connect(int port) {
 }
 
 TEST(WindowsSocket, WaitsReportWriteReadAndCloseInOrder) {
-    Peer peer;
+    // The peer answers "ab" to the first byte it reads, then closes.
+    corvane::test::ServerScript script;
+    script.requestBytes = 1;
+    script.reply = {"ab"};
+    corvane::test::LoopbackServer peer(script);
     const platform::SocketHandle socket = Connect(peer.Port());
     ASSERT_NE(socket, platform::kInvalidSocket);
     platform::Readiness ready = platform::WaitSocket(socket, true, false, false, 5000);
     EXPECT_TRUE(ready.writable);
     EXPECT_EQ(platform::PendingSocketError(socket), 0);
-    peer.Accept();
 
     ready = platform::WaitSocket(socket, false, true, true, 50);
     EXPECT_TRUE(ready.timedOut);
     EXPECT_FALSE(ready.readable || ready.closed);
 
-    peer.Send("ab");
-    peer.Close();
+    EXPECT_EQ(platform::SendSocket(socket, "x", 1), 1);
     // The close must wait until every byte before it has been read.
     ready = platform::WaitSocket(socket, false, true, true, 5000);
     EXPECT_TRUE(ready.readable);
@@ -189,12 +147,7 @@ TEST(WindowsSocket, WaitsReportWriteReadAndCloseInOrder) {
 }
 
 TEST(WindowsSocket, RefusedConnectAndResolution) {
-    int port = 0;
-    {
-        Peer closed;  // bound, then released: nothing listens there afterwards
-        port = closed.Port();
-    }
-    const platform::SocketHandle socket = Connect(port);
+    const platform::SocketHandle socket = Connect(corvane::test::UnusedPort());
     const platform::Readiness ready = platform::WaitSocket(socket, true, false, false, 5000);
     EXPECT_TRUE(ready.writable);
     EXPECT_EQ(platform::PendingSocketError(socket), 10061);

@@ -52,6 +52,26 @@ std::vector<TableRow> ReadTable(const std::string& relative) {
     return rows;
 }
 
+WMString Unescape(const std::string& cell) {
+    WMString text;
+    for (std::size_t i = 0; i < cell.size(); ++i) {
+        const char c = cell[i] == '\\' && i + 1 < cell.size() ? cell[++i] : 0;
+        const std::size_t digits = c == 'x' ? 2 : c == 'u' ? 4 : 0;
+        if (digits > 0) {
+            text += static_cast<WMChar>(std::stoul(cell.substr(i + 1, digits), nullptr, 16));
+            i += digits;
+            continue;
+        }
+        text += c == 0     ? static_cast<WMChar>(static_cast<unsigned char>(cell[i]))
+                : c == 'r' ? u'\r'
+                : c == 'n' ? u'\n'
+                : c == 't' ? u'\t'
+                : c == '0' ? u'\0'
+                           : static_cast<WMChar>(c);
+    }
+    return text;
+}
+
 WMString Widen(const std::string& text) {
     WMString wide;
     for (char c : text) {
@@ -62,6 +82,23 @@ WMString Widen(const std::string& text) {
 
 std::string Narrow(const WMString& text) {
     return std::string(text.begin(), text.end());
+}
+
+bool IsGuidText(const WMString& text, bool braced) {
+    // '_' is an upper-case hex digit; the 4 is the version.
+    const std::string shape = "________-____-4___-____-____________";
+    const std::string form = braced ? "{" + shape + "}" : shape;
+    if (text.size() != form.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < form.size(); ++i) {
+        const char16_t c = text[i];
+        const bool hex = (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'F');
+        if (form[i] == '_' ? !hex : c != static_cast<char16_t>(form[i])) {
+            return false;
+        }
+    }
+    return true;
 }
 
 TempDir::TempDir() {

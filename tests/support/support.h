@@ -23,12 +23,18 @@ struct TableRow {
     std::string where;  // "file:line", for failure messages
 };
 std::vector<TableRow> ReadTable(const std::string& relative);
+// The text a table cell stands for: \r \n \t \0 \\ \xNN and \uNNNN are the code units they
+// name; a backslash before any other character stands for that character.
+WMString Unescape(const std::string& cell);
 
 // Runs a shell command; its standard output, and whether it exited with status 0.
 bool RunShell(const std::string& command, std::string* output = nullptr);
 // ASCII and Latin-1 text both ways (each byte is one code unit), as on the wire.
 WMString Widen(const std::string& text);
 std::string Narrow(const WMString& text);
+
+// Whether `text` is a version 4 GUID in upper-case hex digits, in braces when `braced`.
+bool IsGuidText(const WMString& text, bool braced);
 
 // A fresh directory under the system's temporary directory, removed with the object.
 class TempDir {

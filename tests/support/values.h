@@ -1,10 +1,11 @@
 // Values of the exported model as short text, so a test compares a whole value in one line:
 // numbers as they print, strings in quotes, structs as {name=value,...}, arrays as [{...},...]
-// and an empty value as nil. Header only: it uses the exported interface alone, so programs on
-// the subsystems and programs on the shared library both use it.
+// and an empty value as nil; and a client's fault likewise. Header only: it uses the exported
+// interface alone, so programs on the subsystems and programs on the shared library both use it.
 #ifndef CORVANE_TESTS_SUPPORT_VALUES_H
 #define CORVANE_TESTS_SUPPORT_VALUES_H
 
+#include <corvane/client.h>
 #include <corvane/utf8.h>
 #include <corvane/values.h>
 
@@ -64,6 +65,17 @@ inline std::string Show(const WMSOAPStructMember& constMember) {
             break;
     }
     return out.str();
+}
+
+// The fault a client holds as "code|string|actor"; "none" without one.
+inline std::string FaultOf(WMSOAPClient& client) {
+    WMString code, text, actor;
+    if (!client.IsSOAPFault() || !client.GetSOAPFaultCode(code) ||
+        !client.GetSOAPFaultString(text)) {
+        return "none";
+    }
+    client.GetSOAPFaultActor(actor);
+    return Utf8(code) + "|" + Utf8(text) + "|" + Utf8(actor);
 }
 
 }  // namespace corvane::test

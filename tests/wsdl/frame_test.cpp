@@ -10,31 +10,26 @@
 namespace corvane::test {
 namespace {
 
+// Each test reads its documents from tests/data/expected/wsdl/frame.
 class Frame : public ::testing::Test {
 protected:
-    const WMSOAPDefinitionsHandler& Load(const std::string& document) {
-        std::string path = m_dir.Write("doc" + std::to_string(m_count++) + ".wsdl", document);
-        m_parser.SetDocBase(Widen("file://" + m_dir.Path() + "/"));
-        EXPECT_TRUE(m_parser.LoadAndParseWSDLFile(Widen(path)))
+    static std::string Path(const std::string& name) {
+        return DataPath("expected/wsdl/frame/" + name);
+    }
+    const WMSOAPDefinitionsHandler& Load(const std::string& name) {
+        m_parser.SetDocBase(Widen("file://" + Path("")));
+        EXPECT_TRUE(m_parser.LoadAndParseWSDLFile(Widen(Path(name))))
             << Narrow(m_parser.GetLoadErrorMessage());
         static const WMSOAPWSDLDesc kEmpty;
         return m_parser.GetWSDLDesc() ? m_parser.GetWSDLDesc()->GetDefinitions()
                                       : kEmpty.GetDefinitions();
     }
 
-    TempDir m_dir;
     WMWSDLParser m_parser;
-    int m_count = 0;
 };
 
 TEST_F(Frame, UnknownElementsAreSkippedWithTheirSubtrees) {
-    const auto& defs = Load(Definitions(R"(
-<documentation>text <message name="inDoc"/></documentation>
-<x:ext xmlns:x="urn:x"><message name="inExt"/><x:deeper><portType name="P2"/></x:deeper></x:ext>
-<message name="kept"><x:part xmlns:x="urn:x" name="foreign"/><part name="p" type="xsd:int"/>
- <documentation><part name="doc"/></documentation></message>
-<portType name="P"><operation name="o"><documentation/><input message="tns:kept"/></operation>
-</portType>)"));
+    const auto& defs = Load("skipped.wsdl");
     EXPECT_EQ(defs.GetMessages().size(), 1u);
     const WMMessageHandler* kept = defs.FindMessage({u"urn:t", u"kept"});
     ASSERT_NE(kept, nullptr);
@@ -52,9 +47,7 @@ TEST_F(Frame, UnknownElementsAreSkippedWithTheirSubtrees) {
 TEST_F(Frame, PrefixMapIsFlat) {
     // An inner default namespace replaces the outer one while it is in scope.
     // Unprefixed values otherwise take the document's default namespace.
-    const auto& defs =
-        Load(Definitions(R"(<message name="m0"><part name="p" type="plain"/></message>
-<wsdl:message name="m1" xmlns="urn:inner"><wsdl:part name="p" type="t"/></wsdl:message>)"));
+    const auto& defs = Load("flat_scope.wsdl");
     const WMMessageHandler* m1 = defs.FindMessage({u"urn:t", u"m1"});
     ASSERT_NE(m1, nullptr);
     EXPECT_EQ(Narrow(FindIn(m1->GetParts(), u"p")->GetType().ns), "urn:inner");
@@ -63,34 +56,20 @@ TEST_F(Frame, PrefixMapIsFlat) {
     EXPECT_EQ(Narrow(plain->GetType().ns), "http://schemas.xmlsoap.org/wsdl/");
     EXPECT_EQ(Narrow(plain->GetType().local), "plain");
 
-    // When the inner element ends the mapping is gone altogether, so a later use fails.
-    WMWSDLParser parser;
-    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(m_dir.Write("flat.wsdl", Definitions(R"(
-<wsdl:message name="m1" xmlns="urn:inner"><wsdl:part name="p" type="t"/></wsdl:message>
-<message name="m2"><part name="p" type="t"/></message>)")))));
-    EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
-              "Unresolvable namespace for attribute 'type' on element: 'message'");
-
     // The XML parser does not report a prefix bound again to another URI, so the outer
     // binding stays in force.
-    const auto& rebound = Load(Definitions(
-        R"(<message name="m" xmlns:tns="urn:inner"><part name="p" type="tns:t"/></message>)"));
-    EXPECT_EQ(Narrow(FindIn(rebound.FindMessage({u"urn:t", u"m"})->GetParts(), u"p")->GetType().ns),
+    EXPECT_EQ(Narrow(FindIn(defs.FindMessage({u"urn:t", u"m"})->GetParts(), u"p")->GetType().ns),
               "urn:t");
+
+    // When the inner element ends the mapping is gone altogether, so a later use fails.
+    WMWSDLParser parser;
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(Path("flat_gone.wsdl"))));
+    EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
+              "Unresolvable namespace for attribute 'type' on element: 'message'");
 }
 
 TEST_F(Frame, FirstDefinitionOfANameIsKept) {
-    const auto& defs = Load(Definitions(R"(
-<message name="m"><part name="first" type="xsd:int"/><part name="dup" type="xsd:int"/>
- <part name="dup" type="xsd:string"/></message>
-<message name="m"><part name="second" type="xsd:int"/></message>
-<portType name="P"><operation name="o"><input message="tns:one"/><input message="tns:two"/>
- </operation></portType>
-<types><xsd:schema targetNamespace="urn:s"><xsd:complexType name="C"><xsd:sequence>
- <xsd:element name="a" type="xsd:int"/></xsd:sequence></xsd:complexType>
- <xsd:complexType name="C"><xsd:sequence><xsd:element name="b" type="xsd:int"/></xsd:sequence>
- </xsd:complexType></xsd:schema>
- <xsd:schema targetNamespace="urn:s"><xsd:complexType name="D"/></xsd:schema></types>)"));
+    const auto& defs = Load("first_kept.wsdl");
     const WMMessageHandler* m = defs.FindMessage({u"urn:t", u"m"});
     ASSERT_NE(m, nullptr);
     ASSERT_EQ(m->GetParts().size(), 2u);
@@ -109,15 +88,7 @@ TEST_F(Frame, FirstDefinitionOfANameIsKept) {
 
 TEST_F(Frame, DocumentWithoutTargetNamespace) {
     WMSOAPWSDLClient client;
-    std::string path = m_dir.Write("nons.wsdl", Definitions(R"(
-<message name="m"><part name="p" type="xsd:int"/></message>
-<portType name="P"><operation name="o"><input message="e:m"/></operation>
- <operation name="q"><input message="tns:m"/></operation></portType>
-<binding name="B" type="e:P"><operation name="o"/><operation name="q"/></binding>
-<service name="S"><port name="p" binding="tns:B"><soap:address location="http://h/x"/></port>
-</service>)",
-                                                            "xmlns:e=''"));
-    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Widen("file://" + path)));
+    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Widen("file://" + Path("no_tns.wsdl"))));
     EXPECT_EQ(Narrow(client.GetDefinitionsTNS()), "");
     // Only names whose prefix maps to the empty namespace find the messages.
     EXPECT_TRUE(client.IsInputMsgPart(u"o", u"p"));
@@ -125,13 +96,7 @@ TEST_F(Frame, DocumentWithoutTargetNamespace) {
 }
 
 TEST_F(Frame, SchemaDetails) {
-    const auto& defs = Load(Definitions(R"(<types>
-<schema xmlns="http://www.w3.org/1999/XMLSchema" targetNamespace="urn:old"
-  elementFormDefault="qualified"><element name="e"/></schema>
-<xsd:schema targetNamespace="urn:caps" elementFormDefault="Qualified"/>
-<xsd:schema targetNamespace="urn:both"><xsd:element name="two">
- <xsd:complexType><xsd:sequence/></xsd:complexType><xsd:simpleType><xsd:restriction
-  base="xsd:string"/></xsd:simpleType></xsd:element></xsd:schema></types>)"));
+    const auto& defs = Load("schemas.wsdl");
     const WMSchemaHandler* old = defs.GetTypes().FindSchema(u"urn:old");
     ASSERT_NE(old, nullptr);
     EXPECT_TRUE(old->IsElementFormQualified());
@@ -153,17 +118,7 @@ TEST_F(Frame, SchemaDetails) {
 }
 
 TEST_F(Frame, ImportsResolveAgainstTheDocumentDirectoryAndMerge) {
-    m_dir.Write("sub/types.xsd", R"(<schema xmlns="http://www.w3.org/2001/XMLSchema"
-  targetNamespace="urn:s"><complexType name="S"><all><element name="v" type="string"/></all>
-  </complexType></schema>)");
-    m_dir.Write("sub/imp.wsdl", Definitions(R"(<import namespace="urn:s" location="types.xsd"/>
-<message name="shared"><part name="fromImport" type="xsd:int"/></message>
-<message name="own"><part name="p" type="s:S"/></message>
-<portType name="P"><operation name="o"><input message="tns:own"/></operation></portType>)",
-                                            "targetNamespace='urn:imp' xmlns:s='urn:s'"));
-    const auto& defs = Load(Definitions(R"(
-<message name="shared"><part name="fromMain" type="xsd:int"/></message>
-<import namespace="urn:imp" location="sub/imp.wsdl"/>)"));
+    const auto& defs = Load("imports.wsdl");
     // The importing document's message stays; the imported one is not found by its namespace.
     const WMMessageHandler* shared = defs.FindMessage({u"urn:t", u"shared"});
     ASSERT_NE(shared, nullptr);
@@ -178,18 +133,11 @@ TEST_F(Frame, ImportsResolveAgainstTheDocumentDirectoryAndMerge) {
 }
 
 TEST_F(Frame, FileLocationWithBackslashesIsReadWithSlashes) {
-    m_dir.Write("win/parts/imp.wsdl", Definitions(R"(
-<message name="fromImport"><part name="p" type="xsd:int"/></message>)",
-                                                  "targetNamespace='urn:imp'"));
-    std::string path = m_dir.Write("win/svc.wsdl", Definitions(R"(
-<import namespace="urn:imp" location="parts\imp.wsdl"/>
-<binding name="B" type="tns:P"/>
-<service name="S"><port name="p" binding="tns:B"><soap:address location="http://h/"/></port>
-</service>)"));
+    const std::string path = Path("win/svc.wsdl");
     std::string windowsStyle = path;
     std::replace(windowsStyle.begin(), windowsStyle.end(), '/', '\\');
-    // The temporary directory itself has backslashes on Windows: every one becomes a slash.
-    std::string base = m_dir.Path() + "/win/";
+    // The data directory itself has backslashes on Windows: every one becomes a slash.
+    std::string base = Path("win/");
     std::replace(base.begin(), base.end(), '\\', '/');
 
     // The importer, which reads a description without choosing a port, resolves the same way.

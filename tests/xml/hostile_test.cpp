@@ -3,6 +3,7 @@
 #include <corvane/xml_parser.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "xml/recorder.h"
@@ -12,16 +13,6 @@ namespace {
 WMString Nested(std::size_t depth) {
     return Repeat(u"<a>", depth) + Repeat(u"</a>", depth);
 }
-
-class CountingHandler : public WMXMLEventHandler {
-public:
-    long elements = 0;
-    int StartElement(WMString const&, WMString const&, WMString const&, WMXMLAttributeMap&,
-                     WMXMLElement*) override {
-        ++elements;
-        return 0;
-    }
-};
 
 TEST(XMLHostile, NestingStopsAtTheLimitWithTheOrdinaryError) {
     int const limit = WMXMLParser::kMaxNestingDepth;
@@ -35,7 +26,7 @@ TEST(XMLHostile, NestingStopsAtTheLimitWithTheOrdinaryError) {
 TEST(XMLHostile, LargeCountsAndSizesParse) {
     WMString manyAttributes = u"<a";
     for (int i = 0; i < 100000; ++i) {
-        manyAttributes += u" n" + Number(i) + u"='v'";
+        manyAttributes += u" n" + Widen(std::to_string(i)) + u"='v'";
     }
     manyAttributes += u"/>";
     WMXMLParser parser;
@@ -57,9 +48,9 @@ TEST(XMLHostile, LargeCountsAndSizesParse) {
 
     WMXMLParser events;
     events.SetBuildTree(false);
-    CountingHandler counter;
-    events.ParseXML(u"<r>" + Repeat(u"<s a='1'/>", 300000) + u"</r>", &counter);
-    EXPECT_EQ(counter.elements, 300001);
+    Recorder recorder;
+    events.ParseXML(u"<r>" + Repeat(u"<s a='1'/>", 300000) + u"</r>", &recorder);
+    EXPECT_EQ(std::count(recorder.events.begin(), recorder.events.end(), "end s"), 300000);
 }
 
 TEST(XMLHostile, CopiesOfNamespaceTextAreBounded) {
@@ -67,7 +58,7 @@ TEST(XMLHostile, CopiesOfNamespaceTextAreBounded) {
     WMString const longName(1u << 18, u'n');
     WMString byName = u"<" + longName;
     for (int i = 0; i < 20000; ++i) {
-        byName += u" a" + Number(i) + u"=''";
+        byName += u" a" + Widen(std::to_string(i)) + u"=''";
     }
     EXPECT_EQ(ErrorLine(byName + u"/>"), 1);
 
@@ -77,7 +68,7 @@ TEST(XMLHostile, CopiesOfNamespaceTextAreBounded) {
     // Every child declares a prefix, so each would copy the root's many declarations.
     WMString root = u"<r";
     for (int i = 0; i < 2000; ++i) {
-        root += u" xmlns:p" + Number(i) + u"='u'";
+        root += u" xmlns:p" + Widen(std::to_string(i)) + u"='u'";
     }
     root += u">";
     EXPECT_NE(ErrorLine(root + Repeat(u"<a xmlns:q='v'/>", 50000) + u"</r>"), 0);

@@ -10,13 +10,10 @@
 #include <string_view>
 #include <vector>
 
-inline std::string Narrow(WMString const& text) {
-    std::string out;
-    for (char16_t c : text) {
-        out += c < 0x80 ? static_cast<char>(c) : '?';
-    }
-    return out;
-}
+#include "support/support.h"
+
+using corvane::test::Narrow;
+using corvane::test::Widen;
 
 inline WMString Repeat(std::u16string_view piece, std::size_t count) {
     WMString out;
@@ -25,11 +22,6 @@ inline WMString Repeat(std::u16string_view piece, std::size_t count) {
         out += piece;
     }
     return out;
-}
-
-inline WMString Number(std::size_t value) {
-    std::string const digits = std::to_string(value);
-    return WMString(digits.begin(), digits.end());
 }
 
 // Parses `text` with a fresh parser and returns the thrown line, or 0 when the parse succeeds.

@@ -88,14 +88,18 @@ TEST(TlsLoader, ResolvesEveryEntryPointFromBesideTheExecutable) {
               reinterpret_cast<void*>(DynSSL::m_i2d_PrivateKey));
 }
 
-std::string Filler() {
+// The peer answers with the request's own bytes, its zero byte included, then 1.6 MB.
+void ExpectEchoAndFiller(HttpProbe& http, const std::string& request) {
+    WMChar const* content = http.GetContent();
+    ASSERT_NE(content, nullptr);
+    EXPECT_EQ(WMString(content), corvane::test::Widen(request));
     std::string filler;
     char line[16];
     for (int i = 0; i < 200000; ++i) {
         std::snprintf(line, sizeof(line), "%07d\n", i);
         filler += line;
     }
-    return filler;
+    EXPECT_TRUE(WMString(content + request.size() + 1) == corvane::test::Widen(filler));
 }
 
 TEST(TlsTransport, PostOverTlsReturnsTheServersReply) {
@@ -107,18 +111,7 @@ TEST(TlsTransport, PostOverTlsReturnsTheServersReply) {
         << http.LastError();
     EXPECT_EQ(http.GetStatus(), 200);
     EXPECT_EQ(http.GetContentType(), u"text/xml");
-    // The peer answers with the request's own bytes, its zero byte included, then 1.6 MB.
-    const char request[] = "POST /svc HTTP/1.0\r\nContent-Type: text/xml\r\n\r\n<x>caf\xE9</x>";
-    WMChar const* content = http.GetContent();
-    ASSERT_NE(content, nullptr);
-    const WMString echoed(content);
-    WMString expected;
-    for (std::size_t i = 0; i + 1 < sizeof(request); ++i) {
-        expected += static_cast<WMChar>(static_cast<unsigned char>(request[i]));
-    }
-    EXPECT_EQ(echoed, expected);
-    const std::string filler = Filler();
-    EXPECT_TRUE(WMString(content + echoed.size() + 1) == WMString(filler.begin(), filler.end()));
+    ExpectEchoAndFiller(http, "POST /svc HTTP/1.0\r\nContent-Type: text/xml\r\n\r\n<x>caf\xE9</x>");
 }
 
 TEST(TlsTransport, CloseWithoutNotificationStillEndsTheResponse) {
@@ -128,11 +121,7 @@ TEST(TlsTransport, CloseWithoutNotificationStillEndsTheResponse) {
     ASSERT_TRUE(http.SendHTTPRequest(443, u"GET", u"127.0.0.1", u"/", u"", u"", u""))
         << http.LastError();
     EXPECT_EQ(http.GetStatus(), 200);
-    WMChar const* content = http.GetContent();
-    ASSERT_NE(content, nullptr);
-    EXPECT_EQ(WMString(content), u"GET / HTTP/1.0\r\n\r\n");
-    const std::string filler = Filler();
-    EXPECT_TRUE(WMString(content + 19) == WMString(filler.begin(), filler.end()));
+    ExpectEchoAndFiller(http, "GET / HTTP/1.0\r\n\r\n");
 }
 
 TEST(TlsTransport, HandshakeWithASilentPeerTimesOut) {
