@@ -298,7 +298,13 @@ public:
         std::vector<WMSOAPStructType> items;
         items.reserve(Tree::ChildCount(element));
         // Offsets and the dimensions of arrayType are not used, deliberately: items fill the
-        // array from its start in document order.
+        // array from its start in document order, each item a row of its own. The standard wire
+        // mode keeps the shape of a two-dimensional array whose arrayType sizes exactly its
+        // items: one struct per row, the form its writer sizes as "[rows,columns]" again.
+        std::size_t const columns = m_state.standardWireMode ? RowLength(Tree::ArrayType(element),
+                                                                         Tree::ChildCount(element))
+                                                             : 0;
+        std::size_t index = 0;
         for (Node child : Tree::Children(element)) {
             Node item = Content(child);
             if (item == nullptr) {
@@ -310,7 +316,9 @@ public:
                 !m_state.Charge(1) || !m_state.ChargeCopy(m_state.created - before)) {
                 return false;
             }
-            items.emplace_back();
+            if (columns == 0 || index++ % columns == 0) {
+                items.emplace_back();
+            }
             detail::ValueBuilder::Append(items.back(), std::move(value));
         }
         detail::ValueBuilder::SetArray(result, std::move(items));
@@ -318,6 +326,29 @@ public:
     }
 
 private:
+    // The row length of an arrayType sized "[rows,columns]" for exactly `items` items; 0 for
+    // any other arrayType.
+    static std::size_t RowLength(std::u16string_view arrayType, std::size_t items) {
+        std::size_t const open = arrayType.find(u'[');
+        if (open == std::u16string_view::npos || arrayType.back() != u']') {
+            return 0;
+        }
+        std::size_t sizes[2] = {0, 0};
+        int dim = 0;
+        for (char16_t c : arrayType.substr(open + 1, arrayType.size() - open - 2)) {
+            if (c == u',' && dim == 0) {
+                dim = 1;
+            } else if (c >= u'0' && c <= u'9' && sizes[dim] <= items) {
+                sizes[dim] = sizes[dim] * 10 + static_cast<std::size_t>(c - u'0');
+            } else {
+                return 0;
+            }
+        }
+        bool const exact = dim == 1 && sizes[0] != 0 && sizes[1] != 0 && items % sizes[0] == 0 &&
+                           items / sizes[0] == sizes[1];
+        return exact ? sizes[1] : 0;
+    }
+
     static bool IsAnyType(std::u16string_view name) {
         return name == u"anyType" || name == u"ur-type";
     }

@@ -4,28 +4,20 @@
 
 #include "wsdl/frame.h"
 
-using corvane::AttrContext;
 using corvane::kWsdlNS;
 using corvane::kWsdlSoapNS;
 using corvane::QName;
+using corvane::StartTag;
 using corvane::WStringView;
 
 namespace {
 
-bool IsWsdl(const WMString& ns, const WMString& localName, WStringView expected) {
-    return localName == expected && ns == kWsdlNS;
-}
-
-bool IsSoap(const WMString& ns, const WMString& localName, WStringView expected) {
-    return localName == expected && ns == kWsdlSoapNS;
-}
-
 template <class T>
-T* ReadRecord(std::unique_ptr<T>& slot, const WMString& tns, const AttrContext& attrs,
+T* ReadRecord(std::unique_ptr<T>& slot, const WMWSDLEventHandler& parent, const StartTag& tag,
               WMWSDLParseEventHandler& frame) {
     auto record = std::make_unique<T>();
-    record->SetTargetNS(tns);
-    record->ReadAttributes(attrs);
+    record->InheritTargetNS(parent);
+    record->ReadAttributes(tag);
     return FillSlot(slot, std::move(record), frame);
 }
 
@@ -33,33 +25,30 @@ T* ReadRecord(std::unique_ptr<T>& slot, const WMString& tns, const AttrContext& 
 
 // message and part
 
-WMWSDLEventHandler* WMMessagePartHandler::StartChildElement(const WMString&, const WMString&,
-                                                            const WMString&, const AttrContext&,
+WMWSDLEventHandler* WMMessagePartHandler::StartChildElement(const StartTag&,
                                                             WMWSDLParseEventHandler&) {
     return nullptr;
 }
 
-void WMMessagePartHandler::ReadAttributes(const AttrContext& attrs) {
+void WMMessagePartHandler::ReadAttributes(const StartTag& tag) {
     // The messages name the enclosing 'message', not 'part'.
-    if (const WMString* element = attrs.Find(u"partelement")) {
-        m_element = attrs.Resolve(*element, u"element", u"message");
+    if (auto element = tag.Find(u"partelement")) {
+        m_element = tag.Resolve(*element, u"element", u"message");
     }
-    if (const WMString* type = attrs.Find(u"parttype")) {
-        m_type = attrs.Resolve(*type, u"type", u"message");
+    if (auto type = tag.Find(u"parttype")) {
+        m_type = tag.Resolve(*type, u"type", u"message");
     }
 }
 
-WMWSDLEventHandler* WMMessageHandler::StartChildElement(const WMString& ns,
-                                                        const WMString& localName, const WMString&,
-                                                        const AttrContext& attrs,
+WMWSDLEventHandler* WMMessageHandler::StartChildElement(const StartTag& tag,
                                                         WMWSDLParseEventHandler& frame) {
-    if (!IsWsdl(ns, localName, u"part")) {
+    if (!tag.Is(kWsdlNS, u"part")) {
         return nullptr;
     }
-    const WMString& name = attrs.Require(u"partname", u"name", u"part", true);
+    WStringView name = tag.Require(u"partname", u"name", u"part", true);
     auto part = std::make_unique<WMMessagePartHandler>(name);
-    part->SetTargetNS(GetTargetNS());
-    part->ReadAttributes(attrs);
+    part->InheritTargetNS(*this);
+    part->ReadAttributes(tag);
     WMMessagePartHandler* raw = FileHandler(m_parts, name, std::move(part), frame);
     if (!m_firstPart) {
         m_firstPart = raw;
@@ -69,55 +58,50 @@ WMWSDLEventHandler* WMMessageHandler::StartChildElement(const WMString& ns,
 
 // portType, operation, input, output, fault
 
-WMWSDLEventHandler* WMOperationMessageHandler::StartChildElement(const WMString&, const WMString&,
-                                                                 const WMString&,
-                                                                 const AttrContext&,
+WMWSDLEventHandler* WMOperationMessageHandler::StartChildElement(const StartTag&,
                                                                  WMWSDLParseEventHandler&) {
     return nullptr;
 }
 
-void WMOperationMessageHandler::ReadAttributes(const AttrContext& attrs) {
-    const WMString element(m_elementName);
-    if (const WMString* name = attrs.Find(element + u"name")) {
+void WMOperationMessageHandler::ReadAttributes(const StartTag& tag) {
+    if (auto name = tag.Find(m_elementName, u"name")) {
         m_name = *name;
     }
-    const WMString* message = attrs.Find(element + u"message");
+    auto message = tag.Find(m_elementName, u"message");
     if (!message) {
         corvane::ThrowMissingAttribute(u"message", m_elementName, false);
     }
-    m_message = attrs.Resolve(*message, u"message", m_elementName);
+    m_message = tag.Resolve(*message, u"message", m_elementName);
 }
 
-void WMFaultHandler::ReadAttributes(const AttrContext& attrs) {
-    attrs.Require(u"faultname", u"name", u"fault", false);
-    WMOperationMessageHandler::ReadAttributes(attrs);
+void WMFaultHandler::ReadAttributes(const StartTag& tag) {
+    tag.Require(u"faultname", u"name", u"fault", false);
+    WMOperationMessageHandler::ReadAttributes(tag);
 }
 
-WMWSDLEventHandler* WMOperationHandler::StartChildElement(const WMString& ns,
-                                                          const WMString& localName,
-                                                          const WMString&, const AttrContext& attrs,
+WMWSDLEventHandler* WMOperationHandler::StartChildElement(const StartTag& tag,
                                                           WMWSDLParseEventHandler& frame) {
-    if (ns != kWsdlNS) {
+    if (tag.ns != kWsdlNS) {
         return nullptr;
     }
-    if (localName == u"input") {
-        return ReadRecord(m_input, GetTargetNS(), attrs, frame);
+    if (tag.local == u"input") {
+        return ReadRecord(m_input, *this, tag, frame);
     }
-    if (localName == u"output") {
-        return ReadRecord(m_output, GetTargetNS(), attrs, frame);
+    if (tag.local == u"output") {
+        return ReadRecord(m_output, *this, tag, frame);
     }
-    if (localName == u"fault") {
-        const WMString& name = attrs.Require(u"faultname", u"name", u"fault", true);
+    if (tag.local == u"fault") {
+        WStringView name = tag.Require(u"faultname", u"name", u"fault", true);
         auto fault = std::make_unique<WMFaultHandler>();
-        fault->SetTargetNS(GetTargetNS());
-        fault->ReadAttributes(attrs);
+        fault->InheritTargetNS(*this);
+        fault->ReadAttributes(tag);
         return FileHandler(m_faults, name, std::move(fault), frame);
     }
     return nullptr;
 }
 
-void WMOperationHandler::ReadAttributes(const AttrContext& attrs) {
-    const WMString* order = attrs.Find(u"operationparameterOrder");
+void WMOperationHandler::ReadAttributes(const StartTag& tag) {
+    auto order = tag.Find(u"operationparameterOrder");
     if (!order) {
         return;
     }
@@ -139,109 +123,95 @@ void WMOperationHandler::ReadAttributes(const AttrContext& attrs) {
     }
 }
 
-WMWSDLEventHandler* WMPortTypeHandler::StartChildElement(const WMString& ns,
-                                                         const WMString& localName, const WMString&,
-                                                         const AttrContext& attrs,
+WMWSDLEventHandler* WMPortTypeHandler::StartChildElement(const StartTag& tag,
                                                          WMWSDLParseEventHandler& frame) {
-    if (!IsWsdl(ns, localName, u"operation")) {
+    if (!tag.Is(kWsdlNS, u"operation")) {
         return nullptr;
     }
-    const WMString& name = attrs.Require(u"operationname", u"name", u"operation", true);
+    WStringView name = tag.Require(u"operationname", u"name", u"operation", true);
     auto operation = std::make_unique<WMOperationHandler>(name);
-    operation->SetTargetNS(GetTargetNS());
-    operation->ReadAttributes(attrs);
+    operation->InheritTargetNS(*this);
+    operation->ReadAttributes(tag);
     return FileHandler(m_operations, name, std::move(operation), frame);
 }
 
 // binding
 
-WMWSDLEventHandler* WMSOAPMessageBindingHandler::StartChildElement(const WMString& ns,
-                                                                   const WMString& localName,
-                                                                   const WMString&,
-                                                                   const AttrContext& attrs,
+WMWSDLEventHandler* WMSOAPMessageBindingHandler::StartChildElement(const StartTag& tag,
                                                                    WMWSDLParseEventHandler& frame) {
-    if (ns != kWsdlSoapNS) {
+    if (tag.ns != kWsdlSoapNS) {
         return nullptr;
     }
-    if (localName == u"body") {
-        return ReadRecord(m_body, GetTargetNS(), attrs, frame);
+    if (tag.local == u"body") {
+        return ReadRecord(m_body, *this, tag, frame);
     }
-    if (localName == u"header") {
+    if (tag.local == u"header") {
         auto header = std::make_unique<WMSOAPBindingHeaderExt>();
-        header->SetTargetNS(GetTargetNS());
-        header->ReadAttributes(attrs);
+        header->InheritTargetNS(*this);
+        header->ReadAttributes(tag);
         m_headers.push_back(std::move(header));
         return m_headers.back().get();
     }
     return nullptr;
 }
 
-WMWSDLEventHandler* WMSOAPFaultElemHandler::StartChildElement(const WMString& ns,
-                                                              const WMString& localName,
-                                                              const WMString&,
-                                                              const AttrContext& attrs,
+WMWSDLEventHandler* WMSOAPFaultElemHandler::StartChildElement(const StartTag& tag,
                                                               WMWSDLParseEventHandler& frame) {
-    if (!IsSoap(ns, localName, u"fault")) {
+    if (!tag.Is(kWsdlSoapNS, u"fault")) {
         return nullptr;
     }
-    return ReadRecord(m_fault, GetTargetNS(), attrs, frame);
+    return ReadRecord(m_fault, *this, tag, frame);
 }
 
-void WMSOAPFaultElemHandler::ReadAttributes(const AttrContext& attrs) {
-    if (const WMString* name = attrs.Find(u"faultname")) {
+void WMSOAPFaultElemHandler::ReadAttributes(const StartTag& tag) {
+    if (auto name = tag.Find(u"faultname")) {
         m_name = *name;
     }
-    if (const WMString* message = attrs.Find(u"faultmessage")) {
-        m_message = attrs.Resolve(*message, u"message", u"fault");
+    if (auto message = tag.Find(u"faultmessage")) {
+        m_message = tag.Resolve(*message, u"message", u"fault");
     }
 }
 
-WMWSDLEventHandler* WMSOAPOperationHandler::StartChildElement(const WMString& ns,
-                                                              const WMString& localName,
-                                                              const WMString&,
-                                                              const AttrContext& attrs,
+WMWSDLEventHandler* WMSOAPOperationHandler::StartChildElement(const StartTag& tag,
                                                               WMWSDLParseEventHandler& frame) {
-    if (IsSoap(ns, localName, u"operation")) {
-        return ReadRecord(m_operationExt, GetTargetNS(), attrs, frame);
+    if (tag.Is(kWsdlSoapNS, u"operation")) {
+        return ReadRecord(m_operationExt, *this, tag, frame);
     }
-    if (ns != kWsdlNS) {
+    if (tag.ns != kWsdlNS) {
         return nullptr;
     }
-    if (localName == u"input") {
-        return ReadRecord(m_input, GetTargetNS(), attrs, frame);
+    if (tag.local == u"input") {
+        return ReadRecord(m_input, *this, tag, frame);
     }
-    if (localName == u"output") {
-        return ReadRecord(m_output, GetTargetNS(), attrs, frame);
+    if (tag.local == u"output") {
+        return ReadRecord(m_output, *this, tag, frame);
     }
-    if (localName == u"fault") {
+    if (tag.local == u"fault") {
         auto fault = std::make_unique<WMSOAPFaultElemHandler>();
-        fault->SetTargetNS(GetTargetNS());
-        fault->ReadAttributes(attrs);
+        fault->InheritTargetNS(*this);
+        fault->ReadAttributes(tag);
         m_faults.push_back(std::move(fault));
         return m_faults.back().get();
     }
     return nullptr;
 }
 
-void WMBindingHandler::ReadAttributes(const AttrContext& attrs) {
-    const WMString& type = attrs.Require(u"bindingtype", u"type", u"binding", false);
-    m_type = attrs.Resolve(type, u"type", u"binding");
+void WMBindingHandler::ReadAttributes(const StartTag& tag) {
+    WStringView type = tag.Require(u"bindingtype", u"type", u"binding", false);
+    m_type = tag.Resolve(type, u"type", u"binding");
 }
 
-WMWSDLEventHandler* WMSOAPBindingHandler::StartChildElement(const WMString& ns,
-                                                            const WMString& localName,
-                                                            const WMString&,
-                                                            const AttrContext& attrs,
+WMWSDLEventHandler* WMSOAPBindingHandler::StartChildElement(const StartTag& tag,
                                                             WMWSDLParseEventHandler& frame) {
-    if (IsSoap(ns, localName, u"binding")) {
-        return ReadRecord(m_bindingExt, GetTargetNS(), attrs, frame);
+    if (tag.Is(kWsdlSoapNS, u"binding")) {
+        return ReadRecord(m_bindingExt, *this, tag, frame);
     }
-    if (!IsWsdl(ns, localName, u"operation")) {
+    if (!tag.Is(kWsdlNS, u"operation")) {
         return nullptr;
     }
-    const WMString& name = attrs.Require(u"operationname", u"name", u"operation", true);
+    WStringView name = tag.Require(u"operationname", u"name", u"operation", true);
     auto operation = std::make_unique<WMSOAPOperationHandler>(name);
-    operation->SetTargetNS(GetTargetNS());
+    operation->InheritTargetNS(*this);
     return FileHandler(m_operations, name, std::move(operation), frame);
 }
 
@@ -262,33 +232,28 @@ const WMSOAPOperationHandler* WMSOAPBindingHandler::FindOperationBySOAPAction(
 
 // service and port
 
-void WMPortHandler::ReadAttributes(const AttrContext& attrs) {
-    const WMString& binding = attrs.Require(u"portbinding", u"binding", u"port", false);
-    m_binding = attrs.Resolve(binding, u"binding", u"port");
+void WMPortHandler::ReadAttributes(const StartTag& tag) {
+    WStringView binding = tag.Require(u"portbinding", u"binding", u"port", false);
+    m_binding = tag.Resolve(binding, u"binding", u"port");
 }
 
-WMWSDLEventHandler* WMSOAPPortHandler::StartChildElement(const WMString& ns,
-                                                         const WMString& localName, const WMString&,
-                                                         const AttrContext& attrs,
+WMWSDLEventHandler* WMSOAPPortHandler::StartChildElement(const StartTag& tag,
                                                          WMWSDLParseEventHandler& frame) {
-    if (!IsSoap(ns, localName, u"address")) {
+    if (!tag.Is(kWsdlSoapNS, u"address")) {
         return nullptr;
     }
-    return ReadRecord(m_address, GetTargetNS(), attrs, frame);
+    return ReadRecord(m_address, *this, tag, frame);
 }
 
-WMWSDLEventHandler* WMSOAPServiceHandler::StartChildElement(const WMString& ns,
-                                                            const WMString& localName,
-                                                            const WMString&,
-                                                            const AttrContext& attrs,
+WMWSDLEventHandler* WMSOAPServiceHandler::StartChildElement(const StartTag& tag,
                                                             WMWSDLParseEventHandler& frame) {
-    if (!IsWsdl(ns, localName, u"port")) {
+    if (!tag.Is(kWsdlNS, u"port")) {
         return nullptr;
     }
-    const WMString& name = attrs.Require(u"portname", u"name", u"port", true);
+    WStringView name = tag.Require(u"portname", u"name", u"port", true);
     auto port = std::make_unique<WMSOAPPortHandler>(name);
-    port->SetTargetNS(GetTargetNS());
-    port->ReadAttributes(attrs);
+    port->InheritTargetNS(*this);
+    port->ReadAttributes(tag);
     return FileHandler(m_ports, name, std::move(port), frame);
 }
 
@@ -296,26 +261,23 @@ WMWSDLEventHandler* WMSOAPServiceHandler::StartChildElement(const WMString& ns,
 
 namespace {
 
-WMWSDLEventHandler* ReadSchema(corvane::HandlerTable<WMSchemaHandler>& table,
-                               const WMString& parentNS, const AttrContext& attrs,
-                               WMWSDLParseEventHandler& frame) {
-    const WMString& tns =
-        attrs.Require(u"schematargetNamespace", u"targetNamespace", u"schema", true);
+WMWSDLEventHandler* ReadSchema(corvane::HandlerTable<WMSchemaHandler>& table, WStringView parentNS,
+                               const StartTag& tag, WMWSDLParseEventHandler& frame) {
+    WStringView tns = tag.Require(u"schematargetNamespace", u"targetNamespace", u"schema", true);
     auto schema = std::make_unique<WMSchemaHandler>();
     schema->SetTargetNS(parentNS);
-    schema->ReadAttributes(attrs);
+    schema->ReadAttributes(tag);
     return FileHandler(table, tns, std::move(schema), frame);
 }
 
 }  // namespace
 
-WMWSDLEventHandler* WMTypesHandler::StartChildElement(const WMString& ns, const WMString& localName,
-                                                      const WMString&, const AttrContext& attrs,
+WMWSDLEventHandler* WMTypesHandler::StartChildElement(const StartTag& tag,
                                                       WMWSDLParseEventHandler& frame) {
-    if (localName != u"schema" || !corvane::IsSchemaNS(ns)) {
+    if (!tag.IsSchema(u"schema")) {
         return nullptr;
     }
-    return ReadSchema(m_schemas, GetTargetNS(), attrs, frame);
+    return ReadSchema(m_schemas, GetTargetNS(), tag, frame);
 }
 
 const WMSchemaHandler* WMTypesHandler::FindSchema(WStringView ns) const {
@@ -324,76 +286,70 @@ const WMSchemaHandler* WMTypesHandler::FindSchema(WStringView ns) const {
 
 // definitions
 
-void WMDefinitionsHandler::ReadAttributes(const AttrContext& attrs) {
-    if (const WMString* name = attrs.Find(u"definitionsname")) {
+void WMDefinitionsHandler::ReadAttributes(const StartTag& tag) {
+    if (auto name = tag.Find(u"definitionsname")) {
         m_name = *name;
     }
-    if (const WMString* tns = attrs.Find(u"definitionstargetNamespace")) {
+    if (auto tns = tag.Find(u"definitionstargetNamespace")) {
         m_targetNamespace = *tns;
     }
     SetTargetNS(m_targetNamespace);
 }
 
-WMWSDLEventHandler* WMDefinitionsHandler::StartChildElement(const WMString& ns,
-                                                            const WMString& localName,
-                                                            const WMString&,
-                                                            const AttrContext& attrs,
+WMWSDLEventHandler* WMDefinitionsHandler::StartChildElement(const StartTag& tag,
                                                             WMWSDLParseEventHandler& frame) {
-    if (ns != kWsdlNS) {
+    if (tag.ns != kWsdlNS) {
         return nullptr;
     }
-    if (localName == u"types") {
-        m_types.SetTargetNS(m_targetNamespace);
+    if (tag.local == u"types") {
+        m_types.InheritTargetNS(*this);
         return &m_types;
     }
-    if (localName == u"message") {
-        const WMString& name = attrs.Require(u"messagename", u"name", u"message", true);
+    if (tag.local == u"message") {
+        WStringView name = tag.Require(u"messagename", u"name", u"message", true);
         auto message = std::make_unique<WMMessageHandler>(name);
-        message->SetTargetNS(m_targetNamespace);
+        message->InheritTargetNS(*this);
         return FileHandler(m_messages, name, std::move(message), frame);
     }
-    if (localName == u"portType") {
-        const WMString& name = attrs.Require(u"portTypename", u"name", u"portType", true);
+    if (tag.local == u"portType") {
+        WStringView name = tag.Require(u"portTypename", u"name", u"portType", true);
         auto portType = std::make_unique<WMPortTypeHandler>(name);
-        portType->SetTargetNS(m_targetNamespace);
+        portType->InheritTargetNS(*this);
         return FileHandler(m_portTypes, name, std::move(portType), frame);
     }
-    if (localName == u"import") {
-        Import(attrs, frame);
+    if (tag.local == u"import") {
+        Import(tag, frame);
     }
     return nullptr;
 }
 
-WMWSDLEventHandler* WMSOAPDefinitionsHandler::StartChildElement(const WMString& ns,
-                                                                const WMString& localName,
-                                                                const WMString& qName,
-                                                                const AttrContext& attrs,
+WMWSDLEventHandler* WMSOAPDefinitionsHandler::StartChildElement(const StartTag& tag,
                                                                 WMWSDLParseEventHandler& frame) {
-    if (IsWsdl(ns, localName, u"binding")) {
-        const WMString& name = attrs.Require(u"bindingname", u"name", u"binding", true);
+    if (tag.Is(kWsdlNS, u"binding")) {
+        WStringView name = tag.Require(u"bindingname", u"name", u"binding", true);
         auto binding = std::make_unique<WMSOAPBindingHandler>(name);
-        binding->SetTargetNS(GetDefinitionsTNS());
-        binding->ReadAttributes(attrs);
+        binding->InheritTargetNS(*this);
+        binding->ReadAttributes(tag);
         return FileHandler(m_bindings, name, std::move(binding), frame);
     }
-    if (IsWsdl(ns, localName, u"service")) {
-        const WMString& name = attrs.Require(u"servicename", u"name", u"service", true);
+    if (tag.Is(kWsdlNS, u"service")) {
+        WStringView name = tag.Require(u"servicename", u"name", u"service", true);
         auto service = std::make_unique<WMSOAPServiceHandler>(name);
-        service->SetTargetNS(GetDefinitionsTNS());
+        service->InheritTargetNS(*this);
         return FileHandler(m_services, name, std::move(service), frame);
     }
-    return WMDefinitionsHandler::StartChildElement(ns, localName, qName, attrs, frame);
+    return WMDefinitionsHandler::StartChildElement(tag, frame);
 }
 
-void WMDefinitionsHandler::Import(const AttrContext& attrs, WMWSDLParseEventHandler& frame) {
+void WMDefinitionsHandler::Import(const StartTag& tag, WMWSDLParseEventHandler& frame) {
     // The namespace is required but not compared with the imported document's: peers disagree
     // on it too often (Import3 imports one document under two namespaces).
-    attrs.Require(u"importnamespace", u"namespace", u"import", true);
-    const WMString& location = attrs.Require(u"importlocation", u"location", u"import", true);
+    tag.Require(u"importnamespace", u"namespace", u"import", true);
+    WStringView location = tag.Require(u"importlocation", u"location", u"import", true);
     WMSOAPWSDLImporter importer;
     importer.m_importChain = frame.Chain();
     WMString docBase = frame.Root() ? frame.Root()->GetDocBase() : WMString();
-    if (!importer.ReadServiceDesc(location, docBase) || !importer.m_desc) {
+    if (!importer.ReadServiceDesc(WMString(location), docBase) || !importer.m_desc) {
         corvane::ThrowSchemaError(u"Unable to process document referenced in 'import' element.");
     }
     Merge(*importer.m_desc);
@@ -433,15 +389,14 @@ const WMSOAPBindingHandler* WMDefinitionsHandler::FindBinding(const QName& name)
 
 // root
 
-WMWSDLEventHandler* WMSOAPWSDLDesc::StartChildElement(const WMString& ns, const WMString& localName,
-                                                      const WMString&, const AttrContext& attrs,
+WMWSDLEventHandler* WMSOAPWSDLDesc::StartChildElement(const StartTag& tag,
                                                       WMWSDLParseEventHandler& frame) {
-    if (IsWsdl(ns, localName, u"definitions")) {
-        m_definitions.ReadAttributes(attrs);
+    if (tag.Is(kWsdlNS, u"definitions")) {
+        m_definitions.ReadAttributes(tag);
         return &m_definitions;
     }
-    if (localName == u"schema" && corvane::IsSchemaNS(ns)) {
-        return ReadSchema(m_schemas, ns, attrs, frame);
+    if (tag.IsSchema(u"schema")) {
+        return ReadSchema(m_schemas, tag.ns, tag, frame);
     }
     return nullptr;
 }

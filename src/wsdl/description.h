@@ -11,12 +11,11 @@
 
 class WMMessagePartHandler : public WMWSDLEventHandler {
 public:
-    explicit WMMessagePartHandler(WMString name) : m_name(std::move(name)) {}
+    explicit WMMessagePartHandler(corvane::WStringView name) : m_name(name) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     const corvane::QName& GetElement() const { return m_element; }
@@ -30,10 +29,9 @@ private:
 
 class WMMessageHandler : public WMWSDLEventHandler {
 public:
-    explicit WMMessageHandler(WMString name) : m_name(std::move(name)) {}
+    explicit WMMessageHandler(corvane::WStringView name) : m_name(name) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const WMString& GetName() const { return m_name; }
@@ -51,10 +49,9 @@ private:
 // `input`, `output` or `fault` of a port-type operation: a name and a message.
 class WMOperationMessageHandler : public WMWSDLEventHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     const corvane::QName& GetMessage() const { return m_message; }
@@ -81,17 +78,16 @@ public:
 class WMFaultHandler : public WMOperationMessageHandler {
 public:
     WMFaultHandler() : WMOperationMessageHandler(u"fault") {}
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 };
 
 class WMOperationHandler : public WMWSDLEventHandler {
 public:
-    explicit WMOperationHandler(WMString name) : m_name(std::move(name)) {}
+    explicit WMOperationHandler(corvane::WStringView name) : m_name(name) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     const WMString& GetParameterOrder() const { return m_parameterOrder; }
@@ -112,10 +108,9 @@ private:
 
 class WMPortTypeHandler : public WMWSDLEventHandler {
 public:
-    explicit WMPortTypeHandler(WMString name) : m_name(std::move(name)) {}
+    explicit WMPortTypeHandler(corvane::WStringView name) : m_name(name) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const WMString& GetName() const { return m_name; }
@@ -129,8 +124,7 @@ private:
 // `input` or `output` of a binding operation: its soap:body and soap:header records.
 class WMSOAPMessageBindingHandler : public WMWSDLEventHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const WMSOAPBindingBodyExt* GetBody() const { return m_body.get(); }
@@ -149,10 +143,9 @@ class WMSOAPOutputHandler : public WMSOAPMessageBindingHandler {};
 
 class WMSOAPFaultElemHandler : public WMWSDLEventHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     const corvane::QName& GetMessage() const { return m_message; }
@@ -166,10 +159,9 @@ private:
 
 class WMSOAPOperationHandler : public WMWSDLEventHandler {
 public:
-    explicit WMSOAPOperationHandler(WMString name) : m_name(std::move(name)) {}
+    explicit WMSOAPOperationHandler(corvane::WStringView name) : m_name(name) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const WMString& GetName() const { return m_name; }
@@ -190,9 +182,9 @@ private:
 
 class WMBindingHandler : public WMWSDLEventHandler {
 public:
-    explicit WMBindingHandler(WMString name) : m_name(std::move(name)) {}
+    explicit WMBindingHandler(corvane::WStringView name) : m_name(name) {}
 
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     const corvane::QName& GetType() const { return m_type; }
@@ -206,8 +198,7 @@ class WMSOAPBindingHandler : public WMBindingHandler {
 public:
     using WMBindingHandler::WMBindingHandler;
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     bool EndElement() override;
@@ -229,9 +220,9 @@ private:
 
 class WMPortHandler : public WMWSDLEventHandler {
 public:
-    explicit WMPortHandler(WMString name) : m_name(std::move(name)) {}
+    explicit WMPortHandler(corvane::WStringView name) : m_name(name) {}
 
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     const corvane::QName& GetBinding() const { return m_binding; }
@@ -245,8 +236,7 @@ class WMSOAPPortHandler : public WMPortHandler {
 public:
     using WMPortHandler::WMPortHandler;
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const WMSOAPAddressExt* GetAddress() const { return m_address.get(); }
@@ -257,7 +247,7 @@ private:
 
 class WMServiceHandler : public WMWSDLEventHandler {
 public:
-    explicit WMServiceHandler(WMString name) : m_name(std::move(name)) {}
+    explicit WMServiceHandler(corvane::WStringView name) : m_name(name) {}
 
     const WMString& GetName() const { return m_name; }
 
@@ -269,8 +259,7 @@ class WMSOAPServiceHandler : public WMServiceHandler {
 public:
     using WMServiceHandler::WMServiceHandler;
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const corvane::HandlerTable<WMSOAPPortHandler>& GetPorts() const { return m_ports; }
@@ -281,8 +270,7 @@ private:
 
 class WMTypesHandler : public WMWSDLEventHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const corvane::HandlerTable<WMSchemaHandler>& GetSchemas() const { return m_schemas; }
@@ -297,10 +285,9 @@ class WMSOAPWSDLDesc;
 
 class WMDefinitionsHandler : public WMWSDLEventHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     const WMString& GetDefinitionsTNS() const { return m_targetNamespace; }
@@ -327,7 +314,7 @@ protected:
     WMTypesHandler m_types;
 
 private:
-    void Import(const corvane::AttrContext& attrs, WMWSDLParseEventHandler& frame);
+    void Import(const corvane::StartTag& tag, WMWSDLParseEventHandler& frame);
     void Merge(WMSOAPWSDLDesc& imported);
 
     WMString m_name;
@@ -336,8 +323,7 @@ private:
 
 class WMSOAPDefinitionsHandler : public WMDefinitionsHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 };
 
@@ -347,8 +333,7 @@ class WMWSDLDesc : public WMWSDLEventHandler {};
 // XML Schema.
 class WMSOAPWSDLDesc : public WMWSDLDesc {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const WMSOAPDefinitionsHandler& GetDefinitions() const { return m_definitions; }

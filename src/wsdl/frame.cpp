@@ -1,6 +1,7 @@
 #include "wsdl/frame.h"
 
 #include "wsdl/description.h"
+#include "xml/reader.h"
 
 namespace corvane::detail {
 
@@ -13,11 +14,122 @@ bool ImportChain::Contains(const WMString& loc) const {
     return false;
 }
 
+namespace {
+
+using corvane::WStringView;
+
+// The start tag of a node of the internal reader. Attributes are found under the keys
+// WMXMLElement files them by, collisions included: a prefixed attribute under its URI and local
+// name, an unprefixed one under the element's URI, the element's local name and its own name.
+class NodeTag final : public corvane::StartTag {
+public:
+    NodeTag(const XMLNode& node, const WMWSDLParseEventHandler& frame)
+        : StartTag(node.ns->uri, node.Local(), node.qname, frame.Prefixes()), m_node(node) {}
+
+private:
+    std::optional<WStringView> Lookup(const Key& key) const override {
+        // A key that starts with the element's own URI record (every Find does) matches an
+        // unprefixed attribute exactly when the rest is the element's and attribute's names.
+        const bool elementNS = key.part[0].data() == ns.data() && key.part[0].size() == ns.size();
+        const Key rest{{key.part[1], key.part[2], {}}};
+        // Handlers ask with the element's own local name as the stem ("element", "name"), or
+        // with it joined to the attribute's name ("elementname").
+        const WStringView stem =
+            key.part[2].empty() ? key.part[1].substr(0, local.size()) : key.part[1];
+        const WStringView name =
+            key.part[2].empty() ? key.part[1].substr(stem.size()) : key.part[2];
+        const bool ownStem = elementNS && stem == local;
+        for (std::uint32_t i = 0; i < m_node.attrCount; ++i) {
+            const XMLAttr& attr = m_node.attrs[i];
+            bool found;
+            if (attr.prefixed) {
+                found = key.Equals(Key{{attr.ns->uri, attr.Local(), {}}});
+            } else if (ownStem) {
+                found = attr.qname == name;
+            } else if (elementNS) {
+                found = rest.Equals(Key{{local, attr.qname, {}}});
+            } else {
+                found = key.Equals(Key{{ns, local, attr.qname}});
+            }
+            if (found) {
+                return attr.value;
+            }
+        }
+        return std::nullopt;
+    }
+
+    const XMLNode& m_node;
+};
+
+// Feeds the frame exactly what WMXMLParser's events fed it: the mappings around each element,
+// the start tag, the text once after the children (only when there is some), the end.
+class FrameEvents final : public XMLReadEvents {
+public:
+    explicit FrameEvents(WMWSDLParseEventHandler& frame) : m_frame(frame) {}
+
+    void StartElement(const XMLNode& element, const XMLNode*) override {
+        NodeTag tag(element, m_frame);
+        m_frame.StartElement(tag);
+    }
+    void EndElement(const XMLNode& element, const XMLNode*) override {
+        if (!element.text.empty()) {
+            m_frame.Characters(element.text);
+        }
+        m_frame.EndElement();
+    }
+    void PI(WStringView, WStringView) override {}
+    void StartMappings(const XMLNode& element, const XMLNode* parent) override {
+        ForEachNewMapping(element, parent, [this](WStringView prefix, WStringView uri) {
+            m_frame.StartNSMapping(prefix, uri);
+        });
+    }
+    void EndMappings(const XMLNode& element, const XMLNode* parent) override {
+        ForEachNewMapping(element, parent, [this](WStringView prefix, WStringView) {
+            m_frame.EndNSMapping(prefix);
+        });
+    }
+
+private:
+    WMWSDLParseEventHandler& m_frame;
+};
+
+thread_local DocumentReader t_reader = nullptr;
+
+}  // namespace
+
+// Why a load through the internal reader cannot be told from one through WMXMLParser:
+// - The reader accepts and refuses the same texts with the same line, depth limit and copy
+//   budget, and reports its events at the same points of the text, so a bad document fails
+//   after the same handler calls, and the first fault a handler throws is the same one.
+// - FrameEvents turns those events into the same frame calls: ForEachNewMapping gives the
+//   mappings in WMXMLParser's order with its quirks (the root's default namespace twice, an
+//   inherited prefix bound again not reported), so the flat prefix map holds the same bindings
+//   at every start tag, and qualified-name values resolve alike.
+// - NodeTag answers each attribute lookup as XMLNode::FindAttribute does, by the joined
+//   expanded key, collisions and repeated attributes included, without building the key.
+// - Handlers copy what they keep: the views of a start tag die with the element in event mode.
+// - A syntax error comes back as false with its line rather than thrown, and the loader words
+//   it as before; everything else a handler throws passes through unchanged.
+bool ReadDocument(const WMString& text, WMWSDLParseEventHandler& frame, int& line) {
+    FrameEvents events(frame);
+    XMLDocument document;
+    frame.StartDoc();
+    return document.Read(text, line, false, &events);
+}
+
+DocumentReader ExchangeDocumentReader(DocumentReader reader) {
+    DocumentReader previous = t_reader;
+    t_reader = reader;
+    return previous;
+}
+
+DocumentReader CurrentDocumentReader() {
+    return t_reader ? t_reader : &ReadDocument;
+}
+
 }  // namespace corvane::detail
 
-WMWSDLEventHandler* WMWSDLNullHandler::StartChildElement(const WMString&, const WMString&,
-                                                         const WMString&,
-                                                         const corvane::AttrContext&,
+WMWSDLEventHandler* WMWSDLNullHandler::StartChildElement(const corvane::StartTag&,
                                                          WMWSDLParseEventHandler&) {
     return nullptr;
 }
@@ -26,22 +138,17 @@ void WMWSDLParseEventHandler::StartDoc() {
     m_stack.push_back(m_root ? static_cast<WMWSDLEventHandler*>(m_root) : &m_null);
 }
 
-int WMWSDLParseEventHandler::StartElement(WMString const& ns, WMString const& localName,
-                                          WMString const& qualifiedName,
-                                          WMXMLAttributeMap& attributes, WMXMLElement*) {
+void WMWSDLParseEventHandler::StartElement(const corvane::StartTag& tag) {
     WMWSDLEventHandler* child = nullptr;
     if (!m_stack.empty()) {
-        corvane::AttrContext attrs(attributes, m_prefixes, ns);
-        child = m_stack.back()->StartChildElement(ns, localName, qualifiedName, attrs, *this);
+        child = m_stack.back()->StartChildElement(tag, *this);
     }
     m_stack.push_back(child ? child : &m_null);
-    return 0;
 }
 
-bool WMWSDLParseEventHandler::EndElement(WMString const&, WMString const&, WMString const&,
-                                         WMXMLElement*) {
+void WMWSDLParseEventHandler::EndElement() {
     if (m_stack.empty()) {
-        return true;
+        return;
     }
     WMWSDLEventHandler* top = m_stack.back();
     if (top->EndElement()) {
@@ -50,20 +157,25 @@ bool WMWSDLParseEventHandler::EndElement(WMString const&, WMString const&, WMStr
             m_adopted.pop_back();
         }
     }
-    return true;
 }
 
-void WMWSDLParseEventHandler::Characters(WMString const& text) {
+void WMWSDLParseEventHandler::Characters(corvane::WStringView text) {
     if (!m_stack.empty()) {
         m_stack.back()->CharacterData(text);
     }
 }
 
-void WMWSDLParseEventHandler::StartNSMapping(WMString const& prefix, WMString const& uri) {
-    m_prefixes.insert_or_assign(prefix, uri);
+void WMWSDLParseEventHandler::StartNSMapping(corvane::WStringView prefix,
+                                             corvane::WStringView uri) {
+    auto it = m_prefixes.find(prefix);
+    if (it == m_prefixes.end()) {
+        m_prefixes.emplace(WMString(prefix), WMString(uri));
+    } else {
+        it->second.assign(uri);
+    }
 }
 
-void WMWSDLParseEventHandler::EndNSMapping(WMString const& prefix) {
+void WMWSDLParseEventHandler::EndNSMapping(corvane::WStringView prefix) {
     auto it = m_prefixes.find(prefix);
     if (it != m_prefixes.end()) {
         m_prefixes.erase(it);

@@ -1,9 +1,7 @@
-// The event sink that routes the parse events of one document to the handlers of the
-// description, and the handler of elements nobody knows.
+// The frame that routes the elements of one document to the handlers of the description, the
+// handler of elements nobody knows, and the reading of a document into a frame.
 #ifndef CORVANE_WSDL_FRAME_H
 #define CORVANE_WSDL_FRAME_H
-
-#include <corvane/xml_parser.h>
 
 #include "wsdl/handler.h"
 
@@ -34,27 +32,50 @@ constexpr int kMaxImportedDocuments = 256;
 
 }  // namespace corvane::detail
 
+class WMWSDLParseEventHandler;
+
+namespace corvane::detail {
+
+// Reads `text` into `frame`: true when it is well-formed XML, else false with `line` at the
+// error. Faults thrown by the handlers pass through.
+using DocumentReader = bool (*)(const WMString& text, WMWSDLParseEventHandler& frame, int& line);
+
+// The library's reader: the internal XML reader in event mode.
+bool ReadDocument(const WMString& text, WMWSDLParseEventHandler& frame, int& line);
+
+// Replaces the reader of the loads made on this thread (null: ReadDocument) and returns the one
+// it replaces. The equality test of the loader drives the same handlers from WMXMLParser's events
+// through it, imports included.
+DocumentReader ExchangeDocumentReader(DocumentReader reader);
+DocumentReader CurrentDocumentReader();
+
+}  // namespace corvane::detail
+
 // Skips an element and its whole subtree.
 class WMWSDLNullHandler : public WMWSDLEventHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 };
 
-class WMWSDLParseEventHandler : public WMXMLEventHandler {
+// Receives the events of one document in the order and form WMXMLParser sends them in event
+// mode: the prefix map is flat, so a mapping ends with the element that started it.
+class WMWSDLParseEventHandler {
 public:
     WMWSDLParseEventHandler(WMSOAPWSDLDesc* root, const corvane::detail::ImportChain* chain)
         : m_root(root), m_chain(chain) {}
+    WMWSDLParseEventHandler(const WMWSDLParseEventHandler&) = delete;
+    WMWSDLParseEventHandler& operator=(const WMWSDLParseEventHandler&) = delete;
 
-    void StartDoc() override;
-    int StartElement(WMString const& ns, WMString const& localName, WMString const& qualifiedName,
-                     WMXMLAttributeMap& attributes, WMXMLElement* element) override;
-    bool EndElement(WMString const& ns, WMString const& localName, WMString const& qualifiedName,
-                    WMXMLElement* element) override;
-    void Characters(WMString const& text) override;
-    void StartNSMapping(WMString const& prefix, WMString const& uri) override;
-    void EndNSMapping(WMString const& prefix) override;
+    void StartDoc();
+    void StartElement(const corvane::StartTag& tag);
+    void EndElement();
+    void Characters(corvane::WStringView text);
+    void StartNSMapping(corvane::WStringView prefix, corvane::WStringView uri);
+    void EndNSMapping(corvane::WStringView prefix);
+
+    // The prefixes a StartTag of this frame resolves values with.
+    const corvane::PrefixMap& Prefixes() const { return m_prefixes; }
 
     // Takes a handler that no table keeps (a second definition of a name, a second record in a
     // single slot): it reads its element and is released when the element ends.
@@ -76,8 +97,8 @@ private:
 // Files `handler` in `table` under `name`; when the name is taken already the first definition
 // stays and the new handler is only read, then released.
 template <class T>
-T* FileHandler(corvane::HandlerTable<T>& table, const WMString& name, std::unique_ptr<T> handler,
-               WMWSDLParseEventHandler& frame) {
+T* FileHandler(corvane::HandlerTable<T>& table, corvane::WStringView name,
+               std::unique_ptr<T> handler, WMWSDLParseEventHandler& frame) {
     T* raw = handler.get();
     if (!table.Insert(name, handler)) {
         frame.Adopt(std::move(handler));

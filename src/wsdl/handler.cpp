@@ -1,7 +1,5 @@
 #include "wsdl/handler.h"
 
-#include <corvane/xml.h>
-
 namespace corvane {
 
 const WMString kWsdlNS = u"http://schemas.xmlsoap.org/wsdl/";
@@ -28,37 +26,45 @@ void ThrowMissingAttribute(const char16_t* attr, const char16_t* elem, bool full
     ThrowSchemaError(std::move(message));
 }
 
-const WMString* AttrContext::Find(WStringView elemAttr) const {
-    m_key.assign(m_elementNS);
-    m_key.append(elemAttr);
-    auto it = m_attributes.find(m_key);
-    return it == m_attributes.end() ? nullptr : &it->second->GetValue();
+bool StartTag::Key::Equals(const Key& other) const {
+    if (size() != other.size()) {
+        return false;
+    }
+    // Keys that reach this are short and rare (most lookups compare the attribute's name alone),
+    // so a plain walk over the joined text does.
+    const auto at = [](const Key& key, std::size_t i) {
+        for (WStringView piece : key.part) {
+            if (i < piece.size()) {
+                return piece[i];
+            }
+            i -= piece.size();
+        }
+        return u'\0';
+    };
+    for (std::size_t i = 0; i < size(); ++i) {
+        if (at(*this, i) != at(other, i)) {
+            return false;
+        }
+    }
+    return true;
 }
 
-const WMString* AttrContext::FindQualified(WStringView ns, WStringView local) const {
-    m_key.assign(ns);
-    m_key.append(local);
-    auto it = m_attributes.find(m_key);
-    return it == m_attributes.end() ? nullptr : &it->second->GetValue();
-}
-
-const WMString& AttrContext::Require(WStringView elemAttr, const char16_t* attr,
-                                     const char16_t* elem, bool fullStop) const {
-    const WMString* value = Find(elemAttr);
+WStringView StartTag::Require(WStringView elemAttr, const char16_t* attr, const char16_t* elem,
+                              bool fullStop) const {
+    std::optional<WStringView> value = Find(elemAttr);
     if (!value) {
         ThrowMissingAttribute(attr, elem, fullStop);
     }
     return *value;
 }
 
-QName AttrContext::Resolve(const WMString& value, const char16_t* attr,
-                           const char16_t* elem) const {
+QName StartTag::Resolve(WStringView value, const char16_t* attr, const char16_t* elem) const {
     std::size_t colon = value.find(u':');
     WStringView prefix;
     WStringView local = value;
-    if (colon != WMString::npos) {
-        prefix = WStringView(value).substr(0, colon);
-        local = WStringView(value).substr(colon + 1);
+    if (colon != WStringView::npos) {
+        prefix = value.substr(0, colon);
+        local = value.substr(colon + 1);
     }
     auto it = m_prefixes.find(prefix);
     if (it == m_prefixes.end()) {
@@ -80,14 +86,15 @@ bool WMWSDLEventHandler::EndElement() {
     return true;
 }
 
-void WMWSDLEventHandler::CharacterData(const WMString&) {}
+void WMWSDLEventHandler::CharacterData(corvane::WStringView) {}
 
-void WMWSDLEventHandler::ReadAttributes(const corvane::AttrContext&) {}
+void WMWSDLEventHandler::ReadAttributes(const corvane::StartTag&) {}
 
-void WMWSDLEventHandler::SetTargetNS(const WMString& ns) {
-    m_targetNS = ns;
+void WMWSDLEventHandler::SetTargetNS(corvane::WStringView ns) {
+    m_targetNS = std::make_shared<const WMString>(ns);
 }
 
 const WMString& WMWSDLEventHandler::GetTargetNS() const {
-    return m_targetNS;
+    static const WMString none;
+    return m_targetNS ? *m_targetNS : none;
 }

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,7 +15,6 @@
 
 #include "text/equal.h"
 
-class WMXMLAttributeMap;
 class WMWSDLParseEventHandler;
 
 namespace corvane {
@@ -49,12 +49,12 @@ public:
     using Map = std::map<WMString, std::unique_ptr<T>, std::less<>>;
 
     // Files `handler` under `name` unless the name is taken; true when it was filed.
-    bool Insert(const WMString& name, std::unique_ptr<T>& handler) {
-        auto [it, inserted] = m_entries.try_emplace(name, nullptr);
-        if (!inserted) {
+    bool Insert(WStringView name, std::unique_ptr<T>& handler) {
+        // The index holds every name of the table, so a taken name costs no key.
+        if (m_index.count(name) != 0) {
             return false;
         }
-        it->second = std::move(handler);
+        auto it = m_entries.try_emplace(WMString(name), std::move(handler)).first;
         // The key lives in the map's node, which never moves.
         m_index.emplace(WStringView(it->first), it->second.get());
         return true;
@@ -90,38 +90,66 @@ const T* FindIn(const HandlerTable<T>& table, WStringView name) {
     return table.Find(name);
 }
 
-// The attributes of the element being read, with the prefixes in scope and the element's own
-// namespace URI, which is the first half of the key of every unprefixed attribute.
-class AttrContext {
+// The start tag being read: the element's names, its attributes and the prefixes in scope. An
+// unprefixed attribute is found under the element's namespace URI, local name and attribute name
+// joined ("definitionsname"), a prefixed one under its namespace URI and local name joined, the
+// same keys by which WMXMLElement files them, collisions included. The views stay valid while the
+// handler that receives the tag runs; a handler copies what it keeps.
+class StartTag {
 public:
-    AttrContext(const WMXMLAttributeMap& attributes, const PrefixMap& prefixes,
-                const WMString& elementNS)
-        : m_attributes(attributes), m_prefixes(prefixes), m_elementNS(elementNS) {}
+    StartTag(WStringView ns, WStringView local, WStringView qname, const PrefixMap& prefixes)
+        : ns(ns), local(local), qname(qname), m_prefixes(prefixes) {}
+    StartTag(const StartTag&) = delete;
+    StartTag& operator=(const StartTag&) = delete;
+
+    WStringView ns;
+    WStringView local;
+    WStringView qname;
+
+    bool Is(WStringView elementNS, WStringView elementLocal) const {
+        return local == elementLocal && ns == elementNS;
+    }
+    // In any of the XML Schema namespaces.
+    bool IsSchema(WStringView elementLocal) const {
+        return local == elementLocal && IsSchemaNS(ns);
+    }
 
     // The value of the unprefixed attribute with the element-and-attribute key `elemAttr`
-    // ("definitionsname"), or null.
-    const WMString* Find(WStringView elemAttr) const;
-    // The value of the attribute in namespace `ns` with local name `local`, or null.
-    const WMString* FindQualified(WStringView ns, WStringView local) const;
+    // ("definitionsname"), which may also be given in two pieces ("definitions", "name").
+    std::optional<WStringView> Find(WStringView elemAttr, WStringView more = {}) const {
+        return Lookup({ns, elemAttr, more});
+    }
+    // The value of the attribute in namespace `attrNS` with local name `attrLocal`.
+    std::optional<WStringView> FindQualified(WStringView attrNS, WStringView attrLocal) const {
+        return Lookup({attrNS, attrLocal, {}});
+    }
 
     // A required attribute; throws "Required attribute '<attr>' missing on element: '<elem>'"
     // (with a full stop when `fullStop`) when it is absent.
-    const WMString& Require(WStringView elemAttr, const char16_t* attr, const char16_t* elem,
-                            bool fullStop) const;
+    WStringView Require(WStringView elemAttr, const char16_t* attr, const char16_t* elem,
+                        bool fullStop) const;
 
     // Splits `value` at its first ":" and resolves the prefix (the empty one for a value without
     // ":") in the prefix map; throws "Unresolvable namespace for attribute ..." when the prefix
     // is not declared.
-    QName Resolve(const WMString& value, const char16_t* attr, const char16_t* elem) const;
+    QName Resolve(WStringView value, const char16_t* attr, const char16_t* elem) const;
 
     const PrefixMap& Prefixes() const { return m_prefixes; }
-    const WMString& ElementNS() const { return m_elementNS; }
+
+    // A text given as the pieces that joined make it, so that keys need not be built.
+    struct Key {
+        WStringView part[3];
+        std::size_t size() const { return part[0].size() + part[1].size() + part[2].size(); }
+        bool Equals(const Key& other) const;
+    };
+
+protected:
+    ~StartTag() = default;
+    // The value of the first attribute filed under `key`, or nothing.
+    virtual std::optional<WStringView> Lookup(const Key& key) const = 0;
 
 private:
-    const WMXMLAttributeMap& m_attributes;
     const PrefixMap& m_prefixes;
-    const WMString& m_elementNS;
-    mutable WMString m_key;
 };
 
 }  // namespace corvane
@@ -158,19 +186,20 @@ public:
 
     // The handler that reads the child element, or null when the child is not known here (the
     // frame then skips it with its whole subtree).
-    virtual WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                                  const WMString& qName,
-                                                  const corvane::AttrContext& attrs,
+    virtual WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                                   WMWSDLParseEventHandler& frame) = 0;
     // True when the element is finished and the handler is to be popped.
     virtual bool EndElement();
-    virtual void CharacterData(const WMString& text);
-    virtual void ReadAttributes(const corvane::AttrContext& attrs);
-    virtual void SetTargetNS(const WMString& ns);
+    virtual void CharacterData(corvane::WStringView text);
+    virtual void ReadAttributes(const corvane::StartTag& tag);
+    virtual void SetTargetNS(corvane::WStringView ns);
     virtual const WMString& GetTargetNS() const;
+    // Takes the target namespace of `parent` without copying the text: most handlers of a
+    // description share one or two namespaces.
+    void InheritTargetNS(const WMWSDLEventHandler& parent) { m_targetNS = parent.m_targetNS; }
 
 private:
-    WMString m_targetNS;
+    std::shared_ptr<const WMString> m_targetNS;
 };
 
 #endif

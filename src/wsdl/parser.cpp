@@ -1,7 +1,6 @@
 #include <corvane/http.h>
 #include <corvane/utf8.h>
 #include <corvane/wsdl.h>
-#include <corvane/xml_parser.h>
 
 #include "platform/codepage.h"
 #include "platform/file.h"
@@ -119,16 +118,15 @@ bool WMWSDLParser::ParseWSDLText(const WMString& text) {
     const corvane::detail::ImportChain* chain = m_importChain ? m_importChain : &root;
     try {
         WMWSDLParseEventHandler frame(desc.get(), chain);
-        WMXMLParser parser;
-        parser.SetBuildTree(false);
-        parser.ParseXML(text, &frame);
-        return true;
+        int line = 1;
+        if (corvane::detail::CurrentDocumentReader()(text, frame, line)) {
+            return true;
+        }
+        SetLoadError(u"XML Parse Error",
+                     u"The document is not well-formed XML (line " + Decimal(line) + u").");
     } catch (WMWebServicesDescFault* raised) {
         std::unique_ptr<WMWebServicesDescFault> fault(raised);
         SetLoadError(fault->GetCategory(), fault->GetMessage());
-    } catch (int line) {
-        SetLoadError(u"XML Parse Error",
-                     u"The document is not well-formed XML (line " + Decimal(line) + u").");
     } catch (const std::bad_alloc&) {
         SetLoadError(u"Internal Error", u"Memory allocation failure.");
     } catch (...) {

@@ -3,50 +3,45 @@
 #include "platform/guid.h"
 #include "wsdl/frame.h"
 
-using corvane::AttrContext;
 using corvane::QName;
+using corvane::StartTag;
 using corvane::WStringView;
 
 namespace {
 
 // `all` and `choice` hold their elements like `sequence`: RPC/encoded descriptions commonly
 // declare their structs with `all`, which would otherwise have no members.
-bool IsSequenceLike(const WMString& ns, const WMString& localName) {
-    return corvane::IsSchemaNS(ns) &&
-           (localName == u"sequence" || localName == u"all" || localName == u"choice");
-}
-
-bool IsSchema(const WMString& ns, const WMString& localName, WStringView expected) {
-    return localName == expected && corvane::IsSchemaNS(ns);
+bool IsSequenceLike(const StartTag& tag) {
+    return corvane::IsSchemaNS(tag.ns) &&
+           (tag.local == u"sequence" || tag.local == u"all" || tag.local == u"choice");
 }
 
 }  // namespace
 
-WMWSDLEventHandler* WMAttributeHandler::StartChildElement(const WMString&, const WMString&,
-                                                          const WMString&, const AttrContext&,
+WMWSDLEventHandler* WMAttributeHandler::StartChildElement(const StartTag&,
                                                           WMWSDLParseEventHandler&) {
     return nullptr;
 }
 
-void WMAttributeHandler::ReadAttributes(const AttrContext& attrs) {
-    if (const WMString* name = attrs.Find(u"attributename")) {
+void WMAttributeHandler::ReadAttributes(const StartTag& tag) {
+    if (auto name = tag.Find(u"attributename")) {
         m_name = *name;
     }
-    if (const WMString* type = attrs.Find(u"attributetype")) {
-        m_type = attrs.Resolve(*type, u"type", u"attribute");
+    if (auto type = tag.Find(u"attributetype")) {
+        m_type = tag.Resolve(*type, u"type", u"attribute");
     }
-    if (const WMString* ref = attrs.Find(u"attributeref")) {
-        m_ref = attrs.Resolve(*ref, u"ref", u"attribute");
+    if (auto ref = tag.Find(u"attributeref")) {
+        m_ref = tag.Resolve(*ref, u"ref", u"attribute");
     }
 }
 
-void WMArrayTypeAttrHandler::ReadAttributes(const AttrContext& attrs) {
-    WMAttributeHandler::ReadAttributes(attrs);
-    const WMString* value = attrs.FindQualified(corvane::kWsdlNS, u"arrayType");
+void WMArrayTypeAttrHandler::ReadAttributes(const StartTag& tag) {
+    WMAttributeHandler::ReadAttributes(tag);
+    auto value = tag.FindQualified(corvane::kWsdlNS, u"arrayType");
     if (!value) {
         return;
     }
-    QName type = attrs.Resolve(*value, u"arrayType", u"attribute");
+    QName type = tag.Resolve(*value, u"arrayType", u"attribute");
     // An array of arrays keeps its inner brackets in the item type name: int[][] is an array
     // of int[] with the dimension text [].
     std::size_t bracket = type.local.rfind(u'[');
@@ -68,27 +63,25 @@ unsigned int WMArrayTypeAttrHandler::GetDimensionCount() const {
 }
 
 WMAttributeHandler* WMSchemaAttributesOwner::AddAttribute(
-    const AttrContext& attrs, std::unique_ptr<WMAttributeHandler> handler) {
-    handler->SetTargetNS(GetTargetNS());
-    handler->ReadAttributes(attrs);
+    const StartTag& tag, std::unique_ptr<WMAttributeHandler> handler) {
+    handler->InheritTargetNS(*this);
+    handler->ReadAttributes(tag);
     m_attributes.push_back(std::move(handler));
     return m_attributes.back().get();
 }
 
 WMSchemaElemHandler::~WMSchemaElemHandler() = default;
 
-WMWSDLEventHandler* WMSchemaElemHandler::StartChildElement(const WMString& ns,
-                                                           const WMString& localName,
-                                                           const WMString&, const AttrContext&,
+WMWSDLEventHandler* WMSchemaElemHandler::StartChildElement(const StartTag& tag,
                                                            WMWSDLParseEventHandler& frame) {
-    if (IsSchema(ns, localName, u"complexType")) {
+    if (tag.IsSchema(u"complexType")) {
         auto type = std::make_unique<WMSchemaComplexTypeHandler>(m_schema, WMString());
-        type->SetTargetNS(GetTargetNS());
+        type->InheritTargetNS(*this);
         return FillSlot(m_anonComplex, std::move(type), frame);
     }
-    if (IsSchema(ns, localName, u"simpleType")) {
+    if (tag.IsSchema(u"simpleType")) {
         auto type = std::make_unique<WMSchemaSimpleTypeHandler>(m_schema, WMString());
-        type->SetTargetNS(GetTargetNS());
+        type->InheritTargetNS(*this);
         return FillSlot(m_anonSimple, std::move(type), frame);
     }
     return nullptr;
@@ -110,33 +103,31 @@ bool WMSchemaElemHandler::EndElement() {
     return true;
 }
 
-void WMSchemaElemHandler::ReadAttributes(const AttrContext& attrs) {
-    if (const WMString* type = attrs.Find(u"elementtype")) {
-        m_type = attrs.Resolve(*type, u"type", u"element");
-    } else if (const WMString* ref = attrs.Find(u"elementref")) {
-        m_type = attrs.Resolve(*ref, u"ref", u"element");
+void WMSchemaElemHandler::ReadAttributes(const StartTag& tag) {
+    if (auto type = tag.Find(u"elementtype")) {
+        m_type = tag.Resolve(*type, u"type", u"element");
+    } else if (auto ref = tag.Find(u"elementref")) {
+        m_type = tag.Resolve(*ref, u"ref", u"element");
         m_isRef = true;
     } else {
         m_type = QName{corvane::kXsdNS2001, u"anyType"};
     }
 }
 
-WMWSDLEventHandler* WMSequenceHandler::StartChildElement(const WMString& ns,
-                                                         const WMString& localName, const WMString&,
-                                                         const AttrContext& attrs,
+WMWSDLEventHandler* WMSequenceHandler::StartChildElement(const StartTag& tag,
                                                          WMWSDLParseEventHandler&) {
-    if (!IsSchema(ns, localName, u"element")) {
+    if (!tag.IsSchema(u"element")) {
         return nullptr;
     }
     // An element declared by `ref` has no name of its own; it is known by the referenced
     // element's name, as in an instance document.
     WMString name;
-    if (const WMString* value = attrs.Find(u"elementname")) {
+    if (auto value = tag.Find(u"elementname")) {
         name = *value;
     }
     auto element = std::make_unique<WMSchemaElemHandler>(m_schema, std::move(name));
-    element->SetTargetNS(GetTargetNS());
-    element->ReadAttributes(attrs);
+    element->InheritTargetNS(*this);
+    element->ReadAttributes(tag);
     if (element->GetName().empty() && element->IsRef()) {
         element->SetName(element->GetType().local);
     }
@@ -144,84 +135,72 @@ WMWSDLEventHandler* WMSequenceHandler::StartChildElement(const WMString& ns,
     return m_elements.back().get();
 }
 
-WMWSDLEventHandler* WMDerivationHandler::StartChildElement(const WMString& ns,
-                                                           const WMString& localName,
-                                                           const WMString&,
-                                                           const AttrContext& attrs,
+WMWSDLEventHandler* WMDerivationHandler::StartChildElement(const StartTag& tag,
                                                            WMWSDLParseEventHandler& frame) {
-    if (IsSequenceLike(ns, localName)) {
+    if (IsSequenceLike(tag)) {
         auto sequence = std::make_unique<WMSequenceHandler>(m_schema);
-        sequence->SetTargetNS(GetTargetNS());
+        sequence->InheritTargetNS(*this);
         return FillSlot(m_sequence, std::move(sequence), frame);
     }
-    if (IsSchema(ns, localName, u"attribute")) {
-        return AddAttribute(attrs, std::make_unique<WMAttributeHandler>());
+    if (tag.IsSchema(u"attribute")) {
+        return AddAttribute(tag, std::make_unique<WMAttributeHandler>());
     }
     return nullptr;
 }
 
-void WMDerivationHandler::ReadAttributes(const AttrContext& attrs) {
-    if (const WMString* base = attrs.Find(WMString(m_elementName) + u"base")) {
-        m_base = attrs.Resolve(*base, u"base", m_elementName);
+void WMDerivationHandler::ReadAttributes(const StartTag& tag) {
+    if (auto base = tag.Find(m_elementName, u"base")) {
+        m_base = tag.Resolve(*base, u"base", m_elementName);
     }
 }
 
-WMWSDLEventHandler* WMRestrictionHandler::StartChildElement(const WMString& ns,
-                                                            const WMString& localName,
-                                                            const WMString& qName,
-                                                            const AttrContext& attrs,
+WMWSDLEventHandler* WMRestrictionHandler::StartChildElement(const StartTag& tag,
                                                             WMWSDLParseEventHandler& frame) {
-    if (IsSchema(ns, localName, u"attribute") &&
-        attrs.FindQualified(corvane::kWsdlNS, u"arrayType")) {
+    if (tag.IsSchema(u"attribute") && tag.FindQualified(corvane::kWsdlNS, u"arrayType")) {
         auto* attribute = static_cast<WMArrayTypeAttrHandler*>(
-            AddAttribute(attrs, std::make_unique<WMArrayTypeAttrHandler>()));
+            AddAttribute(tag, std::make_unique<WMArrayTypeAttrHandler>()));
         if (!m_arrayType) {
             m_arrayType = attribute;
         }
         return attribute;
     }
-    return WMDerivationHandler::StartChildElement(ns, localName, qName, attrs, frame);
+    return WMDerivationHandler::StartChildElement(tag, frame);
 }
 
-WMWSDLEventHandler* WMContentHandler::StartChildElement(const WMString& ns,
-                                                        const WMString& localName, const WMString&,
-                                                        const AttrContext& attrs,
+WMWSDLEventHandler* WMContentHandler::StartChildElement(const StartTag& tag,
                                                         WMWSDLParseEventHandler& frame) {
     std::unique_ptr<WMDerivationHandler> derivation;
-    if (IsSchema(ns, localName, u"restriction")) {
+    if (tag.IsSchema(u"restriction")) {
         derivation = std::make_unique<WMRestrictionHandler>(m_schema);
-    } else if (IsSchema(ns, localName, u"extension")) {
+    } else if (tag.IsSchema(u"extension")) {
         derivation = std::make_unique<WMExtensionHandler>(m_schema);
     } else {
         return nullptr;
     }
-    derivation->SetTargetNS(GetTargetNS());
-    derivation->ReadAttributes(attrs);
+    derivation->InheritTargetNS(*this);
+    derivation->ReadAttributes(tag);
     return FillSlot(m_derivation, std::move(derivation), frame);
 }
 
-WMWSDLEventHandler* WMSchemaComplexTypeHandler::StartChildElement(const WMString& ns,
-                                                                  const WMString& localName,
-                                                                  const WMString&,
-                                                                  const AttrContext& attrs,
+WMWSDLEventHandler* WMSchemaComplexTypeHandler::StartChildElement(const StartTag& tag,
                                                                   WMWSDLParseEventHandler& frame) {
-    if (IsSequenceLike(ns, localName)) {
+    if (IsSequenceLike(tag)) {
         auto sequence = std::make_unique<WMSequenceHandler>(m_schema);
-        sequence->SetTargetNS(GetTargetNS());
+        sequence->InheritTargetNS(*this);
         return FillSlot(m_sequence, std::move(sequence), frame);
     }
-    if (IsSchema(ns, localName, u"complexContent")) {
+    if (tag.IsSchema(u"complexContent")) {
         auto content = std::make_unique<WMComplexContentHandler>(m_schema);
-        content->SetTargetNS(GetTargetNS());
+        content->InheritTargetNS(*this);
         return FillSlot(m_complexContent, std::move(content), frame);
     }
-    if (IsSchema(ns, localName, u"simpleContent")) {
+    if (tag.IsSchema(u"simpleContent")) {
         auto content = std::make_unique<WMSimpleContentHandler>(m_schema);
-        content->SetTargetNS(GetTargetNS());
+        content->InheritTargetNS(*this);
         return FillSlot(m_simpleContent, std::move(content), frame);
     }
-    if (IsSchema(ns, localName, u"attribute")) {
-        return AddAttribute(attrs, std::make_unique<WMAttributeHandler>());
+    if (tag.IsSchema(u"attribute")) {
+        return AddAttribute(tag, std::make_unique<WMAttributeHandler>());
     }
     return nullptr;
 }
@@ -251,52 +230,47 @@ const WMArrayTypeAttrHandler* WMSchemaComplexTypeHandler::GetArrayType() const {
     return nullptr;
 }
 
-WMWSDLEventHandler* WMSchemaSimpleTypeHandler::StartChildElement(const WMString& ns,
-                                                                 const WMString& localName,
-                                                                 const WMString&,
-                                                                 const AttrContext& attrs,
+WMWSDLEventHandler* WMSchemaSimpleTypeHandler::StartChildElement(const StartTag& tag,
                                                                  WMWSDLParseEventHandler& frame) {
-    if (!IsSchema(ns, localName, u"restriction")) {
+    if (!tag.IsSchema(u"restriction")) {
         return nullptr;
     }
     auto restriction = std::make_unique<WMRestrictionHandler>(m_schema);
-    restriction->SetTargetNS(GetTargetNS());
-    restriction->ReadAttributes(attrs);
+    restriction->InheritTargetNS(*this);
+    restriction->ReadAttributes(tag);
     return FillSlot(m_restriction, std::move(restriction), frame);
 }
 
-WMWSDLEventHandler* WMSchemaHandler::StartChildElement(const WMString& ns,
-                                                       const WMString& localName, const WMString&,
-                                                       const AttrContext& attrs,
+WMWSDLEventHandler* WMSchemaHandler::StartChildElement(const StartTag& tag,
                                                        WMWSDLParseEventHandler& frame) {
-    if (!corvane::IsSchemaNS(ns)) {
+    if (!corvane::IsSchemaNS(tag.ns)) {
         return nullptr;
     }
-    if (localName == u"element") {
-        const WMString& name = attrs.Require(u"elementname", u"name", u"element", true);
-        auto element = std::make_unique<WMSchemaElemHandler>(this, name);
-        element->SetTargetNS(GetTargetNS());
-        element->ReadAttributes(attrs);
+    if (tag.local == u"element") {
+        WStringView name = tag.Require(u"elementname", u"name", u"element", true);
+        auto element = std::make_unique<WMSchemaElemHandler>(this, WMString(name));
+        element->InheritTargetNS(*this);
+        element->ReadAttributes(tag);
         return FileHandler(m_elements, name, std::move(element), frame);
     }
-    if (localName == u"complexType") {
-        const WMString& name = attrs.Require(u"complexTypename", u"name", u"complexType", true);
-        auto type = std::make_unique<WMSchemaComplexTypeHandler>(this, name);
-        type->SetTargetNS(GetTargetNS());
+    if (tag.local == u"complexType") {
+        WStringView name = tag.Require(u"complexTypename", u"name", u"complexType", true);
+        auto type = std::make_unique<WMSchemaComplexTypeHandler>(this, WMString(name));
+        type->InheritTargetNS(*this);
         return FileHandler(m_complexTypes, name, std::move(type), frame);
     }
-    if (localName == u"simpleType") {
-        const WMString& name = attrs.Require(u"simpleTypename", u"name", u"simpleType", true);
-        auto type = std::make_unique<WMSchemaSimpleTypeHandler>(this, name);
-        type->SetTargetNS(GetTargetNS());
+    if (tag.local == u"simpleType") {
+        WStringView name = tag.Require(u"simpleTypename", u"name", u"simpleType", true);
+        auto type = std::make_unique<WMSchemaSimpleTypeHandler>(this, WMString(name));
+        type->InheritTargetNS(*this);
         return FileHandler(m_simpleTypes, name, std::move(type), frame);
     }
     return nullptr;
 }
 
-void WMSchemaHandler::ReadAttributes(const AttrContext& attrs) {
-    SetTargetNS(attrs.Require(u"schematargetNamespace", u"targetNamespace", u"schema", false));
-    const WMString* form = attrs.Find(u"schemaelementFormDefault");
+void WMSchemaHandler::ReadAttributes(const StartTag& tag) {
+    SetTargetNS(tag.Require(u"schematargetNamespace", u"targetNamespace", u"schema", false));
+    auto form = tag.Find(u"schemaelementFormDefault");
     m_elementFormQualified = form && *form == u"qualified";
 }
 

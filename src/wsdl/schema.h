@@ -14,10 +14,9 @@ class WMSequenceHandler;
 
 class WMAttributeHandler : public WMWSDLEventHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     const corvane::QName& GetType() const { return m_type; }
@@ -32,7 +31,7 @@ private:
 // An `attribute` carrying `wsdl:arrayType`: the declaration of a SOAP-encoded array.
 class WMArrayTypeAttrHandler : public WMAttributeHandler {
 public:
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const corvane::QName& GetElementType() const { return m_elementType; }
     const WMString& GetDimensions() const { return m_dimensions; }
@@ -51,7 +50,7 @@ public:
     }
 
 protected:
-    WMAttributeHandler* AddAttribute(const corvane::AttrContext& attrs,
+    WMAttributeHandler* AddAttribute(const corvane::StartTag& tag,
                                      std::unique_ptr<WMAttributeHandler> handler);
 
 private:
@@ -64,11 +63,10 @@ public:
         : m_schema(schema), m_name(std::move(name)) {}
     ~WMSchemaElemHandler() override;
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
     bool EndElement() override;
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     void SetName(WMString name) { m_name = std::move(name); }
@@ -90,8 +88,7 @@ class WMSequenceHandler : public WMWSDLEventHandler {
 public:
     explicit WMSequenceHandler(WMSchemaHandler* schema) : m_schema(schema) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const std::vector<std::unique_ptr<WMSchemaElemHandler>>& GetElements() const {
@@ -109,10 +106,9 @@ public:
     WMDerivationHandler(WMSchemaHandler* schema, const char16_t* elementName)
         : m_schema(schema), m_elementName(elementName) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const corvane::QName& GetBase() const { return m_base; }
     const WMSequenceHandler* GetSequence() const { return m_sequence.get(); }
@@ -135,8 +131,7 @@ public:
     explicit WMRestrictionHandler(WMSchemaHandler* schema)
         : WMDerivationHandler(schema, u"restriction") {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 };
 
@@ -151,8 +146,7 @@ class WMContentHandler : public WMWSDLEventHandler {
 public:
     explicit WMContentHandler(WMSchemaHandler* schema) : m_schema(schema) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const WMDerivationHandler* GetDerivation() const { return m_derivation.get(); }
@@ -177,8 +171,7 @@ public:
     WMSchemaComplexTypeHandler(WMSchemaHandler* schema, WMString name)
         : m_schema(schema), m_name(std::move(name)) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const WMString& GetName() const { return m_name; }
@@ -208,8 +201,7 @@ public:
     WMSchemaSimpleTypeHandler(WMSchemaHandler* schema, WMString name)
         : m_schema(schema), m_name(std::move(name)) {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const WMString& GetName() const { return m_name; }
@@ -225,10 +217,9 @@ private:
 
 class WMSchemaHandler : public WMWSDLEventHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     bool IsElementFormQualified() const { return m_elementFormQualified; }
     const corvane::HandlerTable<WMSchemaElemHandler>& GetElements() const { return m_elements; }

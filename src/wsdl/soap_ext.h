@@ -10,14 +10,13 @@
 // A record knows no children unless said otherwise.
 class WMSOAPBindingExt : public WMWSDLEventHandler {
 public:
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 };
 
 class WMSOAPBindingBindingExt : public WMSOAPBindingExt {
 public:
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetStyle() const { return m_style; }
     const WMString& GetTransport() const { return m_transport; }
@@ -29,7 +28,7 @@ private:
 
 class WMSOAPBindingOpExt : public WMSOAPBindingExt {
 public:
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     // In double quotes when the attribute was present, empty when it was absent.
     const WMString& GetSOAPAction() const { return m_soapAction; }
@@ -42,7 +41,7 @@ private:
 
 class WMSOAPBindingBodyExt : public WMSOAPBindingExt {
 public:
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetParts() const { return m_parts; }
     const WMString& GetUse() const { return m_use; }
@@ -63,7 +62,7 @@ public:
     WMSOAPBindingHeaderFaultExt()
         : WMSOAPBindingHeaderFaultExt(u"headerfault", u"soap:headerfault") {}
 
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const corvane::QName& GetMessage() const { return m_message; }
     const WMString& GetPart() const { return m_part; }
@@ -89,8 +88,7 @@ class WMSOAPBindingHeaderExt : public WMSOAPBindingHeaderFaultExt {
 public:
     WMSOAPBindingHeaderExt() : WMSOAPBindingHeaderFaultExt(u"header", u"soap:header") {}
 
-    WMWSDLEventHandler* StartChildElement(const WMString& ns, const WMString& localName,
-                                          const WMString& qName, const corvane::AttrContext& attrs,
+    WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
                                           WMWSDLParseEventHandler& frame) override;
 
     const std::vector<std::unique_ptr<WMSOAPBindingHeaderFaultExt>>& GetHeaderFaults() const {
@@ -103,7 +101,7 @@ private:
 
 class WMSOAPBindingFaultExt : public WMSOAPBindingExt {
 public:
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetName() const { return m_name; }
     const WMString& GetUse() const { return m_use; }
@@ -119,7 +117,7 @@ private:
 
 class WMSOAPAddressExt : public WMSOAPBindingExt {
 public:
-    void ReadAttributes(const corvane::AttrContext& attrs) override;
+    void ReadAttributes(const corvane::StartTag& tag) override;
 
     const WMString& GetLocation() const { return m_location; }
 
