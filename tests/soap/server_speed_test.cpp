@@ -7,6 +7,7 @@
 
 #include "soap/deserializer_test_util.h"
 #include "soap/server_text.h"
+#include "text/wire_text.h"
 
 #include <random>
 #include <string>
@@ -14,36 +15,21 @@
 
 namespace {
 
-// One unit at a time, the way the helper's text conversion is defined.
-std::string PlainUTF8(WMString const& text) {
-    std::string out;
-    auto put = [&out](char32_t c) {
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    };
+// The plain conversion: each lone half of a pair as U+FFFD, then the wire mode's strict encoder,
+// which goes one character at a time.
+std::string PlainUTF8(WMString text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
-        char32_t const c = text[i];
-        bool const high = c >= 0xD800 && c <= 0xDBFF;
-        if (high && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
-            put(0x10000 + ((c - 0xD800) << 10) + (text[i + 1] - 0xDC00));
+        bool const half = text[i] >= 0xD800 && text[i] <= 0xDFFF;
+        if (half && text[i] <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+            text[i + 1] <= 0xDFFF) {
             ++i;
-        } else {
-            put(c >= 0xD800 && c <= 0xDFFF ? 0xFFFD : c);
+        } else if (half) {
+            text[i] = 0xFFFD;
         }
     }
+    std::string out;
+    std::size_t bad = 0;
+    EXPECT_TRUE(corvane::detail::EncodeUtf8(text, out, bad)) << bad;
     return out;
 }
 

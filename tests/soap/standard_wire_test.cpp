@@ -8,20 +8,22 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "soap/deserializer_test_util.h"
+#include "support/support.h"
 #include "text/wire_text.h"
 
 namespace {
 
+using corvane::test::AllBytes;
+using corvane::test::Difference;
+using corvane::test::Items;
+using corvane::test::SOAPStruct;
 using deser_test::Round2Base;
 using deser_test::Round2GroupB;
-using Kind = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr char16_t kUnicode[] =
@@ -35,77 +37,6 @@ WMWireOptions Standard() {
     WMWireOptions options;
     options.standard = true;
     return options;
-}
-
-std::string Utf8(WMString const& text) {
-    std::string bytes;
-    std::size_t bad = 0;
-    EXPECT_TRUE(corvane::detail::EncodeUtf8(text, bytes, bad));
-    return bytes;
-}
-
-WMString FromUtf8(std::string const& bytes) {
-    WMString text;
-    std::string error;
-    EXPECT_TRUE(corvane::detail::DecodeText(bytes, "utf-8", text, error)) << error;
-    return text;
-}
-
-// The same kind and value, recursively; doubles bit for bit (NaN equals NaN). Member names
-// count below the top level.
-bool Equal(WMSOAPStructMember a, WMSOAPStructMember b);
-
-bool EqualStructs(WMSOAPStructType const& a, WMSOAPStructType const& b) {
-    WMString nameA;
-    WMString nameB;
-    WMSOAPStructMember memberA;
-    WMSOAPStructMember memberB;
-    long positionA = 0;
-    long positionB = 0;
-    bool moreA = a.GetFirstMember(&nameA, memberA, &positionA);
-    bool moreB = b.GetFirstMember(&nameB, memberB, &positionB);
-    for (; moreA && moreB; moreA = a.GetNextMember(&nameA, memberA, &positionA),
-                           moreB = b.GetNextMember(&nameB, memberB, &positionB)) {
-        if (nameA != nameB || !Equal(memberA, memberB)) {
-            return false;
-        }
-    }
-    return moreA == moreB;
-}
-
-bool Equal(WMSOAPStructMember a, WMSOAPStructMember b) {
-    if (a.GetDataType() != b.GetDataType()) {
-        return false;
-    }
-    switch (a.GetDataType()) {
-        case Kind::SOAP_NONE:
-            return true;
-        case Kind::SOAP_LONG:
-            return a.LongValue() == b.LongValue();
-        case Kind::SOAP_DOUBLE: {
-            double const x = a.DoubleValue();
-            double const y = b.DoubleValue();
-            return (std::isnan(x) && std::isnan(y)) || std::memcmp(&x, &y, sizeof x) == 0;
-        }
-        case Kind::SOAP_STRING:
-            return a.StringValue() == b.StringValue();
-        case Kind::SOAP_STRUCT:
-            return EqualStructs(a.StructValue(), b.StructValue());
-        case Kind::SOAP_ARRAY: {
-            auto const& x = a.ArrayValue();
-            auto const& y = b.ArrayValue();
-            if (x.size() != y.size()) {
-                return false;
-            }
-            for (std::size_t i = 0; i < x.size(); ++i) {
-                if (!EqualStructs(x[i], y[i])) {
-                    return false;
-                }
-            }
-            return true;
-        }
-    }
-    return false;
 }
 
 struct Param {
@@ -138,14 +69,15 @@ void ExpectEcho(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& 
     ASSERT_FALSE(request.empty()) << deser_test::Narrow(method);
     WMSOAPServerCall call(wsdl);
     call.SetWireOptions(Standard());
-    ASSERT_TRUE(call.ReadRequest(Utf8(request), soapAction))
+    std::string bytes;
+    std::size_t bad = 0;
+    ASSERT_TRUE(corvane::detail::EncodeUtf8(request, bytes, bad));
+    ASSERT_TRUE(call.ReadRequest(bytes, soapAction))
         << deser_test::Narrow(call.GetMessage().GetSOAPFaultString());
     for (Param const& param : params) {
         WMSOAPStructMember got;
         ASSERT_TRUE(call.GetParam(param.name, got));
-        EXPECT_TRUE(Equal(param.value, got))
-            << deser_test::Narrow(param.name) << ": sent " << deser_test::Show(param.value)
-            << ", server got " << deser_test::Show(got);
+        EXPECT_EQ("", Difference(param.value, got, "server got " + deser_test::Narrow(param.name)));
         if (!call.SetOutParam(param.name, got)) {
             ASSERT_TRUE(call.SetReturnValue(got));
         }
@@ -153,36 +85,14 @@ void ExpectEcho(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& 
     std::string body;
     ASSERT_EQ(200, call.WriteResponse(body)) << body;
     answer.SetStandardWireMode(true);
-    auto const fault = deser_test::DecodeResponse(answer, wsdl, method, FromUtf8(body));
+    WMString text;
+    std::string error;
+    ASSERT_TRUE(corvane::detail::DecodeText(body, "utf-8", text, error)) << error;
+    auto const fault = deser_test::DecodeResponse(answer, wsdl, method, text);
     ASSERT_FALSE(fault) << fault->text;
 }
 
 WMSOAPStructMember Member(WMSOAPStructMember value) {
-    return value;
-}
-
-WMString AllBytes() {
-    WMString bytes;
-    for (int i = 0; i < 256; ++i) {
-        bytes.push_back(static_cast<char16_t>(i));
-    }
-    return bytes;
-}
-
-std::vector<WMSOAPStructType> Items(std::vector<WMSOAPStructMember> const& members) {
-    std::vector<WMSOAPStructType> items;
-    for (WMSOAPStructMember const& member : members) {
-        items.emplace_back();
-        items.back().SetMember(member);
-    }
-    return items;
-}
-
-WMSOAPStructType SoapStruct(WMString const& s, int i, double f) {
-    WMSOAPStructType value;
-    value.SetMember(u"varString", s);
-    value.SetMember(u"varInt", i);
-    value.SetMember(u"varFloat", f);
     return value;
 }
 
@@ -193,28 +103,20 @@ TEST(StandardWire, Round2EchoesReturnTextStructsAndArraysExactly) {
     } const cases[] = {
         {u"String", WMSOAPStructMember(u"", WMString(kUnicode) + u" <&> \"'\r\n\r")},
         {u"String", WMSOAPStructMember()},  // nil stays nil
-        {u"Struct", WMSOAPStructMember(u"", SoapStruct(kUnicode, 7, 0.25))},
+        {u"Struct", WMSOAPStructMember(u"", SOAPStruct(kUnicode, 7, 0.25))},
         {u"StringArray",
          WMSOAPStructMember(u"", Items({{u"item", u"a"}, {u"item", kUnicode}, {u"item", u""}}))},
         {u"FloatArray", WMSOAPStructMember(u"", Items({{u"item", 0.5}, {u"item", -1.25}}))},
         {u"IntegerArray", WMSOAPStructMember(u"", std::vector<WMSOAPStructType>())},
-        {u"StructArray", WMSOAPStructMember(u"", std::vector<WMSOAPStructType>(
-                                                     2,
-                                                     [] {
-                                                         WMSOAPStructType item;
-                                                         item.SetMember(u"item",
-                                                                        SoapStruct(u"s", 1, 1.5));
-                                                         return item;
-                                                     }()))},
+        {u"StructArray", WMSOAPStructMember(u"", Items({{u"", SOAPStruct(u"s", 1, 1.5)},
+                                                        {u"", SOAPStruct(u"s", 1, 1.5)}}))},
     };
     for (Case const& c : cases) {
         WMString const op = u"echo" + WMString(c.operation);
         WMSOAPMessage answer;
         ExpectEcho(Round2Base(), op, u"http://soapinterop.org/", "\"http://\"",
                    {{u"input" + WMString(c.operation), c.value}}, answer);
-        EXPECT_TRUE(Equal(c.value, answer.GetReturnValue()))
-            << deser_test::Narrow(op) << ": sent " << deser_test::Show(c.value) << ", got back "
-            << deser_test::Show(answer.GetReturnValue());
+        EXPECT_EQ("", Difference(c.value, answer.GetReturnValue(), deser_test::Narrow(op)));
     }
 }
 
@@ -249,8 +151,7 @@ TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
                answer);
     // Without a parameterOrder the first output part is the return value, the others follow as
     // output parameters.
-    EXPECT_TRUE(Equal(params[0].value, answer.GetReturnValue()))
-        << "long came back as " << deser_test::Show(answer.GetReturnValue());
+    EXPECT_EQ("", Difference(params[0].value, answer.GetReturnValue(), "long"));
     std::size_t index = 1;
     WMString ns;
     WMString name;
@@ -262,8 +163,7 @@ TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
          more = answer.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {
         ASSERT_LT(index, params.size());
         EXPECT_EQ(params[index].name, name);
-        EXPECT_TRUE(Equal(params[index].value, value))
-            << deser_test::Narrow(name) << " came back as " << deser_test::Show(value);
+        EXPECT_EQ("", Difference(params[index].value, value, deser_test::Narrow(name)));
         ++index;
     }
     EXPECT_EQ(params.size(), index);
@@ -281,7 +181,7 @@ TEST(StandardWire, ExactEnvelopes) {
          Round2Base(),
          u"echoStruct",
          u"http://soapinterop.org/",
-         {{u"inputStruct", Member({u"", SoapStruct(u"a\rb", -1, 0.1)})}}},
+         {{u"inputStruct", Member({u"", SOAPStruct(u"a\rb", -1, 0.1)})}}},
         {"echo2DStringArray",
          Round2GroupB(),
          u"echo2DStringArray",
@@ -324,53 +224,26 @@ std::string Envelope(std::string const& body) {
 }
 
 TEST(StandardServerCall, RefusesWhatItCannotReadWithTheClientsFault) {
-    struct Case {
-        std::string body;
-        std::string soapAction;
-        char const* code;    // null: accepted
-        char const* string;  // the fault string, or a part of it
-    } const cases[] = {
-        // The action with or without quotes, empty, or as namespace#method; not another one.
-        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"), "\"http://\"",
-         nullptr, nullptr},
-        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"), "http://", nullptr,
-         nullptr},
-        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"), "", nullptr,
-         nullptr},
-        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"),
-         "\"http://soapinterop.org/#echoString\"", nullptr, nullptr},
-        {Envelope("<m:echoString><inputString>x</inputString></m:echoString>"),
-         "http://soapinterop.org/#echoInteger", "SOAP-ENV:Client",
-         "Unrecognized 'SOAPAction' HTTP header received."},
-        // Bytes that are not UTF-8 are refused, not read as ISO-8859-1.
-        {Envelope("<m:echoString><inputString>caf\xE9</inputString></m:echoString>"), "http://",
-         "SOAP-ENV:Client", "The request body is not valid UTF-8."},
-        // A value that does not fit its type names its element, at any depth.
-        {Envelope("<m:echoInteger><inputInteger>12a</inputInteger></m:echoInteger>"), "",
-         "SOAP-ENV:Client",
-         "Element 'inputInteger': \"12a\" is not a valid int (not a whole number)."},
-        {Envelope("<m:echoStruct><inputStruct><varString>s</varString><varInt>3000000000</varInt>"
-                  "</inputStruct></m:echoStruct>"),
-         "", "SOAP-ENV:Client",
-         "Element 'varInt': \"3000000000\" is not a valid int (out of range)."},
-        {Envelope("<m:echoBoolean><inputBoolean>yes</inputBoolean></m:echoBoolean>"), "",
-         "SOAP-ENV:Client", "Element 'inputBoolean': \"yes\" is not a valid boolean"},
-        {Envelope("<m:echoBase64><inputBase64>QQ=</inputBase64></m:echoBase64>"), "",
-         "SOAP-ENV:Client", "is not a valid base64Binary (base64 text whose length"},
-    };
-    for (Case const& c : cases) {
+    auto const rows = corvane::test::ReadTable("expected/soap/standard_requests.txt");
+    ASSERT_GE(rows.size(), 10u);
+    for (auto const& row : rows) {
+        std::size_t const bar = row.input.find('|');
+        std::string const body =
+            Envelope(corvane::test::Narrow(corvane::test::Unescape(row.input.substr(bar + 1))));
         WMSOAPServerCall call(Round2Base());
         call.SetWireOptions(Standard());
-        bool const read = call.ReadRequest(c.body, c.soapAction);
-        EXPECT_EQ(c.code == nullptr, read) << c.body << " / " << c.soapAction;
-        if (c.code != nullptr && !read) {
+        bool const read = call.ReadRequest(body, row.input.substr(0, bar));
+        ASSERT_EQ(row.expected == "accepted", read) << row.where;
+        if (!read) {
             WMSOAPMessage& message = call.GetMessage();
-            EXPECT_EQ(c.code, deser_test::Narrow(message.GetSOAPFaultCode()));
-            EXPECT_NE(std::string::npos,
-                      deser_test::Narrow(message.GetSOAPFaultString()).find(c.string))
-                << deser_test::Narrow(message.GetSOAPFaultString());
-            std::string body;
-            EXPECT_EQ(500, call.WriteResponse(body));
+            std::size_t const split = row.expected.find('|');
+            EXPECT_EQ(row.expected.substr(0, split), deser_test::Narrow(message.GetSOAPFaultCode()))
+                << row.where;
+            EXPECT_NE(std::string::npos, deser_test::Narrow(message.GetSOAPFaultString())
+                                             .find(row.expected.substr(split + 1)))
+                << row.where << ": " << deser_test::Narrow(message.GetSOAPFaultString());
+            std::string answer;
+            EXPECT_EQ(500, call.WriteResponse(answer));
         }
     }
 }

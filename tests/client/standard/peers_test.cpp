@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
-#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -71,100 +69,6 @@ RunningPeer& PeerOf(std::string const& kind) {
     return *slot;
 }
 
-// Doubles compare by their bits, so -0.0 differs from 0.0; any NaN equals any NaN.
-bool SameDouble(double a, double b) {
-    if (std::isnan(a) || std::isnan(b)) {
-        return std::isnan(a) && std::isnan(b);
-    }
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-std::string Describe(M const& value) {
-    M copy = value;
-    if (copy.GetDataType() == DataType::SOAP_DOUBLE) {
-        char text[40];
-        std::snprintf(text, sizeof text, "%.17g", copy.DoubleValue());
-        return text;
-    }
-    return Show(copy);
-}
-
-// Where two values first differ ("" when they are the same); member names count, the top
-// level's name does not.
-std::string Difference(M const& expectedConst, M const& actualConst, std::string const& path);
-
-std::vector<std::pair<WMString, M>> MembersOf(WMSOAPStructType const& value) {
-    std::vector<std::pair<WMString, M>> members;
-    WMString name;
-    M member;
-    long position = 0;
-    for (bool more = value.GetFirstMember(&name, member, &position); more;
-         more = value.GetNextMember(&name, member, &position)) {
-        members.emplace_back(name, member);
-    }
-    return members;
-}
-
-std::string StructDifference(WMSOAPStructType const& expectedStruct,
-                             WMSOAPStructType const& actualStruct, std::string const& path) {
-    auto const expected = MembersOf(expectedStruct);
-    auto const actual = MembersOf(actualStruct);
-    if (expected.size() != actual.size()) {
-        return path + ": " + std::to_string(expected.size()) + " members expected, " +
-               std::to_string(actual.size()) + " came back";
-    }
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        std::string const where = path + "." + Utf8(expected[i].first);
-        if (expected[i].first != actual[i].first) {
-            return where + ": member named " + Utf8(actual[i].first) + " came back";
-        }
-        std::string const difference = Difference(expected[i].second, actual[i].second, where);
-        if (!difference.empty()) {
-            return difference;
-        }
-    }
-    return "";
-}
-
-std::string Difference(M const& expectedConst, M const& actualConst, std::string const& path) {
-    M expected = expectedConst;
-    M actual = actualConst;
-    bool same = expected.GetDataType() == actual.GetDataType();
-    if (same) {
-        switch (expected.GetDataType()) {
-            case DataType::SOAP_LONG:
-                same = expected.LongValue() == actual.LongValue();
-                break;
-            case DataType::SOAP_DOUBLE:
-                same = SameDouble(expected.DoubleValue(), actual.DoubleValue());
-                break;
-            case DataType::SOAP_STRING:
-                same = expected.StringValue() == actual.StringValue();
-                break;
-            case DataType::SOAP_STRUCT:
-                return StructDifference(expected.StructValue(), actual.StructValue(), path);
-            case DataType::SOAP_ARRAY: {
-                auto const& items = expected.ArrayValue();
-                if (items.size() != actual.ArrayValue().size()) {
-                    return path + ": " + std::to_string(items.size()) + " items expected, " +
-                           std::to_string(actual.ArrayValue().size()) + " came back";
-                }
-                for (std::size_t i = 0; i < items.size(); ++i) {
-                    std::string const difference = StructDifference(
-                        items[i], actual.ArrayValue()[i], path + "[" + std::to_string(i) + "]");
-                    if (!difference.empty()) {
-                        return difference;
-                    }
-                }
-                return "";
-            }
-            default:
-                break;
-        }
-    }
-    return same ? "" : path + ": expected " + Describe(expected) + ", got " + Describe(actual);
-}
-
 // The text of the issue's example: Latin-1, Latin Extended-A, CJK, the euro sign and a character
 // beyond the BMP (a surrogate pair in the caller's UTF-16).
 WMString const kText = u"Gr\u00fc\u00dfe aus T\u014dky\u014d \u2014 \u6771\u4eac \u20ac \U0001F600";
@@ -172,33 +76,6 @@ WMString const kText = u"Gr\u00fc\u00dfe aus T\u014dky\u014d \u2014 \u6771\u4eac
 // xsd:float parts hold single precision: what comes back is the value as a float.
 double AsFloat(double value) {
     return static_cast<double>(static_cast<float>(value));
-}
-
-// Every byte value once, in the caller's form of binary data: one character per byte.
-WMString AllBytes() {
-    WMString bytes;
-    for (int i = 0; i < 256; ++i) {
-        bytes += static_cast<char16_t>(i);
-    }
-    return bytes;
-}
-
-WMSOAPStructType SOAPStruct(WMString const& text, int number, double real) {
-    WMSOAPStructType value;
-    value.SetMember(u"varString", text);
-    value.SetMember(u"varInt", number);
-    value.SetMember(u"varFloat", real);
-    return value;
-}
-
-std::vector<WMSOAPStructType> Items(std::vector<M> const& values) {
-    std::vector<WMSOAPStructType> items;
-    for (M value : values) {
-        value.SetName(u"item");
-        items.emplace_back();
-        items.back().SetMember(value);
-    }
-    return items;
 }
 
 M Named(WMString const& name, M value) {
@@ -403,10 +280,7 @@ protected:
                    Utf8(client.GetXMLIn());
         }
         if (client.IsSOAPFault()) {
-            WMString code, text;
-            client.GetSOAPFaultCode(code);
-            client.GetSOAPFaultString(text);
-            return "fault " + Utf8(code) + " " + Utf8(text) + "; sent " + Utf8(*client.GetXMLOut());
+            return "fault " + FaultOf(client) + "; sent " + Utf8(*client.GetXMLOut());
         }
         std::string difference = Difference(expected, returned, "return");
         for (std::size_t i = 0; difference.empty() && i < row.outputs.size(); ++i) {

@@ -10,17 +10,10 @@
 #include "net/wire/wire_peers.h"
 #include "net/wire_http.h"
 #include "support/support.h"
+#include "support/values.h"
 
 namespace corvane::test {
 namespace {
-
-Peers* g_peers = nullptr;
-
-std::string Utf8(const WMString& text) {
-    std::string bytes;
-    WideStringToUTF8(text, bytes);
-    return bytes;
-}
 
 struct Outcome {
     bool initialized = false;
@@ -28,27 +21,13 @@ struct Outcome {
     std::string text;  // the returned value, or why the load or the call failed
 };
 
-class WireTlsClient : public ::testing::Test {
+class WireTlsClient : public PeersTest {
 protected:
-    static void SetUpTestSuite() {
-        DynSSL::SetLibraryDirectory(CORVANE_TLS_LIBRARY_DIR);
-        g_peers = new Peers();
-    }
-    static void TearDownTestSuite() {
-        delete g_peers;
-        g_peers = nullptr;
-    }
-    void SetUp() override {
-        ASSERT_TRUE(g_peers->Ready()) << "the peers did not start";
-        options_.standard = true;
-        options_.caFile = g_peers->File("ca.pem");
-    }
-
     // Reads the description at `wsdl` and calls swap on the address it gives.
     Outcome Swap(const std::string& wsdl) {
         Outcome outcome;
         WMSOAPClient client;
-        client.SetWireOptions(options_);
+        client.SetWireOptions(options);
         outcome.initialized =
             client.Initialize(Widen(wsdl), u"Calls", u"CallsPort", u"", u"tester", u"", false);
         if (!outcome.initialized) {
@@ -68,10 +47,8 @@ protected:
 
     // The description from the plain server, naming the service on TLS server `server`.
     static std::string Via(const std::string& server) {
-        return g_peers->Url("http", "/calls.wsdl?" + server, "localhost");
+        return peers->Url("http", "/calls.wsdl?" + server, "localhost");
     }
-
-    WMWireOptions options_;
 };
 
 const std::string kReturned = "T\xC5\x8Dky\xC5\x8D";
@@ -79,7 +56,7 @@ const std::string kReturned = "T\xC5\x8Dky\xC5\x8D";
 TEST_F(WireTlsClient, FetchesAndCallsOverVerifiedTls) {
     // Description and service on the same TLS server, by name and by address.
     for (const char* host : {"localhost", "127.0.0.1"}) {
-        const Outcome outcome = Swap(g_peers->Url("tls", "/calls.wsdl", host));
+        const Outcome outcome = Swap(peers->Url("tls", "/calls.wsdl", host));
         EXPECT_TRUE(outcome.called) << host << ": " << outcome.text;
         EXPECT_EQ(outcome.text, kReturned) << host;
     }
@@ -105,7 +82,7 @@ TEST_F(WireTlsClient, RefusesEachBadCertificateWithItsReason) {
         EXPECT_NE(outcome.text.find(c.reason), std::string::npos)
             << c.server << ": " << outcome.text;
         // ... and by the fetch of the description.
-        outcome = Swap(g_peers->Url(c.server, "/calls.wsdl", "localhost"));
+        outcome = Swap(peers->Url(c.server, "/calls.wsdl", "localhost"));
         EXPECT_FALSE(outcome.initialized) << c.server;
         EXPECT_NE(outcome.text.find(c.reason), std::string::npos)
             << c.server << ": " << outcome.text;
@@ -113,16 +90,16 @@ TEST_F(WireTlsClient, RefusesEachBadCertificateWithItsReason) {
 }
 
 TEST_F(WireTlsClient, ClientCertificateAndUnverifiedServers) {
-    options_.clientCertificateFile = g_peers->File("client.pem");
-    options_.clientKeyFile = g_peers->File("client.key");
-    EXPECT_EQ(Swap(g_peers->Url("clientauth", "/calls.wsdl", "localhost")).text, kReturned);
+    options.clientCertificateFile = peers->File("client.pem");
+    options.clientKeyFile = peers->File("client.key");
+    EXPECT_EQ(Swap(peers->Url("clientauth", "/calls.wsdl", "localhost")).text, kReturned);
 
     // Only the explicit setting accepts what verification refuses.
-    options_ = WMWireOptions();
-    options_.standard = true;
-    options_.verifyServerCertificate = false;
+    options = WMWireOptions();
+    options.standard = true;
+    options.verifyServerCertificate = false;
     for (const char* server : {"self", "expired", "wronghost", "unknown"}) {
-        EXPECT_EQ(Swap(g_peers->Url(server, "/calls.wsdl", "localhost")).text, kReturned) << server;
+        EXPECT_EQ(Swap(peers->Url(server, "/calls.wsdl", "localhost")).text, kReturned) << server;
     }
 }
 
@@ -140,28 +117,28 @@ int RunTool(const std::string& arguments, std::string& output) {
 }
 
 TEST_F(WireTlsClient, ThroughTheTool) {
-    const std::string ca = "--ca-file '" + Narrow(g_peers->File("ca.pem")) + "' ";
+    const std::string ca = "--ca-file '" + Narrow(peers->File("ca.pem")) + "' ";
     std::string output;
-    EXPECT_EQ(RunTool(ca + g_peers->Url("tls", "/calls.wsdl", "localhost"), output), 0) << output;
+    EXPECT_EQ(RunTool(ca + peers->Url("tls", "/calls.wsdl", "localhost"), output), 0) << output;
     EXPECT_NE(output.find("\"return\": \"" + kReturned + "\""), std::string::npos) << output;
 
     EXPECT_EQ(RunTool(ca + Via("expired"), output), 1) << output;
     EXPECT_NE(output.find("no usable answer from https://localhost:"), std::string::npos) << output;
     EXPECT_NE(output.find("the certificate has expired"), std::string::npos) << output;
 
-    EXPECT_EQ(RunTool("--insecure " + g_peers->Url("self", "/calls.wsdl", "localhost"), output), 0)
+    EXPECT_EQ(RunTool("--insecure " + peers->Url("self", "/calls.wsdl", "localhost"), output), 0)
         << output;
     // Through the proxy's CONNECT tunnel, with credentials the server does not ask for.
     EXPECT_EQ(RunTool(ca + "--user 'ann:s\xC3\xA9" + "cret' --proxy " +
-                          g_peers->Url("proxy", "", "127.0.0.1") + " " +
-                          g_peers->Url("tls", "/calls.wsdl", "localhost"),
+                          peers->Url("proxy", "", "127.0.0.1") + " " +
+                          peers->Url("tls", "/calls.wsdl", "localhost"),
                       output),
               0)
         << output;
     corvane::detail::WireHttpClient http(WMWireOptions(), 20000);
     corvane::detail::WireAnswer log;
-    ASSERT_TRUE(http.Exchange("GET", g_peers->Url("proxy", "/log"), "", "", log));
-    EXPECT_NE(log.body.find("CONNECT localhost:" + g_peers->Url("tls", "").substr(23)),
+    ASSERT_TRUE(http.Exchange("GET", peers->Url("proxy", "/log"), "", "", log));
+    EXPECT_NE(log.body.find("CONNECT localhost:" + peers->Url("tls", "").substr(23)),
               std::string::npos)
         << log.body;
 }

@@ -1,10 +1,13 @@
 // The peers of wire_peer.py (an HTTP/1.1 server, a proxy, TLS servers with certificates of a CA
-// made at start-up), started once for a test program. Never built for Windows: the peer is
-// started as a POSIX process. The program defines CORVANE_PYTHON, CORVANE_OPENSSL and
-// CORVANE_WIRE_PEER_SCRIPT.
+// made at start-up), started once for a test suite. Never built for Windows: the peer is
+// started as a POSIX process. The program defines CORVANE_PYTHON, CORVANE_OPENSSL,
+// CORVANE_WIRE_PEER_SCRIPT and CORVANE_TLS_LIBRARY_DIR.
 #ifndef CORVANE_TESTS_NET_WIRE_WIRE_PEERS_H
 #define CORVANE_TESTS_NET_WIRE_WIRE_PEERS_H
 
+#include <corvane/dynssl.h>
+#include <corvane/wire.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -60,6 +63,27 @@ private:
     corvane::test::TempDir dir_;
     pid_t pid_ = -1;
     std::map<std::string, int> ports_;
+};
+
+// A suite on the peers, which start with its first test; every test's options trust their CA.
+class PeersTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        DynSSL::SetLibraryDirectory(CORVANE_TLS_LIBRARY_DIR);
+        peers = new Peers();
+    }
+    static void TearDownTestSuite() {
+        delete peers;
+        peers = nullptr;
+    }
+    void SetUp() override {
+        ASSERT_TRUE(peers->Ready()) << "the peers did not start";
+        options.standard = true;
+        options.caFile = peers->File("ca.pem");
+    }
+
+    static inline Peers* peers = nullptr;
+    WMWireOptions options;
 };
 
 }  // namespace corvane::test

@@ -17,26 +17,9 @@ namespace {
 using corvane::detail::WireAnswer;
 using corvane::detail::WireHttpClient;
 using corvane::detail::WireUrl;
-using corvane::test::Peers;
 
-Peers* g_peers = nullptr;
-
-class Wire : public ::testing::Test {
+class Wire : public corvane::test::PeersTest {
 protected:
-    static void SetUpTestSuite() {
-        DynSSL::SetLibraryDirectory(CORVANE_TLS_LIBRARY_DIR);
-        g_peers = new Peers();
-    }
-    static void TearDownTestSuite() {
-        delete g_peers;
-        g_peers = nullptr;
-    }
-    void SetUp() override {
-        ASSERT_TRUE(g_peers->Ready()) << "the peers did not start";
-        options.standard = true;
-        options.caFile = g_peers->File("ca.pem");
-    }
-
     // One call with a fresh client; the answer's body, or "error: " and the message.
     std::string Call(const std::string& url, const std::string& body = "",
                      unsigned long waitMs = 20000) {
@@ -50,7 +33,6 @@ protected:
         return answer.body;
     }
 
-    WMWireOptions options;
     WireAnswer answer;
 };
 
@@ -108,10 +90,10 @@ TEST_F(Wire, RequestIsHttp11WithByteLengthAndNoTrailingZero) {
     const std::string body =
         "Gr\xC3\xBC\xC3\x9F"
         "e";
-    ASSERT_TRUE(client.Exchange("POST", g_peers->Url("http", "/echo"), "SOAPAction: \"a\"\r\n",
-                                body, answer))
+    ASSERT_TRUE(
+        client.Exchange("POST", peers->Url("http", "/echo"), "SOAPAction: \"a\"\r\n", body, answer))
         << client.Error();
-    const std::string port = g_peers->Url("http", "").substr(17);
+    const std::string port = peers->Url("http", "").substr(17);
     EXPECT_EQ(answer.body, "POST /echo HTTP/1.1\r\nHost: 127.0.0.1:" + port +
                                "\r\nAccept-Encoding: gzip\r\nSOAPAction: \"a\"\r\n"
                                "Content-Length: 7\r\n\r\n" +
@@ -120,103 +102,103 @@ TEST_F(Wire, RequestIsHttp11WithByteLengthAndNoTrailingZero) {
     EXPECT_EQ(answer.reason, "OK");
     EXPECT_EQ(answer.Header("content-type"), "text/xml; charset=utf-8");
     // A zero byte after the body would have been read as the start of the next request.
-    const std::string next = Call(client, g_peers->Url("http", "/conn"));
+    const std::string next = Call(client, peers->Url("http", "/conn"));
     EXPECT_EQ(next.substr(0, 5), "conn=") << next;
 }
 
 TEST_F(Wire, KeepsOneConnectionPerEndpointAndHonoursClose) {
     WireHttpClient client(options, 20000);
-    const std::string first = Call(client, g_peers->Url("http", "/conn"));
+    const std::string first = Call(client, peers->Url("http", "/conn"));
     ASSERT_EQ(first.substr(0, 5), "conn=") << first;
-    EXPECT_EQ(Call(client, g_peers->Url("http", "/conn")), first);
-    EXPECT_EQ(Call(client, g_peers->Url("http", "/gzip")).substr(0, 4), "<gz>");
-    EXPECT_EQ(Call(client, g_peers->Url("http", "/conn")), first);
+    EXPECT_EQ(Call(client, peers->Url("http", "/conn")), first);
+    EXPECT_EQ(Call(client, peers->Url("http", "/gzip")).substr(0, 4), "<gz>");
+    EXPECT_EQ(Call(client, peers->Url("http", "/conn")), first);
     // "Connection: close" with a close-delimited body: the next call needs a new connection.
-    EXPECT_EQ(Call(client, g_peers->Url("http", "/close")),
+    EXPECT_EQ(Call(client, peers->Url("http", "/close")),
               "until close " + first.substr(5, first.find(' ') - 5));
-    EXPECT_NE(Call(client, g_peers->Url("http", "/conn")), first);
+    EXPECT_NE(Call(client, peers->Url("http", "/conn")), first);
     // TLS connections are kept the same way.
     WireHttpClient tls(options, 20000);
-    const std::string tlsFirst = Call(tls, g_peers->Url("tls", "/conn", "localhost"));
+    const std::string tlsFirst = Call(tls, peers->Url("tls", "/conn", "localhost"));
     ASSERT_EQ(tlsFirst.substr(0, 5), "conn=") << tlsFirst;
-    EXPECT_EQ(Call(tls, g_peers->Url("tls", "/conn", "localhost")), tlsFirst);
-    EXPECT_EQ(Call(tls, g_peers->Url("tls", "/chunked", "localhost")).size(), 70015U);
-    EXPECT_EQ(Call(tls, g_peers->Url("tls", "/conn", "localhost")), tlsFirst);
+    EXPECT_EQ(Call(tls, peers->Url("tls", "/conn", "localhost")), tlsFirst);
+    EXPECT_EQ(Call(tls, peers->Url("tls", "/chunked", "localhost")).size(), 70015U);
+    EXPECT_EQ(Call(tls, peers->Url("tls", "/conn", "localhost")), tlsFirst);
     // Idle longer than allowed: closed, not reused.
     options.idleMilliseconds = 0;
     WireHttpClient impatient(options, 20000);
-    const std::string once = Call(impatient, g_peers->Url("http", "/conn"));
+    const std::string once = Call(impatient, peers->Url("http", "/conn"));
     ::usleep(5000);
-    EXPECT_NE(Call(impatient, g_peers->Url("http", "/conn")), once);
+    EXPECT_NE(Call(impatient, peers->Url("http", "/conn")), once);
 }
 
 TEST_F(Wire, DecodesChunkedGzipAndHttp10Answers) {
-    const std::string chunked = Call(g_peers->Url("http", "/chunked"));
+    const std::string chunked = Call(peers->Url("http", "/chunked"));
     EXPECT_EQ(chunked, "<a>chunked " + std::string(70000, 'x') + "</a>");
     std::string plain = "<gz>";
     for (int i = 0; i < 1000; ++i) {
         plain += "compressible ";
     }
     plain += "</gz>";
-    EXPECT_EQ(Call(g_peers->Url("http", "/gzip")), plain);
+    EXPECT_EQ(Call(peers->Url("http", "/gzip")), plain);
     options.gzip = false;
-    EXPECT_EQ(Call(g_peers->Url("http", "/gzip")), plain);  // asked for nothing, got plain
-    EXPECT_EQ(Call(g_peers->Url("http", "/http10")), "old!");
+    EXPECT_EQ(Call(peers->Url("http", "/gzip")), plain);  // asked for nothing, got plain
+    EXPECT_EQ(Call(peers->Url("http", "/http10")), "old!");
 }
 
 TEST_F(Wire, StaleKeptConnectionIsRetriedOnceOnANewOne) {
     WireHttpClient client(options, 20000);
-    const std::string stale = Call(client, g_peers->Url("http", "/stale"));
+    const std::string stale = Call(client, peers->Url("http", "/stale"));
     ASSERT_EQ(stale.substr(0, 6), "stale ") << stale;
     ::usleep(50000);  // the server has closed the kept connection by now
-    const std::string next = Call(client, g_peers->Url("http", "/conn"));
+    const std::string next = Call(client, peers->Url("http", "/conn"));
     ASSERT_EQ(next.substr(0, 5), "conn=") << next;
     EXPECT_NE(next.substr(5, next.find(' ') - 5), stale.substr(6));
 }
 
 TEST_F(Wire, RedirectsOnlyWhenAskedAtMostFiveNeverToHttp) {
-    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?2"), "body"), "");
+    EXPECT_EQ(Call(peers->Url("http", "/redirect?2"), "body"), "");
     EXPECT_EQ(answer.status, 307);
     EXPECT_EQ(answer.Header("Location"), "/redirect?1");
     options.followRedirects = true;
-    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?5"), "body"), "arrived POST body");
-    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?6"), "body"),
+    EXPECT_EQ(Call(peers->Url("http", "/redirect?5"), "body"), "arrived POST body");
+    EXPECT_EQ(Call(peers->Url("http", "/redirect?6"), "body"),
               "error: Too many redirects: more than 5.");
     options.maxRedirects = 50;  // counts as 5
-    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?6"), "body"),
+    EXPECT_EQ(Call(peers->Url("http", "/redirect?6"), "body"),
               "error: Too many redirects: more than 5.");
     options.maxRedirects = 1;
-    EXPECT_EQ(Call(g_peers->Url("http", "/redirect?2"), "body"),
+    EXPECT_EQ(Call(peers->Url("http", "/redirect?2"), "body"),
               "error: Too many redirects: more than 1.");
-    const std::string down = Call(g_peers->Url("tls", "/to-http", "localhost"));
+    const std::string down = Call(peers->Url("tls", "/to-http", "localhost"));
     EXPECT_EQ(down.rfind("error: Redirect from https to http refused: http://127.0.0.1:", 0), 0U)
         << down;
 }
 
 TEST_F(Wire, SendsBasicAuthentication) {
-    EXPECT_EQ(Call(g_peers->Url("http", "/auth")), "who?");
+    EXPECT_EQ(Call(peers->Url("http", "/auth")), "who?");
     EXPECT_EQ(answer.status, 401);
     options.user = u"user";
     options.password = u"p\u00e4ssword";  // sent as UTF-8
-    EXPECT_EQ(Call(g_peers->Url("http", "/auth")), "welcome");
-    EXPECT_EQ(Call(g_peers->Url("tls", "/auth", "localhost")), "welcome");
+    EXPECT_EQ(Call(peers->Url("http", "/auth")), "welcome");
+    EXPECT_EQ(Call(peers->Url("tls", "/auth", "localhost")), "welcome");
 }
 
 TEST_F(Wire, GoesThroughAProxyWithAbsoluteUrlsAndConnect) {
-    const std::string proxy = g_peers->Url("proxy", "");
+    const std::string proxy = peers->Url("proxy", "");
     options.proxy = WMString(proxy.begin(), proxy.end());
-    EXPECT_EQ(Call(g_peers->Url("http", "/auth?via")), "who?");
-    const std::string viaTls = Call(g_peers->Url("tls", "/conn", "localhost"));
+    EXPECT_EQ(Call(peers->Url("http", "/auth?via")), "who?");
+    const std::string viaTls = Call(peers->Url("tls", "/conn", "localhost"));
     EXPECT_NE(viaTls.find("sni=localhost"), std::string::npos) << viaTls;
     options.proxy.clear();
-    const std::string log = Call(g_peers->Url("proxy", "/log"));
-    EXPECT_NE(log.find("GET " + g_peers->Url("http", "/auth?via") + " HTTP/1.1"), std::string::npos)
+    const std::string log = Call(peers->Url("proxy", "/log"));
+    EXPECT_NE(log.find("GET " + peers->Url("http", "/auth?via") + " HTTP/1.1"), std::string::npos)
         << log;
-    EXPECT_NE(log.find("CONNECT localhost:" + g_peers->Url("tls", "").substr(18) + " HTTP/1.1"),
+    EXPECT_NE(log.find("CONNECT localhost:" + peers->Url("tls", "").substr(18) + " HTTP/1.1"),
               std::string::npos)
         << log;
     options.proxy = u"https://127.0.0.1:1";
-    EXPECT_EQ(Call(g_peers->Url("http", "/conn")).rfind("error: Invalid proxy URL", 0), 0U);
+    EXPECT_EQ(Call(peers->Url("http", "/conn")).rfind("error: Invalid proxy URL", 0), 0U);
 }
 
 TEST_F(Wire, FailuresSayWhyAndTheDeadlineEndsADrippingAnswer) {
@@ -227,7 +209,7 @@ TEST_F(Wire, FailuresSayWhyAndTheDeadlineEndsADrippingAnswer) {
     options.deadlineMilliseconds = 1000;
     const auto start = std::chrono::steady_clock::now();
     // Each byte comes well within the per-wait time-out: only the deadline can end the call.
-    EXPECT_EQ(Call(g_peers->Url("http", "/drip"), "", 20000),
+    EXPECT_EQ(Call(peers->Url("http", "/drip"), "", 20000),
               "error: The call exceeded its deadline of 1000 ms.");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
@@ -235,10 +217,10 @@ TEST_F(Wire, FailuresSayWhyAndTheDeadlineEndsADrippingAnswer) {
 TEST_F(Wire, AnswerAboveTheLimitFailsWhateverItsFraming) {
     options.maxAnswerBytes = 1000;
     for (const char* kind : {"length", "chunked", "gzip", "close"}) {
-        EXPECT_EQ(Call(g_peers->Url("http", std::string("/big?") + kind + "-1000")),
+        EXPECT_EQ(Call(peers->Url("http", std::string("/big?") + kind + "-1000")),
                   std::string(1000, 'y'))
             << kind;
-        EXPECT_EQ(Call(g_peers->Url("http", std::string("/big?") + kind + "-1001")),
+        EXPECT_EQ(Call(peers->Url("http", std::string("/big?") + kind + "-1001")),
                   "error: The answer is larger than the limit of 1000 bytes.")
             << kind;
     }
@@ -260,37 +242,37 @@ TEST_F(Wire, VerifiesTheServerCertificate) {
         {"clientauth", "localhost", "certificate required"},
     };
     for (const Case& c : cases) {
-        const std::string got = Call(g_peers->Url(c.server, "/conn", c.host));
+        const std::string got = Call(peers->Url(c.server, "/conn", c.host));
         EXPECT_NE(got.find(c.expected), std::string::npos) << c.server << ": " << got;
         if (got.rfind("error: TLS: the certificate", 0) == 0) {
-            EXPECT_NE(got.find(g_peers->Url(c.server, "", c.host).substr(8) + " was refused"),
+            EXPECT_NE(got.find(peers->Url(c.server, "", c.host).substr(8) + " was refused"),
                       std::string::npos)
                 << got;
         }
     }
-    EXPECT_NE(Call(g_peers->Url("tls", "/conn", "localhost")).find("sni=localhost"),
+    EXPECT_NE(Call(peers->Url("tls", "/conn", "localhost")).find("sni=localhost"),
               std::string::npos);
     // The system's store does not know the test CA.
     options.caFile.clear();
-    EXPECT_NE(Call(g_peers->Url("tls", "/conn", "localhost")).find("issuer is unknown"),
+    EXPECT_NE(Call(peers->Url("tls", "/conn", "localhost")).find("issuer is unknown"),
               std::string::npos);
-    options.caFile = g_peers->File("missing.pem");
-    EXPECT_EQ(Call(g_peers->Url("tls", "/conn", "localhost"))
+    options.caFile = peers->File("missing.pem");
+    EXPECT_EQ(Call(peers->Url("tls", "/conn", "localhost"))
                   .rfind("error: TLS: cannot read the CA certificates of ", 0),
               0U);
     // Only the explicit setting turns the check off.
     options.verifyServerCertificate = false;
-    EXPECT_EQ(Call(g_peers->Url("self", "/conn", "localhost")).substr(0, 5), "conn=");
-    EXPECT_EQ(Call(g_peers->Url("wronghost", "/conn", "localhost")).substr(0, 5), "conn=");
+    EXPECT_EQ(Call(peers->Url("self", "/conn", "localhost")).substr(0, 5), "conn=");
+    EXPECT_EQ(Call(peers->Url("wronghost", "/conn", "localhost")).substr(0, 5), "conn=");
 }
 
 TEST_F(Wire, SendsTheClientCertificateWhenAsked) {
-    options.clientCertificateFile = g_peers->File("client.pem");
-    options.clientKeyFile = g_peers->File("client.key");
-    const std::string got = Call(g_peers->Url("clientauth", "/conn", "localhost"));
+    options.clientCertificateFile = peers->File("client.pem");
+    options.clientKeyFile = peers->File("client.key");
+    const std::string got = Call(peers->Url("clientauth", "/conn", "localhost"));
     EXPECT_NE(got.find("client=client.example"), std::string::npos) << got;
-    options.clientKeyFile = g_peers->File("good.key");  // not the certificate's key
-    EXPECT_EQ(Call(g_peers->Url("clientauth", "/conn", "localhost"))
+    options.clientKeyFile = peers->File("good.key");  // not the certificate's key
+    EXPECT_EQ(Call(peers->Url("clientauth", "/conn", "localhost"))
                   .rfind("error: TLS: cannot use the client certificate", 0),
               0U);
 }
