@@ -52,16 +52,6 @@ namespace {
 using View = std::u16string_view;
 
 constexpr char16_t kClient[] = u"SOAP-ENV:Client";
-constexpr char16_t kArrayTypePrefixFault[] =
-    u"Encountered undeclared namespace prefix for attribute 'arrayType' on element..";
-constexpr char16_t kArrayTypeDefaultFault[] =
-    u"Encountered unresolvable namespace for attribute 'arrayType' on element.";
-constexpr char16_t kTypePrefixFault[] =
-    u"Encountered undeclared namespace prefix for attribute 'type' on element.";
-constexpr char16_t kTypeDefaultFault[] =
-    u"Encountered unresolvable namespace for attribute 'type' on element.";
-constexpr char16_t kOffsetFault[] =
-    u"Invalid value for attribute 'offset' or 'arrayType' on element.";
 
 // What few elements carry (references, arrays, nil, root, header entry fields).
 struct Rare {
@@ -466,7 +456,8 @@ private:
             View const* uri = LookUpPrefix(colon != View::npos ? text.substr(0, colon) : View());
             if (uri == nullptr) {
                 ThrowSOAPFault(kClient,
-                               colon != View::npos ? kArrayTypePrefixFault : kArrayTypeDefaultFault,
+                               colon != View::npos ? readfault::kArrayTypePrefix
+                                                   : readfault::kArrayTypeDefault,
                                true);
             }
             Rare& rare = RareOf(*item);
@@ -477,7 +468,7 @@ private:
         if (found.offset != nullptr &&
             !OffsetAccepted(found.offset->value,
                             found.href != nullptr && !found.href->value.empty())) {
-            ThrowSOAPFault(kClient, kOffsetFault, true);
+            ThrowSOAPFault(kClient, readfault::kOffset, true);
         }
         if (found.root != nullptr) {
             RareOf(*item).root = found.root->value;
@@ -490,8 +481,9 @@ private:
             auto const colon = text.find(u':');
             View const* uri = LookUpPrefix(colon != View::npos ? text.substr(0, colon) : View());
             if (uri == nullptr) {
-                ThrowSOAPFault(kClient, colon != View::npos ? kTypePrefixFault : kTypeDefaultFault,
-                               true);
+                ThrowSOAPFault(
+                    kClient, colon != View::npos ? readfault::kTypePrefix : readfault::kTypeDefault,
+                    true);
             }
             item->typeNS = *uri;
             item->typeName = colon != View::npos ? text.substr(colon + 1) : text;

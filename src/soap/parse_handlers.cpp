@@ -74,17 +74,6 @@ WMString const* LookUpPrefix(NSMap const& nsMap, WMString const& prefix) {
     return &it->second;
 }
 
-constexpr char16_t kArrayTypePrefixFault[] =
-    u"Encountered undeclared namespace prefix for attribute 'arrayType' on element..";
-constexpr char16_t kArrayTypeDefaultFault[] =
-    u"Encountered unresolvable namespace for attribute 'arrayType' on element.";
-constexpr char16_t kTypePrefixFault[] =
-    u"Encountered undeclared namespace prefix for attribute 'type' on element.";
-constexpr char16_t kTypeDefaultFault[] =
-    u"Encountered unresolvable namespace for attribute 'type' on element.";
-constexpr char16_t kOffsetFault[] =
-    u"Invalid value for attribute 'offset' or 'arrayType' on element.";
-
 }  // namespace
 
 URIText& URIText::operator=(WMString const& text) {
@@ -267,7 +256,7 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
         if (colon != WMString::npos) {
             WMString const* uri = LookUpPrefix(nsMap, text.substr(0, colon));
             if (uri == nullptr) {
-                ThrowSOAPFault(u"SOAP-ENV:Client", kArrayTypePrefixFault, true);
+                ThrowSOAPFault(u"SOAP-ENV:Client", readfault::kArrayTypePrefix, true);
             }
             RareFields& rare = WritableRare();
             rare.arrayTypeNS = *uri;
@@ -275,7 +264,7 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
         } else {
             WMString const* uri = LookUpPrefix(nsMap, WMString());
             if (uri == nullptr) {
-                ThrowSOAPFault(u"SOAP-ENV:Client", kArrayTypeDefaultFault, true);
+                ThrowSOAPFault(u"SOAP-ENV:Client", readfault::kArrayTypeDefault, true);
             }
             RareFields& rare = WritableRare();
             rare.arrayTypeNS = *uri;
@@ -289,7 +278,7 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
         rare.offsetText = found.offset->GetValue();
         auto const bracket = rare.offsetText.find(u'[');
         if (bracket == WMString::npos) {
-            ThrowSOAPFault(u"SOAP-ENV:Client", kOffsetFault, true);
+            ThrowSOAPFault(u"SOAP-ENV:Client", readfault::kOffset, true);
         }
         std::u16string_view rest(rare.offsetText);
         rest.remove_prefix(bracket + 1);
@@ -299,7 +288,7 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
             auto const comma = rest.find(u',');
             std::int32_t const position = Wtol(rest.substr(0, comma));
             if (!first && position != 0) {
-                ThrowSOAPFault(u"SOAP-ENV:Client", kOffsetFault, true);
+                ThrowSOAPFault(u"SOAP-ENV:Client", readfault::kOffset, true);
             }
             rare.offsets.push_back(first ? position : 0);
             first = false;
@@ -311,7 +300,7 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
         // The parse records no dimensions, so without an href the counts never agree and the
         // attribute is refused, deliberately.
         if (rare.href.empty() && rare.offsets.size() != rare.dimensions.size()) {
-            ThrowSOAPFault(u"SOAP-ENV:Client", kOffsetFault, true);
+            ThrowSOAPFault(u"SOAP-ENV:Client", readfault::kOffset, true);
         }
     }
 
@@ -329,14 +318,14 @@ void WMSOAPParamHandler::ProcessAttributes(WMXMLAttributeMap& attributes, NSMap 
         if (colon != WMString::npos) {
             WMString const* uri = LookUpPrefix(nsMap, text.substr(0, colon));
             if (uri == nullptr) {
-                ThrowSOAPFault(u"SOAP-ENV:Client", kTypePrefixFault, true);
+                ThrowSOAPFault(u"SOAP-ENV:Client", readfault::kTypePrefix, true);
             }
             m_typeNS = *uri;
             m_typeName.assign(text, colon + 1, WMString::npos);
         } else {
             WMString const* uri = LookUpPrefix(nsMap, WMString());
             if (uri == nullptr) {
-                ThrowSOAPFault(u"SOAP-ENV:Client", kTypeDefaultFault, true);
+                ThrowSOAPFault(u"SOAP-ENV:Client", readfault::kTypeDefault, true);
             }
             m_typeNS = *uri;
             m_typeName = text;

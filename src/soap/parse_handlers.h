@@ -29,6 +29,21 @@ inline constexpr std::u16string_view kXSI1999 = u"http://www.w3.org/1999/XMLSche
 inline constexpr std::u16string_view kXSI2000 = u"http://www.w3.org/2000/10/XMLSchema-instance";
 }  // namespace soapuri
 
+// The fault texts of attribute readings, shared by the parse handlers and the envelope reader,
+// which must raise the same texts for the same input (the first keeps its two full stops).
+namespace readfault {
+inline constexpr char16_t kArrayTypePrefix[] =
+    u"Encountered undeclared namespace prefix for attribute 'arrayType' on element..";
+inline constexpr char16_t kArrayTypeDefault[] =
+    u"Encountered unresolvable namespace for attribute 'arrayType' on element.";
+inline constexpr char16_t kTypePrefix[] =
+    u"Encountered undeclared namespace prefix for attribute 'type' on element.";
+inline constexpr char16_t kTypeDefault[] =
+    u"Encountered unresolvable namespace for attribute 'type' on element.";
+inline constexpr char16_t kOffset[] =
+    u"Invalid value for attribute 'offset' or 'arrayType' on element.";
+}  // namespace readfault
+
 using NSMap = std::map<WMString, WMString>;
 
 // Text that is most often one of the standard URIs (encoding style, type namespaces): those are
