@@ -1,7 +1,12 @@
-// Long texts through the server's byte conversions: a character that is not ASCII at every place
-// around the sixteen-character blocks, against a per-character reference.
+// The server helper's fast paths: long texts through the byte conversions (a character that is
+// not ASCII at every place around the sixteen-character blocks, against a per-character
+// reference), and parameters taken over rather than copied.
+#include <corvane/server.h>
+#include <corvane/wsdl.h>
+
 #include <gtest/gtest.h>
 
+#include "soap/deserializer_test_util.h"
 #include "soap/server_text.h"
 
 #include <string>
@@ -60,6 +65,41 @@ TEST(ServerTextRuns, PairsAndLoneSurrogatesAfterALongRun) {
     std::string out;
     corvane::AppendUTF8(text, out);
     EXPECT_EQ(out, std::string(33, 'a') + "\xF0\x9F\x98\x80\xEF\xBF\xBD" + std::string(17, 'b'));
+}
+
+std::string EchoStructArray(bool take) {
+    std::string items;
+    for (int i = 0; i < 3; ++i) {
+        items += "<item><varString>s" + std::to_string(i) + "</varString><varInt>" +
+                 std::to_string(i) + "</varInt><varFloat>0.5</varFloat></item>";
+    }
+    WMSOAPServerCall call(deser_test::Round2Base());
+    EXPECT_TRUE(call.ReadRequest(
+        "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+        "xmlns:m=\"http://soapinterop.org/\"><e:Body><m:echoStructArray><inputStructArray>" +
+            items + "</inputStructArray></m:echoStructArray></e:Body></e:Envelope>",
+        "\"http://\""));
+    WMSOAPStructMember value;
+    if (take) {
+        EXPECT_TRUE(call.TakeParam(u"inputStructArray", value));
+        WMSOAPStructMember left;
+        EXPECT_TRUE(call.GetParam(u"inputStructArray", left));
+        EXPECT_TRUE(left.ArrayValue().empty());
+        EXPECT_FALSE(call.TakeParam(u"outputStructArray", left));
+    } else {
+        EXPECT_TRUE(call.GetParam(u"inputStructArray", value));
+    }
+    EXPECT_EQ(value.ArrayValue().size(), 3u);
+    call.SetReturnValue(std::move(value));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 200);
+    return body;
+}
+
+TEST(ServerTakeParam, AnswersAsACopyWouldAndLeavesTheParameterEmpty) {
+    std::string const taken = EchoStructArray(true);
+    EXPECT_EQ(taken, EchoStructArray(false));
+    EXPECT_NE(taken.find(">s2</varString>"), std::string::npos) << taken;
 }
 
 }  // namespace
