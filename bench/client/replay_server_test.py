@@ -59,8 +59,9 @@ def start(mode):
 
 
 def request(body, version="1.1", close=False):
-    return (b"POST /round2_base.inc HTTP/%s\r\nSOAPAction: \"urn:a\"\r\ncontent-length: %d\r\n%s\r\n"
-            % (version.encode(), len(body), b"Connection: close\r\n" if close else b"") + body)
+    head = b"POST /round2_base.inc HTTP/%s\r\nSOAPAction: \"urn:a\"\r\ncontent-length: %d\r\n"
+    return (head % (version.encode(), len(body)) + (b"Connection: close\r\n" if close else b"")
+            + b"\r\n" + body)
 
 
 def read_answer(conn):
