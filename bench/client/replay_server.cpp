@@ -111,14 +111,17 @@ bool SendAll(int fd, std::string_view data) {
 }
 
 // Posts the body to the upstream over HTTP/1.0 and reads its answer to the end; any status is
-// kept with its body, as an error page is an answer too. Status 0 when the upstream is not there.
-std::pair<int, std::string> Post(Upstream const& upstream, Request const& request) {
+// kept with its body, as an error page is an answer too. False, with 502 and the reason, when no
+// answer came.
+bool Post(Upstream const& upstream, Request const& request, int& status, std::string& body) {
+    status = 502;
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
     if (::getaddrinfo(upstream.host.c_str(), upstream.port.c_str(), &hints, &found) != 0) {
-        return {0, "upstream not found"};
+        body = "upstream not found";
+        return false;
     }
     int const fd = ::socket(found->ai_family, found->ai_socktype | SOCK_CLOEXEC, 0);
     bool const connected = fd >= 0 && ::connect(fd, found->ai_addr, found->ai_addrlen) == 0;
@@ -127,7 +130,8 @@ std::pair<int, std::string> Post(Upstream const& upstream, Request const& reques
         if (fd >= 0) {
             ::close(fd);
         }
-        return {0, "upstream unreachable"};
+        body = "upstream unreachable";
+        return false;
     }
     std::string message =
         "POST " + upstream.path + " HTTP/1.0\r\nHost: " + upstream.host + ":" + upstream.port +
@@ -145,10 +149,11 @@ std::pair<int, std::string> Post(Upstream const& upstream, Request const& reques
     std::size_t const headEnd = reply.find("\r\n\r\n");
     std::size_t const space = reply.find(' ');
     if (headEnd == std::string::npos || space == std::string::npos || space > headEnd) {
-        return {0, "upstream answer unreadable"};
+        body = "upstream answer unreadable";
+        return false;
     }
-    int const status = std::atoi(reply.c_str() + space + 1);
-    std::string body = reply.substr(headEnd + 4);
+    status = std::atoi(reply.c_str() + space + 1);
+    body = reply.substr(headEnd + 4);
     std::string_view head(reply.data(), headEnd);
     for (std::size_t at = head.find("\r\n"); at != std::string_view::npos;) {
         std::size_t const next = head.find("\r\n", at + 2);
@@ -162,7 +167,7 @@ std::pair<int, std::string> Post(Upstream const& upstream, Request const& reques
         }
         at = next;
     }
-    return {status, std::move(body)};
+    return true;
 }
 
 Answer MakeAnswer(int status, std::string const& payload) {
@@ -335,7 +340,12 @@ private:
         auto key = KeyOf(request.body);
         auto found = answers_.find(key);
         if (mode_ == Mode::Forward || found == answers_.end()) {
-            auto const [status, payload] = Post(upstream_, request);
+            int status;
+            std::string payload;
+            if (!Post(upstream_, request, status, payload)) {
+                failure_ = MakeAnswer(status, payload);  // not kept: the next call tries again
+                return failure_;
+            }
             found = answers_.insert_or_assign(std::move(key), MakeAnswer(status, payload)).first;
         }
         return found->second;
@@ -378,6 +388,7 @@ private:
     int poll_ = -1;
     std::map<int, std::unique_ptr<Connection>> connections_;
     std::map<std::pair<std::string, std::size_t>, Answer> answers_;
+    Answer failure_;
 };
 
 int Usage() {

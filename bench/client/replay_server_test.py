@@ -42,12 +42,15 @@ processes = []
 atexit.register(lambda: [process.kill() for process in processes])
 
 
-def start(mode):
-    probe = socket.socket()
-    probe.bind(("127.0.0.1", 0))
-    port = probe.getsockname()[1]
-    probe.close()
-    process = subprocess.Popen([server_program, mode, str(port), upstream_url, "60"])
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def start(mode, upstream=upstream_url):
+    port = free_port()
+    process = subprocess.Popen([server_program, mode, str(port), upstream, "60"])
     processes.append(process)
     for _ in range(100):
         try:
@@ -131,5 +134,13 @@ for expected in (b"answer 1", b"answer 2"):
 with socket.create_connection(("127.0.0.1", port)) as conn:
     conn.sendall(request(b"<echoString>fault</echoString>"))
     check(read_answer(conn)[0].startswith(b"HTTP/1.1 500 "), "status relayed")
+process.kill()
+
+# An upstream that is not there: a gateway error, not a dead server.
+process, port = start("replay", "http://127.0.0.1:%d/" % free_port())
+for _ in range(2):
+    with socket.create_connection(("127.0.0.1", port)) as conn:
+        conn.sendall(request(b"<echoString/>"))
+        check(read_answer(conn)[0].startswith(b"HTTP/1.1 502 "), "upstream missing")
 process.kill()
 print("replay server: all checks passed")
