@@ -732,12 +732,21 @@ void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
         message.SetMethodNS(WMString(ItemTree::NS(method)));
     }
     ReadHeaderEntries(reader, events.Entries(), message, wsdl, ReadSide::kRequest, false);
-    ReadBody(message, events);
-    CheckRequestAction(message, wsdl);
-    if (method == nullptr) {
-        ThrowSOAPFault(kClient, u"Unable to process RPC representation in SOAP message.", false);
+    // As for a response, the literal body is written once the values are read and the items
+    // gone; a fault after the header entries still leaves it in the message.
+    try {
+        CheckRequestAction(message, wsdl);
+        if (method == nullptr) {
+            ThrowSOAPFault(kClient, u"Unable to process RPC representation in SOAP message.",
+                           false);
+        }
+        ReadRequestParams(reader, ItemTree::Children(method), message, wsdl);
+    } catch (...) {
+        ReadBody(message, events);
+        throw;
     }
-    ReadRequestParams(reader, ItemTree::Children(method), message, wsdl);
+    events.ReleaseItems();
+    ReadBody(message, events);
 }
 
 }  // namespace corvane::detail
