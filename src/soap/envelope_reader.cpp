@@ -33,6 +33,7 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -78,27 +79,39 @@ struct Item {
     std::uint32_t childCount = 0;
 };
 
-// Items and their rare parts live in blocks that never move, for the duration of one read. The
-// blocks grow with the input, so that a large one takes few and gives them back to the system
-// when the items are released.
+// Items and their rare parts live in blocks that never move, for the duration of one read: the
+// reader's blocks, which the thread keeps for its next read.
 template <class T>
 class Pool {
 public:
+    static_assert(std::is_trivially_destructible_v<T>, "items are dropped with their blocks");
+
+    Pool() = default;
+    Pool(Pool const&) = delete;
+    Pool& operator=(Pool const&) = delete;
+    ~Pool() { Release(); }
+
     T* New() {
-        if (m_used == m_size) {
-            m_size = m_blocks.empty() ? kFirstBlock : std::min(2 * m_size, kLargestBlock);
-            m_blocks.push_back(std::make_unique<T[]>(m_size));
+        if (m_used == kPerBlock) {
+            m_blocks.push_back(nullptr);  // room first: the block is not lost if this throws
+            m_blocks.back() = TakeReaderBlock();
             m_used = 0;
         }
-        return &m_blocks.back()[m_used++];
+        return ::new (static_cast<T*>(m_blocks.back()) + m_used++) T();
+    }
+
+    void Release() {
+        for (void* block : m_blocks) {
+            GiveReaderBlock(block);
+        }
+        m_blocks.clear();
+        m_used = kPerBlock;
     }
 
 private:
-    static constexpr std::size_t kFirstBlock = 64;
-    static constexpr std::size_t kLargestBlock = 16384;
-    std::vector<std::unique_ptr<T[]>> m_blocks;
-    std::size_t m_size = 0;
-    std::size_t m_used = 0;
+    static constexpr std::size_t kPerBlock = kReaderBlockSize / sizeof(T);
+    std::vector<void*> m_blocks;
+    std::size_t m_used = kPerBlock;
 };
 
 // An expanded attribute key, in the pieces the reader keeps it in: URI + local name, or (for an
@@ -372,8 +385,8 @@ public:
     std::size_t ElementCount() const { return m_elements; }
     // Frees the items once the values are read; the nodes stay for the literal body.
     void ReleaseItems() {
-        m_items = Pool<Item>();
-        m_rares = Pool<Rare>();
+        m_items.Release();
+        m_rares.Release();
         IdTable().swap(m_headerIds);
         IdTable().swap(m_bodyIds);
         m_entries.clear();
@@ -717,6 +730,11 @@ void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
 }
 
 void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    // A server holds the request's values while the application serves the call: the blocks of
+    // the read go back to the system (after the document's, last) rather than wait idle.
+    struct BlocksReleased {
+        ~BlocksReleased() { ReleaseReaderBlocks(); }
+    } const released;
     MessageBuilder::BeginRead(message);
     XMLDocument document;
     EnvelopeEvents events(true);

@@ -91,6 +91,71 @@ Joined KeyOf(XMLNode const& element, XMLAttr const& attr) {
 
 }  // namespace
 
+// ---- blocks
+
+namespace {
+
+struct BlockCache {
+    struct Free {
+        Free* next;
+    };
+    Free* first = nullptr;
+    std::size_t count = 0;
+    bool closed = false;  // blocks given back while the thread's objects are destroyed are freed
+
+    ~BlockCache();
+};
+
+// The arena and items of a message of some 2 MB (4 MB of blocks); a larger message's blocks
+// beyond these go back to the system, so that a thread never holds more than this idle.
+constexpr std::size_t kMaxCachedBlocks = 64;
+
+thread_local BlockCache t_blocks;
+
+BlockCache::~BlockCache() {
+    ReleaseReaderBlocks();
+    closed = true;
+}
+
+}  // namespace
+
+void* TakeReaderBlock() {
+    BlockCache& cache = t_blocks;
+    if (cache.first) {
+        BlockCache::Free* block = cache.first;
+        cache.first = block->next;
+        --cache.count;
+        return block;
+    }
+    void* block = std::malloc(kReaderBlockSize);
+    if (!block) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void ReleaseReaderBlocks() {
+    BlockCache& cache = t_blocks;
+    while (cache.first) {
+        BlockCache::Free* block = cache.first;
+        cache.first = block->next;
+        std::free(block);
+    }
+    cache.count = 0;
+}
+
+void GiveReaderBlock(void* block) {
+    BlockCache& cache = t_blocks;
+    if (cache.closed || cache.count >= kMaxCachedBlocks) {
+        std::free(block);
+        return;
+    }
+    auto* free = static_cast<BlockCache::Free*>(block);
+    free->next = cache.first;
+    cache.first = free;
+    ++cache.count;
+}
+
 // ---- arena
 
 // Blocks of nodes, attribute arrays, scopes and changed texts. Event mode gives back what an
@@ -104,7 +169,7 @@ struct XMLDocument::Arena {
         Block* block;
         char* next;
     };
-    static constexpr std::size_t kBlockSize = std::size_t{64} << 10;
+    static constexpr std::size_t kBlockSize = kReaderBlockSize;
 
     Block* top = nullptr;
     Block* spare = nullptr;  // one freed block kept for the next element of an event parse
@@ -113,7 +178,9 @@ struct XMLDocument::Arena {
 
     ~Arena() {
         Clear();
-        std::free(spare);
+        if (spare) {
+            GiveReaderBlock(spare);
+        }
     }
 
     void* Allocate(std::size_t size) {
@@ -145,7 +212,8 @@ struct XMLDocument::Arena {
             block = spare;
             spare = nullptr;
         } else {
-            block = static_cast<Block*>(std::malloc(total));
+            block =
+                static_cast<Block*>(total == kBlockSize ? TakeReaderBlock() : std::malloc(total));
             if (!block) {
                 throw std::bad_alloc();
             }
@@ -168,7 +236,11 @@ struct XMLDocument::Arena {
                 spare = block;
             } else {
                 bytes -= size;
-                std::free(block);
+                if (size == kBlockSize) {
+                    GiveReaderBlock(block);
+                } else {
+                    std::free(block);
+                }
             }
         }
         next = mark.next;
