@@ -211,6 +211,60 @@ struct ParamAttrs {
     XMLAttr const* type[3] = {};
 };
 
+// The attributes whose keys do not depend on the element, with the slot each fills.
+enum class Slot : std::uint8_t {
+    kEncodingStyle,
+    kArrayType,
+    kOffset,
+    kRoot,
+    kNil2001,
+    kNil1999,
+    kNil2000,
+    kType2001,
+    kType1999,
+    kType2000
+};
+
+struct FixedKey {
+    Key key;
+    Slot slot;
+};
+
+// The common xsi:type first.
+constexpr FixedKey kFixedKeys[] = {
+    {kTypeKeys[0], Slot::kType2001},   {kEncodingStyleKey, Slot::kEncodingStyle},
+    {kArrayTypeKey, Slot::kArrayType}, {kOffsetKey, Slot::kOffset},
+    {kRootKey, Slot::kRoot},           {kNilKeys[0], Slot::kNil2001},
+    {kNilKeys[1], Slot::kNil1999},     {kNilKeys[2], Slot::kNil2000},
+    {kTypeKeys[1], Slot::kType1999},   {kTypeKeys[2], Slot::kType2000},
+};
+
+XMLAttr const*& SlotOf(ParamAttrs& found, Slot slot) {
+    switch (slot) {
+        case Slot::kEncodingStyle:
+            return found.encodingStyle;
+        case Slot::kArrayType:
+            return found.arrayType;
+        case Slot::kOffset:
+            return found.offset;
+        case Slot::kRoot:
+            return found.root;
+        case Slot::kNil2001:
+            return found.nil[0];
+        case Slot::kNil1999:
+            return found.nil[1];
+        case Slot::kNil2000:
+            return found.nil[2];
+        case Slot::kType2001:
+            return found.type[0];
+        case Slot::kType1999:
+            return found.type[1];
+        case Slot::kType2000:
+            break;
+    }
+    return found.type[2];
+}
+
 ParamAttrs ScanParamAttrs(XMLNode const& node) {
     ParamAttrs found;
     if (node.attrCount == 0) {
@@ -219,32 +273,24 @@ ParamAttrs ScanParamAttrs(XMLNode const& node) {
     View const elementNS = node.ns->uri;
     View const elementName = node.Local();
     std::size_t const elementSize = elementNS.size() + elementName.size();
-    // A key is one of these at most (they differ from each other), so the first match ends the
-    // search; the common xsi:type comes first.
-    struct Wanted {
-        Key key;
-        XMLAttr const** slot;
-    };
-    Wanted const wanted[] = {
-        {kTypeKeys[0], &found.type[0]},
-        {Key{{elementNS, elementName, u"id"}, elementSize + 2}, &found.id},
-        {Key{{elementNS, elementName, u"href"}, elementSize + 4}, &found.href},
-        {kEncodingStyleKey, &found.encodingStyle},
-        {kArrayTypeKey, &found.arrayType},
-        {kOffsetKey, &found.offset},
-        {kRootKey, &found.root},
-        {kNilKeys[0], &found.nil[0]},
-        {kNilKeys[1], &found.nil[1]},
-        {kNilKeys[2], &found.nil[2]},
-        {kTypeKeys[1], &found.type[1]},
-        {kTypeKeys[2], &found.type[2]},
-    };
+    Key const idKey{{elementNS, elementName, u"id"}, elementSize + 2};
+    Key const hrefKey{{elementNS, elementName, u"href"}, elementSize + 4};
+    // A key is one of these at most (they differ from each other: only the element's own two end
+    // in "id" and "href"), so the first match ends the search.
     for (std::uint32_t i = 0; i < node.attrCount; ++i) {
         XMLAttr const* attr = &node.attrs[i];
         Key const key = KeyOf(node, *attr);
-        for (Wanted const& candidate : wanted) {
+        if (KeyIs(key, idKey)) {
+            found.id = attr;
+            continue;
+        }
+        if (KeyIs(key, hrefKey)) {
+            found.href = attr;
+            continue;
+        }
+        for (FixedKey const& candidate : kFixedKeys) {
             if (KeyIs(key, candidate.key)) {
-                *candidate.slot = attr;
+                SlotOf(found, candidate.slot) = attr;
                 break;
             }
         }

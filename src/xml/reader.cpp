@@ -8,6 +8,7 @@
 #include <new>
 #include <utility>
 
+#include "text/equal.h"
 #include "xml/chars.h"
 #include "xml/model_impl.h"
 #include "xml/noinline.h"
@@ -1027,7 +1028,7 @@ private:
             (qname.size() * 31 + qname.front() * 7 + qname.back() + qname[qname.size() / 2] * 3) &
             (kFront - 1);
         NameRecord* cached = m_front[front];
-        if (cached && cached->qname == qname) {
+        if (cached && TextEquals(cached->qname, qname)) {
             return cached;
         }
         std::uint64_t const hash = NameHash(qname);
@@ -1035,7 +1036,7 @@ private:
         std::size_t i = hash & mask;
         for (; m_recordSlots[i]; i = (i + 1) & mask) {
             NameRecord* record = m_recordSlots[i];
-            if (record->hash == hash && record->qname == qname) {
+            if (record->hash == hash && TextEquals(record->qname, qname)) {
                 m_front[front] = record;
                 return record;
             }
@@ -1100,7 +1101,7 @@ private:
 
     std::size_t PrefixIndex(std::u16string_view prefix) {
         if (m_lastPrefixIndex < m_prefixes.size() &&
-            m_prefixes[m_lastPrefixIndex].prefix == prefix) {
+            TextEquals(m_prefixes[m_lastPrefixIndex].prefix, prefix)) {
             return m_lastPrefixIndex;
         }
         std::uint64_t const hash = Fold(m_seed ^ 0x5bd1e995u, prefix);
@@ -1108,7 +1109,7 @@ private:
         std::size_t i = hash & mask;
         for (; m_prefixSlots[i].second; i = (i + 1) & mask) {
             std::size_t const index = m_prefixSlots[i].second - 1;
-            if (m_prefixSlots[i].first == hash && m_prefixes[index].prefix == prefix) {
+            if (m_prefixSlots[i].first == hash && TextEquals(m_prefixes[index].prefix, prefix)) {
                 m_lastPrefixIndex = index;
                 return index;
             }
