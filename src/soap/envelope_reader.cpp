@@ -93,8 +93,11 @@ public:
 
     T* New() {
         if (m_used == kPerBlock) {
-            m_blocks.push_back(nullptr);  // room first: the block is not lost if this throws
-            m_blocks.back() = TakeReaderBlock();
+            // Room first, so that a block taken is never lost to a throw.
+            if (m_blocks.size() == m_blocks.capacity()) {
+                m_blocks.reserve(2 * m_blocks.size() + 8);
+            }
+            m_blocks.push_back(TakeReaderBlock());
             m_used = 0;
         }
         return ::new (static_cast<T*>(m_blocks.back()) + m_used++) T();
