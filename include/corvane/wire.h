@@ -18,6 +18,12 @@ struct WMWireOptions {
     // Switches the standard wire mode on.
     bool standard = false;
 
+    // Extension, read only with `standard`: document/literal and rpc/literal operations with
+    // values read and written by the WSDL's schema, and SOAP 1.2 bindings in SOAP 1.2 (client:
+    // WMSOAPClient::InvokeSOAPMethod; server: WMSOAPServerCall with a WMSOAPLiteralService).
+    // Without it a document-style operation is refused as before.
+    bool documentLiteral = false;
+
     // The server's certificate is checked against `caFile` (PEM, one or more certificates)
     // or, when it is empty, against the system's certificate store, and its names against the
     // URL's host. Only an explicit `verifyServerCertificate = false` turns the check off.
