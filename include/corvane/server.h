@@ -28,6 +28,7 @@
 #include <corvane/values.h>
 #include <corvane/wire.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -56,10 +57,16 @@ public:
               WMString const& portName = WMString());
     WMString const& GetLoadError() const;
 
+    // The most occurrences of one repeated element read or written in a call, whatever the
+    // schema's maxOccurs allows (default 100,000; 0 keeps the current limit). More are refused
+    // with a fault naming the element.
+    void SetMaxOccurs(std::size_t most);
+
 private:
     friend class WMSOAPServerCall;
     std::shared_ptr<const corvane::detail::LiteralService> m_service;
     WMString m_error;
+    std::size_t m_maxOccurs = 0;
 };
 
 class CORVANE_API WMSOAPServerCall {

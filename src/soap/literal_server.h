@@ -23,6 +23,7 @@ namespace corvane::detail {
 struct LiteralService {
     std::shared_ptr<const xsd::Model> model;
     xsd::BindingView binding;
+    LiteralLimits limits;
 };
 
 // Reads the WSDL at `location` and views the binding of the port named (the first SOAP port of

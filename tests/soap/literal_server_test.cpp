@@ -180,6 +180,26 @@ TEST_F(LiteralServer, AnswersAndFaultsTheSchemaRefusesOrTypes) {
     }
 }
 
+TEST_F(LiteralServer, RepeatedElementsBeyondTheLimitAreRefused) {
+    WMSOAPLiteralService echo;
+    ASSERT_TRUE(echo.Load(u"" CORVANE_TEST_DATA "/../peers/doclit/echo_doclit.wsdl"));
+    echo.SetMaxOccurs(2);
+    for (int count : {2, 3}) {
+        std::string values;
+        for (int i = 0; i < count; ++i) {
+            values += "<t:value>v</t:value>";
+        }
+        WMSOAPServerCall call = Call(echo);
+        bool const read = call.ReadRequest(
+            Envelope("<t:echoStrings xmlns:t=\"urn:corvane:echo\">" + values + "</t:echoStrings>"),
+            "", "text/xml");
+        EXPECT_EQ(read, count == 2);
+        std::string body;
+        call.WriteResponse(body);
+        EXPECT_EQ(Contains(body, "'value'"), count == 3) << body;
+    }
+}
+
 TEST_F(LiteralServer, WithoutTheSettingTheDefaultPathAnswersByteForByte) {
     // A service given, but only the standard mode on: the call is today's.
     std::string const request = Envelope(kItem);
