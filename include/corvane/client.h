@@ -13,8 +13,9 @@
 #include <vector>
 
 namespace corvane::detail {
+class LiteralPort;
 class WireHttpClient;
-}
+}  // namespace corvane::detail
 
 // Extension: the fault of a refused exchange, thrown by WMSOAPAutomationProxy::InvokeSOAPMethod
 // as a pointer to a heap object. It is declared here so that a caller of that operation can
@@ -166,6 +167,11 @@ public:
 private:
     void RestoreRequestState();
     bool Exchange(WMString const& soapAction);
+    // The document/literal extension (literal_client.cpp): whether it calls the operation, and
+    // the call.
+    bool UsesLiteralPath(WMString const& methodName);
+    bool InvokeLiteral(WMString const& methodName, WMString* paramNames,
+                       WMSOAPStructMember* paramValues, int count, WMSOAPStructMember& returnValue);
 
     WMString m_serviceName;
     WMString m_portName;
@@ -183,6 +189,9 @@ private:
     bool m_explicitTyping;
     // Header entries at the front of the message's list that came with the last response.
     int m_responseHeaderCount;
+    // The description as the extension reads it, loaded at its first call; shared read-only by
+    // copies of the client.
+    std::shared_ptr<const corvane::detail::LiteralPort> m_literal;
 };
 
 #endif
