@@ -90,6 +90,9 @@ private:
     unsigned long m_timeout;
     WMWireOptions m_wire;
     std::unique_ptr<corvane::detail::WireHttpClient> m_wireClient;  // made at the first use
+    // The document/literal extension's SOAP 1.2 calls set 12 for their exchange (standard mode).
+    friend class WMSOAPClient;
+    int m_soapVersion = 11;
 };
 
 // Calls the RPC/encoded operations of a service described by a WSDL document.
@@ -170,6 +173,8 @@ private:
     // The document/literal extension (literal_client.cpp): whether it calls the operation, and
     // the call.
     bool UsesLiteralPath(WMString const& methodName);
+    bool LoadLiteral();
+    bool InitializeLiteral(WMString const& nameList);
     bool InvokeLiteral(WMString const& methodName, WMString* paramNames,
                        WMSOAPStructMember* paramValues, int count, WMSOAPStructMember& returnValue);
 

@@ -1,11 +1,14 @@
 // The document/literal branch of WMSOAPClient::InvokeSOAPMethod (see <corvane/wire.h>).
 #include <corvane/client.h>
 
+#include <algorithm>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "client/literal_fetch.h"
+#include "client/name_list.h"
 #include "net/wire_http.h"
 #include "soap/deserializer_impl.h"
 #include "soap/literal_envelope.h"
@@ -59,26 +62,61 @@ LiteralLimits LimitsOf(WMWireOptions const& wire) {
 
 }  // namespace
 
+bool WMSOAPClient::LoadLiteral() {
+    if (m_literal) {
+        return true;
+    }
+    WMWireOptions const& wire = m_proxy.GetWireOptions();
+    corvane::detail::xsd::LoadOptions options;
+    options.fetch = corvane::detail::WireFetch(wire, m_proxy.GetHTTPTimeout());
+    WMString error;
+    m_literal = corvane::detail::LiteralPort::Load(m_wsdlLocation, m_serviceName, m_portName,
+                                                   options, error);
+    if (!m_literal) {
+        // Refused with the reason, as a failed exchange is (see SetWireOptions).
+        m_message.SetSOAPFault(u"SOAP-ENV:Client", error, WMString(), false);
+        m_message.SetRequestPhase(false);
+    }
+    return m_literal != nullptr;
+}
+
 bool WMSOAPClient::UsesLiteralPath(WMString const& methodName) {
     WMWireOptions const& wire = m_proxy.GetWireOptions();
     if (!wire.standard || !wire.documentLiteral) {
         return false;
     }
-    if (!m_literal) {
-        corvane::detail::xsd::LoadOptions options;
-        options.fetch = corvane::detail::WireFetch(wire, m_proxy.GetHTTPTimeout());
-        WMString error;
-        m_literal = corvane::detail::LiteralPort::Load(m_wsdlLocation, m_serviceName, m_portName,
-                                                       options, error);
-        if (!m_literal) {
-            // Refused with the reason, as a failed exchange is (see SetWireOptions).
-            m_message.SetSOAPFault(u"SOAP-ENV:Client", error, WMString(), false);
-            m_message.SetRequestPhase(false);
-            return true;
-        }
+    if (!LoadLiteral()) {
+        return true;
     }
     corvane::detail::xsd::OperationView const* operation = m_literal->Find(methodName);
     return operation && corvane::detail::IsLiteralOperation(*operation);
+}
+
+// Descriptions the specified loader refuses (a port bound to SOAP 1.2 only, for one) are still
+// called through the extension's own reading.
+bool WMSOAPClient::InitializeLiteral(WMString const& nameList) {
+    WMWireOptions const& wire = m_proxy.GetWireOptions();
+    if (!wire.standard || !wire.documentLiteral || !NewMessage() || !LoadLiteral()) {
+        return false;
+    }
+    WMString const& address = m_literal->Address();
+    std::size_t const scheme = address.find(u"://");
+    std::size_t const hostStart = scheme == WMString::npos ? 0 : scheme + 3;
+    std::size_t const pathStart = std::min(address.find(u'/', hostStart), address.size());
+    WMString const authority = address.substr(hostStart, pathStart - hostStart);
+    std::size_t const colon = authority.rfind(u':');
+    m_endpointHost = authority.substr(0, colon);
+    m_endpointPath = pathStart < address.size() ? address.substr(pathStart) : WMString(u"/");
+    m_endpointPort = address.compare(0, 8, u"https://") == 0 ? 443 : 80;
+    if (colon != WMString::npos) {
+        m_endpointPort = 0;
+        for (std::size_t i = colon + 1; i < authority.size() && m_endpointPort < 65536; ++i) {
+            m_endpointPort = m_endpointPort * 10 + (authority[i] - u'0');
+        }
+    }
+    m_nameList = corvane::detail::SplitNameList(nameList);
+    m_hasNameList = !m_nameList.empty();
+    return true;
 }
 
 bool WMSOAPClient::InvokeLiteral(WMString const& methodName, WMString* paramNames,
@@ -115,7 +153,23 @@ bool WMSOAPClient::InvokeLiteral(WMString const& methodName, WMString* paramName
         return false;
     }
     MessageBuilder::SetBuffer(m_message, std::move(request));
-    if (!Exchange(QuotedAction(operation))) {
+    bool const soap12 = operation.soapVersion == 12;
+    m_proxy.m_soapVersion = operation.soapVersion;
+    // The port's own address: the specified loader may not have read this port at all.
+    WMString const& address = m_literal->Address();
+    bool const isUrl =
+        address.compare(0, 7, u"http://") == 0 || address.compare(0, 8, u"https://") == 0;
+    try {
+        m_proxy.InvokeSOAPMethod(soap12 ? operation.soapAction : QuotedAction(operation),
+                                 m_endpointHost, m_endpointPort, isUrl ? address : m_endpointPath,
+                                 m_userAgent, m_message);
+        m_proxy.m_soapVersion = 11;
+    } catch (WMSOAPProxyFault* raised) {
+        std::unique_ptr<WMSOAPProxyFault> fault(raised);
+        m_proxy.m_soapVersion = 11;
+        m_message.SetSOAPFault(u"SOAP-ENV:Client", fault->GetMessageText(), WMString(), false);
+        m_message.SetRequestPhase(false);
+        m_responseHeaderCount = 0;
         return false;
     }
 

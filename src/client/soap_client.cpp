@@ -49,7 +49,7 @@ bool WMSOAPClient::Initialize(WMString const& wsdlLocation, WMString const& serv
     m_explicitTyping = explicitTyping;
 
     if (!m_wsdlClient.ReadServiceDesc(serviceName, portName, wsdlLocation)) {
-        return false;
+        return InitializeLiteral(nameList);
     }
     if (!NewMessage()) {
         return false;

@@ -48,8 +48,9 @@ protected:
         RunningPeer& peer = PeerOf(GetParam());
         ASSERT_TRUE(peer.up) << "the " << GetParam() << " server did not start";
         client_.SetWireOptions(Literal(true));
-        ASSERT_TRUE(client_.Initialize(peer.wsdlLocation, u"EchoService", u"EchoPort", u"", u"test",
-                                       u"", false));
+        WMString const port = GetParam() == "doclit" ? u"EchoPort" : u"EchoSoap12Port";
+        ASSERT_TRUE(
+            client_.Initialize(peer.wsdlLocation, u"EchoService", port, u"", u"test", u"", false));
     }
 
     // Calls `operation` with one parameter; its return value, or a failure.
@@ -144,7 +145,7 @@ TEST_P(LiteralCall, ReadsTypedFaultDetailAndRefusesValuesBeforeSending) {
     EXPECT_EQ(returned.LongValue(), 7);
 }
 
-INSTANTIATE_TEST_SUITE_P(Php, LiteralCall, ::testing::Values("doclit"));
+INSTANTIATE_TEST_SUITE_P(Php, LiteralCall, ::testing::Values("doclit", "doclit12"));
 
 TEST(LiteralCallDefault, RefusesDocumentStyleWithoutTheSetting) {
     RunningPeer& peer = PeerOf("doclit");
