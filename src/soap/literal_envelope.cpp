@@ -35,6 +35,15 @@ bool Declares(const xsd::Particle& particle, View name) {
     return false;
 }
 
+void ElementNames(const xsd::Particle& particle, std::vector<WMString>& names) {
+    if (particle.kind == xsd::Particle::Kind::kElement) {
+        names.push_back(particle.element->name.local);
+    }
+    for (const xsd::Particle& child : particle.children) {
+        ElementNames(child, names);
+    }
+}
+
 // Whether the wrapper element of `message` declares a child named `name`.
 bool WrapperTakes(const MessageView& message, View name) {
     if (!message.present || message.body.size() != 1 || !message.body[0].element) {
@@ -191,6 +200,21 @@ const OperationView* LiteralPort::Find(View operation) const {
 bool IsLiteralOperation(const OperationView& operation) {
     return operation.style != u"rpc" ||
            (operation.input.present && operation.input.use == u"literal");
+}
+
+std::vector<WMString> LiteralOutputNames(const OperationView& operation) {
+    std::vector<WMString> names;
+    const MessageView& output = operation.output;
+    if (operation.wrapped && output.present) {
+        if (const xsd::Type* type = output.body[0].element->type) {
+            ElementNames(type->content, names);
+        }
+        return names;
+    }
+    for (const PartView& part : output.body) {
+        names.push_back(part.name);
+    }
+    return names;
 }
 
 WMString QuotedAction(const OperationView& operation) {

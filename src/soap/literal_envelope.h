@@ -50,6 +50,10 @@ private:
 // Whether the extension calls `operation`: document style, or rpc style with literal use.
 bool IsLiteralOperation(const xsd::OperationView& operation);
 
+// The names of the values a response of the operation carries: the response wrapper's
+// children, or the output parts.
+std::vector<WMString> LiteralOutputNames(const xsd::OperationView& operation);
+
 // The SOAPAction of an operation as a 1.1 header carries it, quoted.
 WMString QuotedAction(const xsd::OperationView& operation);
 
