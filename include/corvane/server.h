@@ -28,7 +28,6 @@
 #include <corvane/values.h>
 #include <corvane/wire.h>
 
-#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -57,16 +56,10 @@ public:
               WMString const& portName = WMString());
     WMString const& GetLoadError() const;
 
-    // The most occurrences of one repeated element read or written in a call, whatever the
-    // schema's maxOccurs allows (default 100,000; 0 keeps the current limit). More are refused
-    // with a fault naming the element.
-    void SetMaxOccurs(std::size_t most);
-
 private:
     friend class WMSOAPServerCall;
     std::shared_ptr<const corvane::detail::LiteralService> m_service;
     WMString m_error;
-    std::size_t m_maxOccurs = 0;
 };
 
 class CORVANE_API WMSOAPServerCall {
@@ -147,8 +140,9 @@ public:
     //   is not checked, since the element says what is called;
     // - parameters are read by the schema: for a "wrapped" operation the wrapper's children by
     //   name, otherwise the parts by name. A request that does not fit the schema (a missing
-    //   required element, an unknown one, a text not of its type, more occurrences than the
-    //   codec's limit) is refused with "SOAP-ENV:Client" (1.2: Sender) naming the element;
+    //   required element, an unknown one, a text not of its type, more occurrences of one
+    //   element than the wire options' `maxOccurs`) is refused with "SOAP-ENV:Client" (1.2: Sender)
+    //   naming the element;
     // - SetReturnValue sets the response wrapper's first child (the first output part when not
     //   wrapped), SetOutParam the others; a response the schema refuses becomes the fault
     //   "SOAP-ENV:Server" (1.2: Receiver) naming the element;

@@ -18,12 +18,6 @@ struct WMWireOptions {
     // Switches the standard wire mode on.
     bool standard = false;
 
-    // Extension, read only with `standard`: document/literal and rpc/literal operations with
-    // values read and written by the WSDL's schema, and SOAP 1.2 bindings in SOAP 1.2 (client:
-    // WMSOAPClient::InvokeSOAPMethod; server: WMSOAPServerCall with a WMSOAPLiteralService).
-    // Without it a document-style operation is refused as before.
-    bool documentLiteral = false;
-
     // The server's certificate is checked against `caFile` (PEM, one or more certificates)
     // or, when it is empty, against the system's certificate store, and its names against the
     // URL's host. Only an explicit `verifyServerCertificate = false` turns the check off.
@@ -66,7 +60,8 @@ struct WMWireOptions {
     // Extension, read only with `standard`: WMSOAPClient::InvokeSOAPMethod calls document-style
     // operations (wrapped and bare) and rpc-style operations of literal use with values written
     // and read by the WSDL's schema (docs/values.md, docs/client.md), in the SOAP version of the
-    // port's binding. Without it a document-style operation is refused as it always was.
+    // port's binding. Without it a document-style operation is refused as it always was. The
+    // server side: WMSOAPServerCall::SetLiteralService.
     bool documentLiteral = false;
     // With documentLiteral: a message holding more occurrences of one repeated element than
     // this (whatever its maxOccurs allows) is refused.

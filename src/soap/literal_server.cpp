@@ -211,7 +211,7 @@ bool LiteralCall::ReadHeaders(XMLNode const* header) {
         return true;
     }
     View const ns = m_version == 12 ? soap12::kEnvelopeNS : soap12::kEnvelope11NS;
-    LiteralReader const reader(m_service->limits);
+    LiteralReader const reader(m_limits);
     for (XMLNode const* entry = header->firstChild; entry; entry = entry->nextSibling) {
         xsd::Name const name = NameOf(*entry);
         bool known = false;
@@ -244,7 +244,7 @@ bool LiteralCall::ReadHeaders(XMLNode const* header) {
 }
 
 bool LiteralCall::ReadParams(XMLNode const& body, XMLNode const* first) {
-    LiteralReader const reader(m_service->limits);
+    LiteralReader const reader(m_limits);
     WMString error;
     xsd::OperationView const& op = *m_operation;
     if (op.wrapped) {
@@ -395,7 +395,7 @@ WMSOAPStructMember const* LiteralCall::FindOutput(WMString const& name) const {
 
 bool LiteralCall::WriteResult(WMString& out, WMString& error) {
     xsd::OperationView const& op = *m_operation;
-    LiteralWriter writer(out, m_service->limits);
+    LiteralWriter writer(out, m_limits);
     writer.InScope(m_version == 12 ? View(u"env") : View(u"SOAP-ENV"),
                    m_version == 12 ? soap12::kEnvelopeNS : soap12::kEnvelope11NS);
     if (op.wrapped) {
@@ -438,7 +438,7 @@ void LiteralCall::WriteFault(WMString& out) {
         for (xsd::FaultView const& fault : m_operation->faults) {
             if (fault.name == m_faultName) {
                 WMString error;
-                LiteralWriter writer(m_fault.detail, m_service->limits);
+                LiteralWriter writer(m_fault.detail, m_limits);
                 WMSOAPStructMember detail = m_faultDetail;
                 // A detail the schema refuses is left out rather than sent malformed.
                 m_fault.hasDetail = writer.Write(*fault.message.body[0].element, detail, error);
@@ -501,20 +501,7 @@ bool WMSOAPLiteralService::Load(WMString const& location, WMString const& servic
                                 WMString const& portName) {
     m_error.clear();
     m_service = corvane::detail::LoadLiteralService(location, serviceName, portName, m_error);
-    if (m_service && m_maxOccurs != 0) {
-        SetMaxOccurs(m_maxOccurs);
-    }
     return m_service != nullptr;
-}
-
-void WMSOAPLiteralService::SetMaxOccurs(std::size_t most) {
-    m_maxOccurs = most;
-    if (m_service && most != 0) {
-        // Calls already given the service keep the limit they started with.
-        auto changed = std::make_shared<corvane::detail::LiteralService>(*m_service);
-        changed->limits.maxOccurs = most;
-        m_service = std::move(changed);
-    }
 }
 
 WMString const& WMSOAPLiteralService::GetLoadError() const {

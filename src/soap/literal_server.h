@@ -23,7 +23,6 @@ namespace corvane::detail {
 struct LiteralService {
     std::shared_ptr<const xsd::Model> model;
     xsd::BindingView binding;
-    LiteralLimits limits;
 };
 
 // Reads the WSDL at `location` and views the binding of the port named (the first SOAP port of
@@ -34,8 +33,8 @@ std::shared_ptr<const LiteralService> LoadLiteralService(WMString const& locatio
 
 class LiteralCall {
 public:
-    explicit LiteralCall(std::shared_ptr<const LiteralService> service)
-        : m_service(std::move(service)) {}
+    LiteralCall(std::shared_ptr<const LiteralService> service, LiteralLimits limits)
+        : m_service(std::move(service)), m_limits(limits) {}
 
     // False when the request was refused; the fault is then recorded and Write sends it.
     bool Read(std::string const& body, std::string const& soapAction,
@@ -66,6 +65,7 @@ private:
     void WriteFault(WMString& out);
 
     std::shared_ptr<const LiteralService> m_service;
+    LiteralLimits m_limits;
     xsd::OperationView const* m_operation = nullptr;
     WMString m_name;
     int m_version = 11;

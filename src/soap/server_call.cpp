@@ -217,7 +217,9 @@ bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& s
         return ReadRequest(body, soapAction);
     }
     m_message = WMSOAPMessage();
-    m_literal = std::make_unique<corvane::detail::LiteralCall>(m_literalService);
+    corvane::detail::LiteralLimits limits;
+    limits.maxOccurs = m_wire.maxOccurs;
+    m_literal = std::make_unique<corvane::detail::LiteralCall>(m_literalService, limits);
     if (!m_literalService) {
         m_literal->SetFault(u"SOAP-ENV:Server", u"No document/literal service is set.");
         return false;

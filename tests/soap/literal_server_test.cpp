@@ -33,11 +33,13 @@ protected:
     }
 
     // A call in the document/literal mode on `service`.
-    WMSOAPServerCall Call(WMSOAPLiteralService const& service = cases) {
+    WMSOAPServerCall Call(WMSOAPLiteralService const& service = cases,
+                          std::size_t maxOccurs = 100000) {
         WMSOAPServerCall call(deser_test::Round2Base());
         WMWireOptions wire;
         wire.standard = true;
         wire.documentLiteral = true;
+        wire.maxOccurs = maxOccurs;
         call.SetWireOptions(wire);
         call.SetLiteralService(service);
         return call;
@@ -183,13 +185,12 @@ TEST_F(LiteralServer, AnswersAndFaultsTheSchemaRefusesOrTypes) {
 TEST_F(LiteralServer, RepeatedElementsBeyondTheLimitAreRefused) {
     WMSOAPLiteralService echo;
     ASSERT_TRUE(echo.Load(u"" CORVANE_TEST_DATA "/../peers/doclit/echo_doclit.wsdl"));
-    echo.SetMaxOccurs(2);
     for (int count : {2, 3}) {
         std::string values;
         for (int i = 0; i < count; ++i) {
             values += "<t:value>v</t:value>";
         }
-        WMSOAPServerCall call = Call(echo);
+        WMSOAPServerCall call = Call(echo, 2);
         bool const read = call.ReadRequest(
             Envelope("<t:echoStrings xmlns:t=\"urn:corvane:echo\">" + values + "</t:echoStrings>"),
             "", "text/xml");
