@@ -140,5 +140,25 @@ TEST_F(LiteralEnvelope, ReadsFaultsOfBothVersionsWithTypedDetail) {
     }
 }
 
+TEST_F(LiteralEnvelope, WritesHeaderEntriesWithTheEnvelopesAttributes) {
+    for (const auto& [soap, expected] :
+         {std::pair{
+              std::string("http://schemas.xmlsoap.org/wsdl/soap/"),
+              std::string("<ns1:token SOAP-ENV:mustUnderstand=\"1\" SOAP-ENV:actor=\"urn:a&amp;b\" "
+                          "xmlns:ns1=\"urn:h\">x</ns1:token>")},
+          std::pair{std::string("http://schemas.xmlsoap.org/wsdl/soap12/"),
+                    std::string("<ns1:token env:mustUnderstand=\"true\" env:role=\"urn:a&amp;b\" "
+                                "xmlns:ns1=\"urn:h\">x</ns1:token>")}}) {
+        std::vector<corvane::detail::LiteralHeader> headers{
+            {WMSOAPStructMember(u"token", u"urn:h", WMString(u"x")), true, u"urn:a&b"}};
+        WMString out;
+        WMString error;
+        ASSERT_TRUE(corvane::detail::WriteLiteralEnvelope(Operation("rpc", soap), false, nullptr,
+                                                          nullptr, 0, headers, {}, out, error))
+            << Narrow(error);
+        EXPECT_NE(Narrow(out).find(expected), std::string::npos) << Narrow(out);
+    }
+}
+
 }  // namespace
 }  // namespace corvane::test
