@@ -273,7 +273,7 @@ int RunLiteralEnvelope(LiteralToolArgs const& args, bool response, bool sample) 
     if (sample) {
         AddSamples(*operation, response, names, values);
     }
-    std::vector<WMSOAPStructMember> headers;
+    std::vector<detail::LiteralHeader> headers;
     detail::LiteralLimits limits;
     limits.maxOccurs = wire.maxOccurs;
     WMString out;

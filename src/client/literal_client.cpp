@@ -129,7 +129,7 @@ bool WMSOAPClient::InvokeLiteral(WMString const& methodName, WMString* paramName
     xsd::OperationView const& operation = *m_literal->Find(methodName);
     LiteralLimits const limits = LimitsOf(m_proxy.GetWireOptions());
 
-    std::vector<WMSOAPStructMember> headers;
+    std::vector<LiteralHeader> headers;
     WMString ns;
     WMString name;
     WMSOAPStructMember value;
@@ -142,7 +142,7 @@ bool WMSOAPClient::InvokeLiteral(WMString const& methodName, WMString* paramName
          found = m_message.GetNextHeaderElem(ns, name, value, mustUnderstand, actor, position)) {
         value.SetName(name);
         value.SetNS(ns);
-        headers.push_back(std::move(value));
+        headers.push_back(LiteralHeader{std::move(value), mustUnderstand, actor});
     }
     WMString request;
     WMString error;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "soap/value_builder.h"
+#include "xml/model_impl.h"
 #include "xml/reader.h"
 
 namespace corvane::detail {
@@ -223,7 +224,7 @@ WMString QuotedAction(const OperationView& operation) {
 
 bool WriteLiteralEnvelope(const OperationView& operation, bool response, const WMString* names,
                           WMSOAPStructMember* values, int count,
-                          std::vector<WMSOAPStructMember>& headers, const LiteralLimits& limits,
+                          std::vector<LiteralHeader>& headers, const LiteralLimits& limits,
                           WMString& out, WMString& error) {
     std::size_t const start = out.size();
     View const ns = EnvelopeNS(operation.soapVersion);
@@ -239,7 +240,8 @@ bool WriteLiteralEnvelope(const OperationView& operation, bool response, const W
     if (!headers.empty()) {
         out.append(u"<" + prefix + u":Header>");
         for (std::size_t i = 0; ok && i < headers.size(); ++i) {
-            WMSOAPStructMember& entry = headers[i];
+            WMSOAPStructMember& entry = headers[i].value;
+            std::size_t const tag = out.size();
             const xsd::Element* declared = nullptr;
             for (const PartView& part : message.headers) {
                 if (part.element && part.element->name.local == entry.GetName() &&
@@ -250,6 +252,21 @@ bool WriteLiteralEnvelope(const OperationView& operation, bool response, const W
             ok = declared ? writer.Write(*declared, entry, error)
                           : writer.Write(xsd::Name{entry.GetNS(), entry.GetName()}, nullptr, true,
                                          entry, error);
+            if (ok) {
+                // The envelope's attributes go right after the element's name.
+                bool const soap12 = operation.soapVersion == 12;
+                WMString attributes;
+                if (headers[i].mustUnderstand) {
+                    attributes +=
+                        u" " + prefix + u":mustUnderstand=\"" + (soap12 ? u"true" : u"1") + u"\"";
+                }
+                if (!headers[i].actor.empty()) {
+                    attributes += u" " + prefix + (soap12 ? u":role=\"" : u":actor=\"");
+                    AppendEscapedAttribute(attributes, headers[i].actor);
+                    attributes += u"\"";
+                }
+                out.insert(out.find_first_of(u" />", tag + 1), attributes);
+            }
         }
         out.append(u"</" + prefix + u":Header>");
     }

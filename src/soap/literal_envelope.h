@@ -57,14 +57,21 @@ std::vector<WMString> LiteralOutputNames(const xsd::OperationView& operation);
 // The SOAPAction of an operation as a 1.1 header carries it, quoted.
 WMString QuotedAction(const xsd::OperationView& operation);
 
+// A header entry to write: a member named and qualified like its element.
+struct LiteralHeader {
+    WMSOAPStructMember value;
+    bool mustUnderstand = false;
+    WMString actor;  // the 1.1 actor, the 1.2 role; none when empty
+};
+
 // Writes the whole envelope of the operation's input (its output with `response`) in the
 // binding's SOAP version. Parameters are matched by name (see above); names the message does
 // not take but the other direction does are skipped, as out-parameters of a call. Header
-// entries are members named and qualified like their elements. False, with `error` naming the
-// element, when a value does not fit the schema.
+// entries are written by the binding's header element of their name, else as they are. False,
+// with `error` naming the element, when a value does not fit the schema.
 bool WriteLiteralEnvelope(const xsd::OperationView& operation, bool response, const WMString* names,
                           WMSOAPStructMember* values, int count,
-                          std::vector<WMSOAPStructMember>& headers, const LiteralLimits& limits,
+                          std::vector<LiteralHeader>& headers, const LiteralLimits& limits,
                           WMString& out, WMString& error);
 
 struct LiteralAnswer {
