@@ -45,6 +45,11 @@ struct ValueBuilder {
     static void SetNS(WMSOAPStructMember& target, std::u16string_view ns) {
         Assign(target.ns_, ns);
     }
+    // In-place access for the writers, which walk a caller's values without copying them.
+    static DataType& Data(WMSOAPStructMember& target) { return target.value_; }
+    static std::vector<WMSOAPStructMember>& Members(WMSOAPStructType& target) {
+        return target.members_;
+    }
 
 private:
     // A fresh value's strings are empty: building the text and moving it in is cheaper than the
