@@ -150,6 +150,16 @@ inline WMString Envelope(std::string const& body, std::string const& header = st
     return Wide(text);
 }
 
+// A request as a server reads it, in UTF-8 bytes: `body` in SOAP-ENV:Body, with prefix m for
+// the round 2 suites' namespace.
+inline std::string RequestBytes(std::string const& body) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+           "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+           "xmlns:m=\"http://soapinterop.org/\" "
+           "e:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><e:Body>" +
+           body + "</e:Body></e:Envelope>";
+}
+
 }  // namespace deser_test
 
 #endif
