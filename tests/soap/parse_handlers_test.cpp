@@ -55,9 +55,7 @@ WMString Method(WMString const& param) {
     return Env(u"<SOAP-ENV:Body><m:op xmlns:m='urn:m'>" + param + u"</m:op></SOAP-ENV:Body>");
 }
 
-std::string Narrow(WMString const& text) {
-    return std::string(text.begin(), text.end());
-}
+using corvane::test::Narrow;
 
 // A parameter and its children on one line: each attribute the handler took, when set.
 std::string Describe(WMSOAPParamHandler const& p) {
