@@ -4,23 +4,10 @@
 #include <string>
 
 #include "soap/deserializer_test_util.h"
-#include "support/read_diff.h"
 
 using namespace deser_test;
 
 namespace {
-
-// The message as tests/support/read_diff.h prints it, against its row of response_dumps.txt.
-void ExpectDump(WMSOAPMessage& message, std::string const& name) {
-    std::string const dump = corvane::test::DumpMessage(message);
-    for (auto const& row : corvane::test::ReadTable("expected/soap/response_dumps.txt")) {
-        if (row.input == name) {
-            EXPECT_EQ(dump, Narrow(corvane::test::Unescape(row.expected))) << row.where;
-            return;
-        }
-    }
-    ADD_FAILURE() << "no dump " << name;
-}
 
 TEST(ResponseCaptures, PeerAnswersDecodeToTheValuesSent) {
     for (corvane::test::TableRow const& row :

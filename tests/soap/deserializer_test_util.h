@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 
+#include "support/read_diff.h"
 #include "support/support.h"
 #include "support/values.h"
 
@@ -158,6 +159,18 @@ inline std::string RequestBytes(std::string const& body) {
            "xmlns:m=\"http://soapinterop.org/\" "
            "e:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><e:Body>" +
            body + "</e:Body></e:Envelope>";
+}
+
+// The message as tests/support/read_diff.h prints it, against its row of message_dumps.txt.
+inline void ExpectDump(WMSOAPMessage& message, std::string const& name) {
+    std::string const dump = corvane::test::DumpMessage(message);
+    for (auto const& row : corvane::test::ReadTable("expected/soap/message_dumps.txt")) {
+        if (row.input == name) {
+            EXPECT_EQ(dump, Narrow(corvane::test::Unescape(row.expected))) << row.where;
+            return;
+        }
+    }
+    ADD_FAILURE() << "no dump " << name;
 }
 
 }  // namespace deser_test
