@@ -56,6 +56,10 @@ public:
     // The first input parameter of that name, as the request carried it. False when there is
     // none.
     bool GetParam(WMString const& name, WMSOAPStructMember& value);
+    // Extension: the same, taking the value over instead of copying it (a large array need not
+    // be held twice); the parameter is left empty, and an in-out parameter taken is answered
+    // only through SetOutParam.
+    bool TakeParam(WMString const& name, WMSOAPStructMember& value);
 
     // The operation's return value: the first output part that the operation's parameterOrder
     // does not list. The value is sent under that part's name. False when the operation has no

@@ -77,6 +77,17 @@ bool WMSOAPServerCall::GetParam(WMString const& name, WMSOAPStructMember& value)
     return false;
 }
 
+bool WMSOAPServerCall::TakeParam(WMString const& name, WMSOAPStructMember& value) {
+    for (auto const& param : m_message.m_methodParams) {
+        if (param->m_isInput && param->m_name == name) {
+            value = std::move(param->m_value);
+            param->m_value = WMSOAPStructMember();
+            return true;
+        }
+    }
+    return false;
+}
+
 bool WMSOAPServerCall::SetReturnValue(WMSOAPStructMember const& value) {
     return SetReturnValue(WMSOAPStructMember(value));
 }
