@@ -43,6 +43,11 @@ struct ValueBuilder {
         target.name_.assign(name);
     }
     static void SetNS(WMSOAPStructMember& target, std::u16string_view ns) { target.ns_.assign(ns); }
+    // In-place access for the writers, which walk a caller's values without copying them.
+    static DataType& Data(WMSOAPStructMember& target) { return target.value_; }
+    static std::vector<WMSOAPStructMember>& Members(WMSOAPStructType& target) {
+        return target.members_;
+    }
 };
 
 }  // namespace corvane::detail
