@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -105,7 +106,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(int defaultPort, unsigned long timeout)
       m_nMajorVersion(1),
       m_nMinorVersion(0),
       m_bStatusLineSeen(false),
-      m_receiveBuffer(kReceiveBufferSize),
+      m_receiveBuffer(new char[kReceiveBufferSize]),
       m_pContent(nullptr),
       m_nContentSize(0),
       m_nContentCapacity(0),
@@ -126,7 +127,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
       m_bStatusLineSeen(other.m_bStatusLineSeen),
       m_statusCode(other.m_statusCode),
       m_reasonPhrase(other.m_reasonPhrase),
-      m_receiveBuffer(kReceiveBufferSize),
+      m_receiveBuffer(new char[kReceiveBufferSize]),
       m_pContent(nullptr),
       m_nContentSize(0),
       m_nContentCapacity(0),
@@ -335,16 +336,18 @@ bool WMHTTPRequestSock::OnSockWrite() {
     for (WMString const* part : parts) {
         length += part->size();
     }
-    std::vector<char> bytes(length + 1, '\0');
+    // Every byte but the terminating zero is written by the conversion.
+    const std::size_t total = length + 1;
+    std::unique_ptr<char[]> bytes(new char[total]);
     std::size_t at = 0;
     for (WMString const* part : parts) {
-        platform::WideToAnsi(part->data(), part->size(), bytes.data() + at);
+        platform::WideToAnsi(part->data(), part->size(), bytes.get() + at);
         at += part->size();
     }
-    for (std::size_t sent = 0; sent < bytes.size();) {
-        const std::size_t piece =
-            bytes.size() - sent > kMaxSendPiece ? kMaxSendPiece : bytes.size() - sent;
-        if (!Send(bytes.data() + sent, static_cast<int>(piece))) {
+    bytes[length] = '\0';
+    for (std::size_t sent = 0; sent < total;) {
+        const std::size_t piece = total - sent > kMaxSendPiece ? kMaxSendPiece : total - sent;
+        if (!Send(bytes.get() + sent, static_cast<int>(piece))) {
             m_bFailed = true;
             return false;
         }
@@ -358,18 +361,18 @@ bool WMHTTPRequestSock::OnSockRead(bool& more) {
         return ReadTLS(more);
     }
     int received = 0;
-    if (!Recv(m_receiveBuffer.data(), static_cast<int>(m_receiveBuffer.size()), &received)) {
+    if (!Recv(m_receiveBuffer.get(), static_cast<int>(kReceiveBufferSize), &received)) {
         more = false;
         return false;
     }
     more = received > 0;
-    return received > 0 ? Append(m_receiveBuffer.data(), received) : true;
+    return received > 0 ? Append(m_receiveBuffer.get(), received) : true;
 }
 
 bool WMHTTPRequestSock::ReadTLS(bool& more) {
     m_hEvent->NoteReceive();
-    char* buffer = m_receiveBuffer.data();
-    const int size = static_cast<int>(m_receiveBuffer.size());
+    char* buffer = m_receiveBuffer.get();
+    const int size = static_cast<int>(kReceiveBufferSize);
     corvane::detail::TlsRetry retry(m_socket, m_socketTimeout);
     platform::ClearSocketError();
     int received = DynSSL::SSL_read(m_ssl, buffer, size);

@@ -2,8 +2,22 @@
 
 namespace corvane::platform {
 
+namespace {
+
+// Messages are converted whole, a megabyte and more at a time: blocks of a fixed width let the
+// compiler turn the loops into wide moves.
+constexpr std::size_t kBlock = 16;
+
+}  // namespace
+
 void AnsiToWide(const char* bytes, std::size_t length, char16_t* out) {
-    for (std::size_t i = 0; i < length; ++i) {
+    std::size_t i = 0;
+    for (; i + kBlock <= length; i += kBlock) {
+        for (std::size_t k = 0; k < kBlock; ++k) {
+            out[i + k] = static_cast<unsigned char>(bytes[i + k]);
+        }
+    }
+    for (; i < length; ++i) {
         out[i] = static_cast<unsigned char>(bytes[i]);
     }
 }
@@ -15,7 +29,22 @@ void AnsiToWide(const char* bytes, std::size_t length, std::u16string& out) {
 }
 
 void WideToAnsi(const char16_t* text, std::size_t length, char* out) {
-    for (std::size_t i = 0; i < length; ++i) {
+    std::size_t i = 0;
+    // A block without a character above U+00FF, the usual case, is narrowed without a test
+    // per character; any other block goes the slow way below.
+    for (; i + kBlock <= length; i += kBlock) {
+        char16_t high = 0;
+        for (std::size_t k = 0; k < kBlock; ++k) {
+            high |= text[i + k];
+        }
+        if (high > 0xFF) {
+            break;
+        }
+        for (std::size_t k = 0; k < kBlock; ++k) {
+            out[i + k] = static_cast<char>(static_cast<unsigned char>(text[i + k]));
+        }
+    }
+    for (; i < length; ++i) {
         out[i] = text[i] > 0xFF ? '?' : static_cast<char>(static_cast<unsigned char>(text[i]));
     }
 }

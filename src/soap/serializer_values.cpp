@@ -18,6 +18,12 @@ namespace {
 
 using DataType = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
+// The value operations take members by reference without changing them; the members of a
+// struct or array are handed over in place rather than copied out one by one.
+WMSOAPStructMember& Readable(WMSOAPStructMember const& member) {
+    return const_cast<WMSOAPStructMember&>(member);
+}
+
 void AppendAscii(WMString& out, char const* text, char const* end) {
     for (; text != end; ++text) {
         out.push_back(static_cast<WMChar>(static_cast<unsigned char>(*text)));
@@ -180,13 +186,10 @@ bool WMSOAPSerializer::SerializeArray(Schema& arrayType, WMSOAPStructMember& val
     // Each array element is a struct; each of its members becomes one item element, named by
     // the member (an array of scalars is a list of one-member structs).
     Schema& itemType = wsdl.ItemOf(arrayType);
-    WMSOAPStructMember member;
     for (WMSOAPStructType const& element : value.ArrayValue()) {
-        long position = 0;
-        for (bool more = element.GetFirstMember(nullptr, member, &position); more;
-             more = element.GetNextMember(nullptr, member, &position)) {
+        for (WMSOAPStructMember const& member : ValueBuilder::Members(element)) {
             out.Open({}, member.GetName());
-            if (!SerializeValue(itemType, member, message, wsdl, out)) {
+            if (!SerializeValue(itemType, Readable(member), message, wsdl, out)) {
                 return false;
             }
             out.Close();
@@ -201,10 +204,7 @@ bool WMSOAPSerializer::SerializeStruct(Schema& type, WMSOAPStructType const& str
         out.DeclarePrefix(u"nss", type.ns);
         out.SetAttribute(u"xsi", u"type", type.instanceNS, type.explicitType);
     }
-    WMSOAPStructMember member;
-    long position = 0;
-    for (bool more = structValue.GetFirstMemberQN(nullptr, nullptr, member, &position); more;
-         more = structValue.GetNextMemberQN(nullptr, nullptr, member, &position)) {
+    for (WMSOAPStructMember const& member : ValueBuilder::Members(structValue)) {
         Schema::Member* declared = wsdl.Member(type, member.GetName(), member.GetNS());
         if (declared == nullptr) {
             return false;
@@ -215,7 +215,7 @@ bool WMSOAPSerializer::SerializeStruct(Schema& type, WMSOAPStructType const& str
             out.Open(u"nsm", declared->name);
             out.DeclarePrefix(u"nsm", declared->ns);
         }
-        if (!SerializeValue(wsdl.TypeOf(*declared), member, message, wsdl, out)) {
+        if (!SerializeValue(wsdl.TypeOf(*declared), Readable(member), message, wsdl, out)) {
             return false;
         }
         out.Close();
