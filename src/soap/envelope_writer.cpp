@@ -363,9 +363,16 @@ void TypeCache::Describe(SchemaType& type) {
 }
 
 SchemaType::Member* TypeCache::Member(SchemaType& type, WMString const& name, WMString const& ns) {
-    for (auto const& member : type.members) {
+    // The structs of an array list their members in the same order, one item after another:
+    // the search starts after the member found last.
+    std::size_t const count = type.members.size();
+    for (std::size_t k = 0; k < count; ++k) {
+        std::size_t const at =
+            type.nextMember + k < count ? type.nextMember + k : type.nextMember + k - count;
+        SchemaType::Member* member = type.members[at].get();
         if (member->name == name && member->ns == ns) {
-            return member->known ? member.get() : nullptr;
+            type.nextMember = at + 1 < count ? at + 1 : 0;
+            return member->known ? member : nullptr;
         }
     }
     auto member = std::make_unique<SchemaType::Member>();

@@ -158,6 +158,7 @@ struct SchemaType {
     // structs also keep the members looked up so far.
     WMString explicitType;
     std::vector<std::unique_ptr<Member>> members;
+    std::size_t nextMember = 0;  // where the next member lookup starts
 };
 
 class TypeCache {

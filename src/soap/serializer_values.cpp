@@ -5,6 +5,7 @@
 #include <corvane/xml.h>
 
 #include "soap/envelope_writer.h"
+#include "soap/fixed_format.h"
 #include "soap/standard_values.h"
 #include "soap/value_builder.h"
 
@@ -24,27 +25,11 @@ WMSOAPStructMember& Readable(WMSOAPStructMember const& member) {
     return const_cast<WMSOAPStructMember&>(member);
 }
 
-void AppendAscii(WMString& out, char const* text, char const* end) {
-    for (; text != end; ++text) {
-        out.push_back(static_cast<WMChar>(static_cast<unsigned char>(*text)));
-    }
-}
-
 // "%d" of a 32-bit value.
 void FormatLong(WMString& out, std::int32_t value) {
     char buffer[16];
     auto const result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    AppendAscii(out, buffer, result.ptr);
-}
-
-// "%f": six digits after the point, never an exponent. to_chars gives the same text as
-// printf's "%f" (exact rounding, "inf", "nan") without going through the locale.
-void FormatDouble(WMString& out, double value) {
-    // The widest result, -DBL_MAX, has 309 integer digits.
-    char buffer[352];
-    auto const result =
-        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, 6);
-    AppendAscii(out, buffer, result.ptr);
+    AppendAsciiDigits(out, buffer, result.ptr);
 }
 
 }  // namespace
@@ -109,7 +94,7 @@ bool WMSOAPSerializer::SerializeBuiltInType(Schema const& type, WMSOAPStructMemb
         out.Text(m_number);
         m_number.clear();
     } else if (kind == DataType::SOAP_DOUBLE) {
-        FormatDouble(m_number, value.DoubleValue());
+        AppendFixed6(m_number, value.DoubleValue());
         out.Text(m_number);
         m_number.clear();
     } else {
