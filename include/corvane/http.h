@@ -75,7 +75,7 @@ private:
     WMString m_method;
     WMString m_requestURI;
     WMString m_headers;
-    WMString m_body;
+    WMString const* m_pBody;  // the caller's body, while SendHTTPRequest runs
     bool m_bRequestSent;
     bool m_bFailed;  // the status line was refused or the response grew past its limit
 };

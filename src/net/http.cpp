@@ -114,6 +114,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(int defaultPort, unsigned long timeout)
       m_searchFrom(0),
       m_bHeadersComplete(false),
       m_socketTimeout(timeout),
+      m_pBody(nullptr),
       m_bRequestSent(false),
       m_bFailed(false) {}
 
@@ -139,7 +140,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
       m_method(other.m_method),
       m_requestURI(other.m_requestURI),
       m_headers(other.m_headers),
-      m_body(other.m_body),
+      m_pBody(nullptr),
       m_bRequestSent(other.m_bRequestSent),
       m_bFailed(other.m_bFailed) {
     for (auto const& entry : other.m_hostCache) {
@@ -181,7 +182,6 @@ WMHTTPRequestSock& WMHTTPRequestSock::operator=(WMHTTPRequestSock const& other) 
         m_method = std::move(copy.m_method);
         m_requestURI = std::move(copy.m_requestURI);
         m_headers = std::move(copy.m_headers);
-        m_body = std::move(copy.m_body);
         m_bRequestSent = copy.m_bRequestSent;
         m_bFailed = copy.m_bFailed;
     }
@@ -235,11 +235,13 @@ bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMStri
         m_requestURI += URIEscape(query);
     }
     m_headers = headers;
-    m_body = body;
+    // The body is sent from where it is: a large request is not copied once more.
+    m_pBody = &body;
 
     platform::Ipv4Address endpoint(address, usePort);
     // TLS follows the port asked for, not the default port.
     const bool finished = Connect(endpoint.Get(), port == kHttpsPort ? 1 : 0);
+    m_pBody = nullptr;
     return finished && !m_bFailed;
 }
 
@@ -329,9 +331,10 @@ bool WMHTTPRequestSock::OnSockWrite() {
     const WMString requestLine = m_method + u" " + m_requestURI + u" HTTP/" +
                                  platform::AnsiToWide(std::to_string(m_nMajorVersion) + "." +
                                                       std::to_string(m_nMinorVersion) + "\r\n");
-    const WMString* parts[] = {&requestLine, &m_headers, nullptr, &m_body};
     static const WMString kBlankLine = u"\r\n";
-    parts[2] = &kBlankLine;
+    static const WMString kNoBody;
+    const WMString* parts[] = {&requestLine, &m_headers, &kBlankLine,
+                               m_pBody != nullptr ? m_pBody : &kNoBody};
     std::size_t length = 0;
     for (WMString const* part : parts) {
         length += part->size();
