@@ -102,6 +102,8 @@ struct MessageBuilder {
                                WMSOAPStructMember&& value, bool isInput, bool isOutput);
     // The value of the method parameter at that position (which must exist), in place.
     static WMSOAPStructMember& MethodParamValue(WMSOAPMessage& message, std::size_t index);
+    // Takes the message's text out, leaving its buffer empty.
+    static WMString TakeBuffer(WMSOAPMessage& message) { return std::move(message.m_buffer); }
     // Stores what SetBuffer stores, moving the text instead of copying it.
     static void SetBuffer(WMSOAPMessage& message, WMString&& text) {
         message.m_buffer = std::move(text);
