@@ -342,8 +342,14 @@ public:
     corvane::HandlerTable<WMSchemaHandler>& Schemas() { return m_schemas; }
     const WMString& GetDocBase() const { return m_docBase; }
     void SetDocBase(const WMString& docBase) { m_docBase = docBase; }
+    // The arena the handlers of this description live in.
+    void SetArena(std::shared_ptr<corvane::detail::HandlerArena> arena) {
+        m_arena = std::move(arena);
+    }
 
 private:
+    // First, so that it is released after every handler in it.
+    std::shared_ptr<corvane::detail::HandlerArena> m_arena;
     WMSOAPDefinitionsHandler m_definitions;
     corvane::HandlerTable<WMSchemaHandler> m_schemas;
     WMString m_docBase;

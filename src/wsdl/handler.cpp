@@ -1,5 +1,8 @@
 #include "wsdl/handler.h"
 
+#include <cstdlib>
+#include <new>
+
 namespace corvane {
 
 const WMString kWsdlNS = u"http://schemas.xmlsoap.org/wsdl/";
@@ -78,9 +81,90 @@ QName StartTag::Resolve(WStringView value, const char16_t* attr, const char16_t*
     return QName{it->second, WMString(local)};
 }
 
+namespace detail {
+
+namespace {
+
+constexpr std::size_t kAlign = alignof(std::max_align_t);
+constexpr std::size_t kBlockBytes = 64 * 1024;
+
+thread_local HandlerArena* t_currentArena = nullptr;
+
+std::size_t RoundUp(std::size_t size) {
+    return (size + kAlign - 1) & ~(kAlign - 1);
+}
+
+}  // namespace
+
+HandlerArena::~HandlerArena() {
+    for (void* block : m_blocks) {
+        std::free(block);
+    }
+}
+
+void* HandlerArena::Allocate(std::size_t size) {
+    size = RoundUp(size);
+    if (size > m_left) {
+        // An object larger than a quarter block gets a block of its own, so that the rest of
+        // the current block is not wasted.
+        const bool own = size > kBlockBytes / 4;
+        const std::size_t bytes = own ? size : kBlockBytes;
+        void* block = std::malloc(bytes);
+        if (!block) {
+            throw std::bad_alloc();
+        }
+        m_blocks.push_back(block);
+        if (own) {
+            return block;
+        }
+        m_next = static_cast<char*>(block);
+        m_left = bytes;
+    }
+    void* result = m_next;
+    m_next += size;
+    m_left -= size;
+    return result;
+}
+
+HandlerArena* HandlerArena::Current() {
+    return t_currentArena;
+}
+
+HandlerArena::Use::Use(HandlerArena* arena) : m_previous(t_currentArena) {
+    t_currentArena = arena;
+}
+
+HandlerArena::Use::~Use() {
+    t_currentArena = m_previous;
+}
+
+}  // namespace detail
+
 }  // namespace corvane
 
 WMWSDLEventHandler::~WMWSDLEventHandler() = default;
+
+// Each handler is preceded by one aligned word saying where it lives, because a description is
+// released on whatever thread lets go of it last, long after its load.
+void* WMWSDLEventHandler::operator new(std::size_t size) {
+    using corvane::detail::HandlerArena;
+    const std::size_t header = corvane::detail::kAlign;
+    HandlerArena* arena = HandlerArena::Current();
+    void* block = arena ? arena->Allocate(header + size) : ::operator new(header + size);
+    *static_cast<HandlerArena**>(block) = arena;
+    return static_cast<char*>(block) + header;
+}
+
+void WMWSDLEventHandler::operator delete(void* pointer, std::size_t size) {
+    if (!pointer) {
+        return;
+    }
+    const std::size_t header = corvane::detail::kAlign;
+    void* block = static_cast<char*>(pointer) - header;
+    if (!*static_cast<corvane::detail::HandlerArena**>(block)) {
+        ::operator delete(block, header + size);
+    }
+}
 
 bool WMWSDLEventHandler::EndElement() {
     return true;
