@@ -214,8 +214,9 @@ private:
     std::unique_ptr<WMSOAPBindingBindingExt> m_bindingExt;
     corvane::HandlerTable<WMSOAPOperationHandler> m_operations;
     // Built when the binding element ends and read-only afterwards, so that a received action
-    // is found without walking every operation.
-    std::map<WMString, const WMSOAPOperationHandler*, std::less<>> m_operationsByAction;
+    // is found without walking every operation. The keys are the operations' own texts.
+    std::map<corvane::WStringView, const WMSOAPOperationHandler*, corvane::CodeUnitLess>
+        m_operationsByAction;
 };
 
 class WMPortHandler : public WMWSDLEventHandler {

@@ -13,7 +13,7 @@ const WMString kXsdNS1999 = u"http://www.w3.org/1999/XMLSchema";
 const WMString kSoapEncNS = u"http://schemas.xmlsoap.org/soap/encoding/";
 
 bool IsSchemaNS(WStringView ns) {
-    return ns == kXsdNS2001 || ns == kXsdNS2000 || ns == kXsdNS1999;
+    return TextEquals(ns, kXsdNS2001) || TextEquals(ns, kXsdNS2000) || TextEquals(ns, kXsdNS1999);
 }
 
 void ThrowSchemaError(WMString message) {

@@ -5,13 +5,15 @@
 
 #include <corvane/types.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -81,29 +83,58 @@ struct QName {
     WMString local;
 };
 
+// Plain code-unit order of two texts. The names of a description share long prefixes
+// ("operation1234Request"), so the common prefix is skipped four code units at a time.
+struct CodeUnitLess {
+    using is_transparent = void;
+    bool operator()(WStringView a, WStringView b) const {
+        const std::size_t n = std::min(a.size(), b.size());
+        std::size_t i = 0;
+        for (; i + 4 <= n; i += 4) {
+            std::uint64_t x;
+            std::uint64_t y;
+            std::memcpy(&x, a.data() + i, sizeof x);
+            std::memcpy(&y, b.data() + i, sizeof y);
+            if (x != y) {
+                break;
+            }
+        }
+        for (; i < n; ++i) {
+            if (a[i] != b[i]) {
+                return a[i] < b[i];
+            }
+        }
+        return a.size() < b.size();
+    }
+};
+
 // Named handlers owned by their parent, enumerated in plain code-unit order of the names and
 // found by a hash of the name: the queries look names up far more often than they enumerate,
 // and ordered lookups of long names sharing a prefix cost most of a query.
 template <class T>
 class HandlerTable {
 public:
-    using Map = std::map<WMString, std::unique_ptr<T>, std::less<>>;
+    using Map = std::map<WMString, std::unique_ptr<T>, CodeUnitLess>;
 
     // Files `handler` under `name` unless the name is taken; true when it was filed.
     bool Insert(WStringView name, std::unique_ptr<T>& handler) {
         // The index holds every name of the table, so a taken name costs no key.
-        if (m_index.count(name) != 0) {
+        const std::size_t hash = std::hash<WStringView>()(name);
+        if (Find(name, hash)) {
             return false;
         }
         auto it = m_entries.try_emplace(WMString(name), std::move(handler)).first;
-        // The key lives in the map's node, which never moves.
-        m_index.emplace(WStringView(it->first), it->second.get());
+        if ((m_entries.size() + 1) * 2 > m_slots.size()) {
+            Grow();
+        } else {
+            // The key lives in the map's node, which never moves.
+            Place(Slot{it->first, hash, it->second.get()});
+        }
         return true;
     }
 
     const T* Find(WStringView name) const {
-        auto it = m_index.find(name);
-        return it == m_index.end() ? nullptr : it->second;
+        return m_slots.empty() ? nullptr : Find(name, std::hash<WStringView>()(name));
     }
 
     // Moves the entries whose names this table lacks out of `from`; the rest stay there.
@@ -113,7 +144,7 @@ public:
                 Insert(name, handler);
             }
         }
-        from.m_index.clear();
+        from.m_slots.clear();
     }
 
     typename Map::const_iterator begin() const { return m_entries.begin(); }
@@ -122,8 +153,52 @@ public:
     bool empty() const { return m_entries.empty(); }
 
 private:
+    // Open addressing over a power-of-two array kept at most half full: one allocation per
+    // doubling instead of one per name.
+    struct Slot {
+        WStringView name;
+        std::size_t hash = 0;
+        T* handler = nullptr;
+    };
+
+    const T* Find(WStringView name, std::size_t hash) const {
+        if (m_slots.empty()) {
+            return nullptr;
+        }
+        const std::size_t mask = m_slots.size() - 1;
+        for (std::size_t i = hash & mask; m_slots[i].handler; i = (i + 1) & mask) {
+            if (m_slots[i].hash == hash && TextEquals(m_slots[i].name, name)) {
+                return m_slots[i].handler;
+            }
+        }
+        return nullptr;
+    }
+
+    void Place(const Slot& slot) {
+        const std::size_t mask = m_slots.size() - 1;
+        std::size_t i = slot.hash & mask;
+        while (m_slots[i].handler) {
+            i = (i + 1) & mask;
+        }
+        m_slots[i] = slot;
+    }
+
+    // Rebuilds the index from the entries in an array at least twice their number.
+    void Grow() {
+        std::size_t size = m_slots.empty() ? 8 : m_slots.size();
+        while ((m_entries.size() + 1) * 2 > size) {
+            size *= 2;
+        }
+        m_slots.assign(size, Slot{});
+        for (const auto& [name, handler] : m_entries) {
+            if (handler) {
+                Place(Slot{name, std::hash<WStringView>()(name), handler.get()});
+            }
+        }
+    }
+
     Map m_entries;
-    std::unordered_map<WStringView, T*, std::hash<WStringView>, corvane::TextEqualTo> m_index;
+    std::vector<Slot> m_slots;
 };
 
 template <class T>
@@ -148,7 +223,7 @@ public:
     WStringView qname;
 
     bool Is(WStringView elementNS, WStringView elementLocal) const {
-        return local == elementLocal && ns == elementNS;
+        return local == elementLocal && TextEquals(ns, elementNS);
     }
     // In any of the XML Schema namespaces.
     bool IsSchema(WStringView elementLocal) const {
