@@ -1,6 +1,7 @@
 #include "wsdl/handler.h"
 
 #include <cstdlib>
+#include <iterator>
 #include <new>
 
 namespace corvane {
@@ -78,6 +79,10 @@ QName StartTag::Resolve(WStringView value, const char16_t* attr, const char16_t*
         message += u"'";
         ThrowSchemaError(std::move(message));
     }
+    detail::HandlerArena* arena = detail::HandlerArena::Current();
+    if (arena) {
+        return QName{NamespaceText::Kept(arena->Keep(it->second)), WMString(local)};
+    }
     return QName{it->second, WMString(local)};
 }
 
@@ -124,6 +129,26 @@ void* HandlerArena::Allocate(std::size_t size) {
     m_next += size;
     m_left -= size;
     return result;
+}
+
+const WMString& HandlerArena::Keep(WStringView text) {
+    for (const WMString* recent : m_recent) {
+        if (recent && TextEquals(*recent, text)) {
+            return *recent;
+        }
+    }
+    const WMString* kept;
+    auto it = m_keptIndex.find(text);
+    if (it != m_keptIndex.end()) {
+        kept = it->second;
+    } else {
+        // A deque never moves what it holds, so the index may key on the kept texts.
+        kept = &m_kept.emplace_back(text);
+        m_keptIndex.emplace(*kept, kept);
+    }
+    m_recent[m_recentNext] = kept;
+    m_recentNext = (m_recentNext + 1) % std::size(m_recent);
+    return *kept;
 }
 
 HandlerArena* HandlerArena::Current() {

@@ -9,11 +9,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -41,6 +43,9 @@ public:
 
     void* Allocate(std::size_t size);
 
+    // The one copy of `text` this arena keeps; it lives as long as the arena.
+    const WMString& Keep(WStringView text);
+
     // The arena of the load running on this thread, or null.
     static HandlerArena* Current();
 
@@ -60,6 +65,12 @@ private:
     std::vector<void*> m_blocks;
     char* m_next = nullptr;
     std::size_t m_left = 0;
+    std::deque<WMString> m_kept;
+    std::unordered_map<WStringView, const WMString*, std::hash<WStringView>, TextEqualTo>
+        m_keptIndex;
+    // The texts asked for last: a description names two or three URIs over and over.
+    const WMString* m_recent[4] = {};
+    std::size_t m_recentNext = 0;
 };
 
 }  // namespace detail
@@ -77,9 +88,101 @@ extern const WMString kSoapEncNS;
 
 bool IsSchemaNS(WStringView ns);
 
+// The namespace URI of a QName. The names a load reads refer to the one copy of their URI the
+// load's arena keeps, instead of each holding tens of code units of their own; any other, and
+// every copy, owns its text. It reads as a const WMString&.
+class NamespaceText {
+public:
+    NamespaceText() = default;
+    NamespaceText(const WMString& text) : m_own(text) {}
+    NamespaceText(WMString&& text) : m_own(std::move(text)) {}
+    NamespaceText(const char16_t* text) : m_own(text) {}
+    NamespaceText(const NamespaceText& other) : m_own(other.Get()) {}
+    NamespaceText(NamespaceText&& other) noexcept
+        : m_kept(other.m_kept), m_own(std::move(other.m_own)) {}
+    NamespaceText& operator=(const NamespaceText& other) {
+        if (this != &other) {
+            m_own = other.Get();
+            m_kept = nullptr;
+        }
+        return *this;
+    }
+    NamespaceText& operator=(NamespaceText&& other) noexcept {
+        m_kept = other.m_kept;
+        m_own = std::move(other.m_own);
+        return *this;
+    }
+
+    // Refers to `kept`, which must outlive this and every object this is moved into.
+    static NamespaceText Kept(const WMString& kept) {
+        NamespaceText text;
+        text.m_kept = &kept;
+        return text;
+    }
+
+    const WMString& Get() const { return m_kept ? *m_kept : m_own; }
+    operator const WMString&() const { return Get(); }
+    operator WStringView() const { return Get(); }
+    bool empty() const { return Get().empty(); }
+    std::size_t size() const { return Get().size(); }
+
+private:
+    const WMString* m_kept = nullptr;
+    WMString m_own;
+};
+
+inline bool operator==(const NamespaceText& a, const NamespaceText& b) {
+    return TextEquals(a.Get(), b.Get());
+}
+inline bool operator==(const NamespaceText& a, const WMString& b) {
+    return TextEquals(a.Get(), b);
+}
+inline bool operator==(const WMString& a, const NamespaceText& b) {
+    return TextEquals(a, b.Get());
+}
+inline bool operator==(const NamespaceText& a, WStringView b) {
+    return TextEquals(a.Get(), b);
+}
+inline bool operator==(WStringView a, const NamespaceText& b) {
+    return TextEquals(a, b.Get());
+}
+inline bool operator==(const NamespaceText& a, const char16_t* b) {
+    return TextEquals(a.Get(), b);
+}
+inline bool operator!=(const NamespaceText& a, const NamespaceText& b) {
+    return !(a == b);
+}
+inline bool operator!=(const NamespaceText& a, const WMString& b) {
+    return !(a == b);
+}
+inline bool operator!=(const WMString& a, const NamespaceText& b) {
+    return !(a == b);
+}
+inline bool operator!=(const NamespaceText& a, WStringView b) {
+    return !(a == b);
+}
+inline bool operator!=(WStringView a, const NamespaceText& b) {
+    return !(a == b);
+}
+inline bool operator!=(const NamespaceText& a, const char16_t* b) {
+    return !(a == b);
+}
+inline WMString operator+(const char16_t* a, const NamespaceText& b) {
+    return a + b.Get();
+}
+inline WMString operator+(const WMString& a, const NamespaceText& b) {
+    return a + b.Get();
+}
+inline WMString operator+(const NamespaceText& a, const char16_t* b) {
+    return a.Get() + b;
+}
+inline WMString operator+(const NamespaceText& a, const WMString& b) {
+    return a.Get() + b;
+}
+
 // A qualified name as (namespace URI, local part).
 struct QName {
-    WMString ns;
+    NamespaceText ns;
     WMString local;
 };
 
