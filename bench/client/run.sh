@@ -9,8 +9,9 @@
 #
 #   bench/client/run.sh [BUILD_DIR]
 #
-# BUILD_DIR (default build/release) must hold bench/client_bench, and bench/gsoap_client where
-# gsoap and libgsoap-dev were installed when it was configured. Everything stays on 127.0.0.1.
+# BUILD_DIR (default build/release) must hold bench/client_bench and bench/replay_server, and
+# bench/gsoap_client where gsoap and libgsoap-dev were installed when it was configured.
+# Everything stays on 127.0.0.1.
 set -euo pipefail
 
 here=$(cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")" && pwd)
@@ -19,6 +20,8 @@ build=${1:-$root/build/release}
 bench=$build/bench/client_bench
 [ -x "$bench" ] || { echo "missing $bench: build it first" >&2; exit 2; }
 gsoap=$build/bench/gsoap_client
+replayer=$build/bench/replay_server
+[ -x "$replayer" ] || { echo "missing $replayer: build it first" >&2; exit 2; }
 python=/usr/bin/python3
 
 work=$(mktemp -d)
@@ -34,12 +37,12 @@ free_port() {
 }
 
 # The PHP server is reached through a front of our own, the same for every client, that reads
-# the whole request before closing (see replay_server.py).
+# the whole request before closing; the replaying servers are the same program (replay_server.cpp).
 upstream_port=$(free_port)
 pids+=("$("$root/tests/peers/start" php "$upstream_port")")
 upstream=http://127.0.0.1:$upstream_port/round2_base.inc
 start_front() {  # MODE PORT
-    $python "$here/replay_server.py" "$1" "$2" "$upstream" 3600 &
+    "$replayer" "$1" "$2" "$upstream" 3600 &
     pids+=("$!")
     for _ in $(seq 50); do
         (exec 3<>"/dev/tcp/127.0.0.1/$2") 2>/dev/null && break
@@ -171,6 +174,7 @@ best() {  # NAME SECONDS: keeps the smaller time of NAME
     fi
 }
 declare -A best_of
+gsoap_seconds=0.00005
 for round in 1 2 3; do
     for client in corvane corvane-std gsoap-kept; do
         case $client in
@@ -178,13 +182,15 @@ for round in 1 2 3; do
             corvane-std) corvane kept string standard ;;
             gsoap-kept)
                 [ -x "$gsoap" ] || continue
-                # About as long a run as Corvane's one second, so that neither gets the luck
-                # of a shorter window.
-                command=("$gsoap" "$kept_endpoint" string 10000 kept)
+                # About a second of calls at its rate of the round before, as long as Corvane's
+                # runs, so that neither gets the luck of a shorter window.
+                calls=$($python -c "print(round(1 / $gsoap_seconds))")
+                command=("$gsoap" "$kept_endpoint" string "$calls" kept)
                 ;;
         esac
         if result=$(measure "${command[@]}" 2>"$work/err"); then
             read -r seconds cpu rss <<<"$result"
+            [ $client = gsoap-kept ] && gsoap_seconds=$seconds
             best $client "$seconds"
             best $client-cpu "$cpu"
         fi
