@@ -200,7 +200,13 @@ void WMWSDLEventHandler::CharacterData(corvane::WStringView) {}
 void WMWSDLEventHandler::ReadAttributes(const corvane::StartTag&) {}
 
 void WMWSDLEventHandler::SetTargetNS(corvane::WStringView ns) {
-    m_targetNS = std::make_shared<const WMString>(ns);
+    if (corvane::detail::HandlerArena* arena = corvane::detail::HandlerArena::Current()) {
+        m_targetNS = &arena->Keep(ns);
+        m_ownedTargetNS.reset();
+    } else {
+        m_ownedTargetNS = std::make_shared<const WMString>(ns);
+        m_targetNS = m_ownedTargetNS.get();
+    }
 }
 
 const WMString& WMWSDLEventHandler::GetTargetNS() const {

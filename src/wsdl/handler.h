@@ -419,10 +419,17 @@ public:
     virtual const WMString& GetTargetNS() const;
     // Takes the target namespace of `parent` without copying the text: most handlers of a
     // description share one or two namespaces.
-    void InheritTargetNS(const WMWSDLEventHandler& parent) { m_targetNS = parent.m_targetNS; }
+    void InheritTargetNS(const WMWSDLEventHandler& parent) {
+        m_targetNS = parent.m_targetNS;
+        m_ownedTargetNS = parent.m_ownedTargetNS;
+    }
 
 private:
-    std::shared_ptr<const WMString> m_targetNS;
+    // During a load the text is the one the load's arena keeps, which outlives every handler of
+    // the description without a shared count to maintain; otherwise the handlers that share it
+    // own it together.
+    const WMString* m_targetNS = nullptr;
+    std::shared_ptr<const WMString> m_ownedTargetNS;
 };
 
 #endif
