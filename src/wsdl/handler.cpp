@@ -180,14 +180,14 @@ void* WMWSDLEventHandler::operator new(std::size_t size) {
     return static_cast<char*>(block) + header;
 }
 
-void WMWSDLEventHandler::operator delete(void* pointer, std::size_t size) {
+void WMWSDLEventHandler::operator delete(void* pointer) {
     if (!pointer) {
         return;
     }
     const std::size_t header = corvane::detail::kAlign;
     void* block = static_cast<char*>(pointer) - header;
     if (!*static_cast<corvane::detail::HandlerArena**>(block)) {
-        ::operator delete(block, header + size);
+        ::operator delete(block);
     }
 }
 

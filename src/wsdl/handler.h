@@ -405,7 +405,7 @@ public:
 
     // Handlers made during a load live in its arena (see HandlerArena); others on the heap.
     static void* operator new(std::size_t size);
-    static void operator delete(void* pointer, std::size_t size);
+    static void operator delete(void* pointer);
 
     // The handler that reads the child element, or null when the child is not known here (the
     // frame then skips it with its whole subtree).
