@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "json_values.h"
+#include "literal_tools.h"
 #include "wsdl/description.h"
 
 #include <iostream>
@@ -153,6 +154,12 @@ Json FaultDetail(WMSOAPWSDLClient& wsdl, WMString const& answer) {
 }
 
 int RunCall(Options options) {
+    if (options.wire.doclit) {
+        return RunLiteralCall(
+            {options.location, options.operation, options.arguments, options.service, options.port,
+             options.wire},
+            {options.headers, options.timeout, options.showRequest, options.showResponse});
+    }
     WMString const location = ToLocation(options.location);
     WMString const operation = Wide(options.operation);
     std::string error;
@@ -296,6 +303,7 @@ Command AddCallCommand(CLI::App& parent) {
     app->add_flag("--show-response", options->showResponse,
                   "Print the response envelope that was received, on standard error");
     AddWireFlags(app, options->wire);
+    AddDoclitFlag(app, options->wire);
     return Command{app, [options] { return RunCall(*options); }};
 }
 

@@ -38,8 +38,10 @@ struct WireFlags {
     std::string user;  // user:password
     std::string proxy;
     std::string tlsLibraryDir;
+    bool doclit = false;  // call and envelope only
 };
 void AddWireFlags(CLI::App* app, WireFlags& flags);
+void AddDoclitFlag(CLI::App* app, WireFlags& flags);
 // The library's options for the flags; also names the TLS library directory when one was given.
 WMWireOptions ToWireOptions(const WireFlags& flags);
 

@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "json_values.h"
+#include "literal_tools.h"
 #include "wsdl/description.h"
 
 #include <iostream>
@@ -23,6 +24,7 @@ struct Options {
     std::string port;
     bool response = false;
     bool explicitTyping = false;
+    bool sample = false;
     WireFlags wire;
 };
 
@@ -71,6 +73,11 @@ bool ChoosePort(WMString const& location, Options const& options, WMString& serv
 }
 
 int RunEnvelope(Options const& options) {
+    if (options.wire.doclit) {
+        return RunLiteralEnvelope({options.location, options.operation, options.values,
+                                   options.service, options.port, options.wire},
+                                  options.response, options.sample);
+    }
     WMString const location = ToLocation(options.location);
     WMString service;
     WMString port;
@@ -161,6 +168,10 @@ Command AddEnvelopeCommand(CLI::App& parent) {
     app->add_flag("--explicit-typing", options->explicitTyping,
                   "Write xsi:type on structs and arrays too");
     AddWireFlags(app, options->wire);
+    AddDoclitFlag(app, options->wire);
+    app->add_flag("--sample", options->sample,
+                  "With --doclit: a sample value for every part or element not given")
+        ->needs("--doclit");
     return Command{app, [options] { return RunEnvelope(*options); }};
 }
 

@@ -35,6 +35,12 @@ void AddWireFlags(CLI::App* app, WireFlags& flags) {
                     "Where libcrypto and libssl are (default: beside the corvane program)");
 }
 
+void AddDoclitFlag(CLI::App* app, WireFlags& flags) {
+    app->add_flag("--doclit", flags.doclit,
+                  "Document/literal and rpc/literal operations, values by the WSDL's schema "
+                  "(SOAP 1.1 or 1.2 as the binding says); implies --standard");
+}
+
 WMWireOptions ToWireOptions(const WireFlags& flags) {
     if (!flags.tlsLibraryDir.empty()) {
         DynSSL::SetLibraryDirectory(Wide(flags.tlsLibraryDir));

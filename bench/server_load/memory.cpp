@@ -3,7 +3,7 @@
 //   server_memory WSDL [ITEMS...]
 //
 // For each count (default 100, 1000 and 10000) an echoStructArray request of that many structs
-// is served as examples/interop_server serves it (WMSOAPServerCall: ReadRequest, GetParam,
+// is served as examples/interop_server serves it (WMSOAPServerCall: ReadRequest, TakeParam,
 // SetReturnValue, WriteResponse), in the default and in the standard wire mode. Every
 // allocation is counted (as the allocator sizes it), so the figures are exact and unaffected by
 // other work on the machine: the peak of the heap above what was live before the call while the
@@ -96,7 +96,7 @@ std::string Serve(WMSOAPWSDLClient const& loaded, bool standard, std::string con
     if (call.ReadRequest(body, "\"http://\"")) {
         peaks.read = g_peak - base;
         WMSOAPStructMember value;
-        call.GetParam(u"inputStructArray", value);
+        call.TakeParam(u"inputStructArray", value);
         call.SetReturnValue(std::move(value));
     }
     peaks.held = g_live - base;

@@ -195,20 +195,21 @@ public:
         return !m_writeFailed;
     }
 
+    // cpp-httplib asks for both addresses on every request; they are looked up once.
     void get_remote_ip_and_port(std::string& ip, int& port) const override {
-        sockaddr_storage address{};
-        socklen_t length = sizeof address;
-        if (getpeername(m_sock, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-            Describe(address, length, ip, port);
+        if (m_remote.port < 0) {
+            Look(getpeername, m_remote);
         }
+        ip = m_remote.ip;
+        port = m_remote.port;
     }
 
     void get_local_ip_and_port(std::string& ip, int& port) const override {
-        sockaddr_storage address{};
-        socklen_t length = sizeof address;
-        if (getsockname(m_sock, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-            Describe(address, length, ip, port);
+        if (m_local.port < 0) {
+            Look(getsockname, m_local);
         }
+        ip = m_local.ip;
+        port = m_local.port;
     }
 
     socket_t socket() const override { return m_sock; }
@@ -232,14 +233,11 @@ private:
     }
 
     // Fills the empty buffer before the deadline; false at the end of the connection (m_readFailed
-    // stays false) or on the deadline or an error (m_readFailed set).
+    // stays false) or on the deadline or an error (m_readFailed set). Reads first and waits only
+    // when nothing has come: the rest of a request is usually there already.
     bool Receive(Clock::time_point deadline) {
         for (;;) {
-            if (!WaitFor(m_sock, POLLIN, deadline)) {
-                m_readFailed = true;
-                return false;
-            }
-            ssize_t const got = recv(m_sock, m_buffer, sizeof m_buffer, 0);
+            ssize_t const got = recv(m_sock, m_buffer, sizeof m_buffer, MSG_DONTWAIT);
             if (got > 0) {
                 m_begin = 0;
                 m_end = static_cast<std::size_t>(got);
@@ -248,7 +246,8 @@ private:
             if (got == 0) {
                 return false;
             }
-            if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
+            bool const later = errno == EAGAIN || errno == EWOULDBLOCK;
+            if ((!later && errno != EINTR) || (later && !WaitFor(m_sock, POLLIN, deadline))) {
                 m_readFailed = true;
                 return false;
             }
@@ -264,15 +263,17 @@ private:
                 ++first;
                 continue;
             }
-            if (!WaitFor(m_sock, POLLOUT, deadline)) {
-                return false;
-            }
+            // Sends first and waits only when the socket's buffer is full.
             msghdr message{};
             message.msg_iov = parts + first;
             message.msg_iovlen = 2 - first;
-            ssize_t sent = sendmsg(m_sock, &message, MSG_NOSIGNAL);
+            ssize_t sent = sendmsg(m_sock, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
             if (sent < 0) {
-                if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK) {
+                if (errno == EINTR) {
+                    continue;
+                }
+                if ((errno == EAGAIN || errno == EWOULDBLOCK) &&
+                    WaitFor(m_sock, POLLOUT, deadline)) {
                     continue;
                 }
                 return false;
@@ -289,20 +290,29 @@ private:
         return true;
     }
 
-    static void Describe(sockaddr_storage const& address, socklen_t length, std::string& ip,
-                         int& port) {
+    struct Address {
+        std::string ip;
+        int port = -1;  // not looked up yet
+    };
+
+    // Sets the address that `query` (getpeername or getsockname) gives, or port 0 when none.
+    void Look(int (*query)(int, sockaddr*, socklen_t*), Address& into) const {
+        into.port = 0;
+        sockaddr_storage address{};
+        socklen_t length = sizeof address;
         char host[NI_MAXHOST];
         char service[NI_MAXSERV];
-        if (getnameinfo(reinterpret_cast<sockaddr const*>(&address), length, host, sizeof host,
+        if (query(m_sock, reinterpret_cast<sockaddr*>(&address), &length) == 0 &&
+            getnameinfo(reinterpret_cast<sockaddr const*>(&address), length, host, sizeof host,
                         service, sizeof service, NI_NUMERICHOST | NI_NUMERICSERV) == 0) {
-            ip = host;
-            port = std::atoi(service);
+            into.ip = host;
+            into.port = std::atoi(service);
         }
     }
 
     int const m_sock;
     ServerLimits const& m_limits;
-    char m_buffer[16 * 1024];
+    char m_buffer[64 * 1024];  // a typical request in one read
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
     Clock::time_point m_deadline = Clock::now();
@@ -314,6 +324,8 @@ private:
     char m_previous = 0;
     std::size_t m_requestBytes = 0;
     std::string m_pending;  // written, not yet sent
+    mutable Address m_remote;
+    mutable Address m_local;
 };
 
 // cpp-httplib's task queue: a thread for each connection, started on demand and kept for the

@@ -3,6 +3,7 @@
 //   interop_server [--host ADDRESS] [--port N] [--wsdl DIR] [--workers N] [--max-connections N]
 //                  [--max-requests-per-connection N] [--idle-timeout S] [--header-timeout S]
 //                  [--body-timeout S] [--write-timeout S] [--max-request-bytes N] [--standard]
+//                  [--doclit]
 //
 // DIR holds round2_base.wsdl and round2_groupB.wsdl. Each suite answers POST at its WSDL's
 // soap:address, taken relative to "/" (/round2_base.inc, /round2_groupB.inc), and GET there
@@ -11,9 +12,12 @@
 // requests already begun before it exits. The limits are those of guarded_server.h. With
 // --standard every call is served in the standard wire mode (WMSOAPServerCall::SetWireOptions):
 // strict UTF-8, values read and written by their types, the SOAPAction's quotes optional.
+// --doclit adds the document/literal echo services of doclit_service.h (SOAP 1.1 at /echo,
+// SOAP 1.2 at /echo12).
 #include <corvane/corvane.h>
 // After Corvane: with TLS support httplib.h brings OpenSSL's macros, which clash with names in
 // Corvane's TLS loader.
+#include "doclit_service.h"
 #include "guarded_server.h"
 
 #include <atomic>
@@ -35,11 +39,12 @@ constexpr char kContentType[] = "text/xml; charset=utf-8";
 
 using Operation = std::function<void(WMSOAPServerCall&)>;
 
-// The operations that return their one input unchanged.
+// The operations that return their one input unchanged. The input is taken over rather than
+// copied: an array of structs is a tree of many small allocations.
 Operation Echo(WMString input) {
     return [input](WMSOAPServerCall& call) {
         WMSOAPStructMember value;
-        call.GetParam(input, value);
+        call.TakeParam(input, value);
         call.SetReturnValue(std::move(value));
     };
 }
@@ -168,7 +173,7 @@ int Usage() {
     std::cerr << "usage: interop_server [--host ADDRESS] [--port N] [--wsdl DIR] [--workers N]\n"
                  "    [--max-connections N] [--max-requests-per-connection N] [--idle-timeout S]\n"
                  "    [--header-timeout S] [--body-timeout S] [--write-timeout S]\n"
-                 "    [--max-request-bytes N] [--standard]\n";
+                 "    [--max-request-bytes N] [--standard] [--doclit]\n";
     return 2;
 }
 
@@ -193,6 +198,7 @@ int main(int argc, char** argv) {
     // number of open connections.
     std::size_t workers = 8;
     WMWireOptions wire;
+    bool doclit = false;
     std::map<std::string, std::chrono::seconds*> const seconds = {
         {"--idle-timeout", &limits.idleTimeout},
         {"--header-timeout", &limits.headerTimeout},
@@ -209,6 +215,10 @@ int main(int argc, char** argv) {
         std::string const arg = argv[i];
         if (arg == "--standard") {
             wire.standard = true;
+            continue;
+        }
+        if (arg == "--doclit") {
+            doclit = true;
             continue;
         }
         if (i + 1 == argc) {
@@ -260,6 +270,9 @@ int main(int argc, char** argv) {
         server.Get(suite.path, [&suite](httplib::Request const&, httplib::Response& response) {
             response.set_content(suite.wsdlText, kContentType);
         });
+    }
+    if (doclit && !AddDocLitServices(server, slots, CORVANE_INTEROP_DOCLIT_DIR)) {
+        return 1;
     }
     // A body too large to read still gets a SOAP fault rather than a bare HTTP error.
     std::string const tooLarge =

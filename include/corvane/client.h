@@ -13,8 +13,9 @@
 #include <vector>
 
 namespace corvane::detail {
+class LiteralPort;
 class WireHttpClient;
-}
+}  // namespace corvane::detail
 
 // Extension: the fault of a refused exchange, thrown by WMSOAPAutomationProxy::InvokeSOAPMethod
 // as a pointer to a heap object. It is declared here so that a caller of that operation can
@@ -89,6 +90,9 @@ private:
     unsigned long m_timeout;
     WMWireOptions m_wire;
     std::unique_ptr<corvane::detail::WireHttpClient> m_wireClient;  // made at the first use
+    // The document/literal extension's SOAP 1.2 calls set 12 for their exchange (standard mode).
+    friend class WMSOAPClient;
+    int m_soapVersion = 11;
 };
 
 // Calls the RPC/encoded operations of a service described by a WSDL document.
@@ -166,6 +170,13 @@ public:
 private:
     void RestoreRequestState();
     bool Exchange(WMString const& soapAction);
+    // The document/literal extension (literal_client.cpp): whether it calls the operation, and
+    // the call.
+    bool UsesLiteralPath(WMString const& methodName);
+    bool LoadLiteral();
+    bool InitializeLiteral(WMString const& nameList);
+    bool InvokeLiteral(WMString const& methodName, WMString* paramNames,
+                       WMSOAPStructMember* paramValues, int count, WMSOAPStructMember& returnValue);
 
     WMString m_serviceName;
     WMString m_portName;
@@ -183,6 +194,9 @@ private:
     bool m_explicitTyping;
     // Header entries at the front of the message's list that came with the last response.
     int m_responseHeaderCount;
+    // The description as the extension reads it, loaded at its first call; shared read-only by
+    // copies of the client.
+    std::shared_ptr<const corvane::detail::LiteralPort> m_literal;
 };
 
 #endif

@@ -28,9 +28,39 @@
 #include <corvane/values.h>
 #include <corvane/wire.h>
 
+#include <memory>
 #include <string>
 
 class WMSOAPWSDLClient;
+
+namespace corvane::detail {
+struct LiteralService;
+class LiteralCall;
+}  // namespace corvane::detail
+
+// Extension: the schema and SOAP binding of a document/literal service, read once from its WSDL
+// (with every schema it imports or includes) and then shared read-only: copies share it, and
+// any number of calls on any threads use it at once. Give it to each call with
+// WMSOAPServerCall::SetLiteralService.
+class CORVANE_API WMSOAPLiteralService {
+public:
+    WMSOAPLiteralService();
+    WMSOAPLiteralService(WMSOAPLiteralService const& other);
+    WMSOAPLiteralService& operator=(WMSOAPLiteralService const& other);
+    ~WMSOAPLiteralService();
+
+    // Reads the WSDL at `location` (a path or a file:// URL) and takes the binding of the port
+    // named; with both names empty, the first SOAP port of the first service. False with
+    // GetLoadError() naming the cause (the file, the reference that does not resolve).
+    bool Load(WMString const& location, WMString const& serviceName = WMString(),
+              WMString const& portName = WMString());
+    WMString const& GetLoadError() const;
+
+private:
+    friend class WMSOAPServerCall;
+    std::shared_ptr<const corvane::detail::LiteralService> m_service;
+    WMString m_error;
+};
 
 class CORVANE_API WMSOAPServerCall {
 public:
@@ -56,6 +86,10 @@ public:
     // The first input parameter of that name, as the request carried it. False when there is
     // none.
     bool GetParam(WMString const& name, WMSOAPStructMember& value);
+    // Extension: the same, taking the value over instead of copying it (a large array need not
+    // be held twice); the parameter is left empty, and an in-out parameter taken is answered
+    // only through SetOutParam.
+    bool TakeParam(WMString const& name, WMSOAPStructMember& value);
 
     // The operation's return value: the first output part that the operation's parameterOrder
     // does not list. The value is sent under that part's name. False when the operation has no
@@ -83,7 +117,8 @@ public:
     // fault details, the request's text).
     WMSOAPMessage& GetMessage();
 
-    // Extension: the standard wire mode (see <corvane/wire.h>; only `standard` is read here),
+    // Extension: the standard wire mode (see <corvane/wire.h>; `standard` and `documentLiteral` are
+    // read here),
     // set before ReadRequest. With it on:
     // - the body is read as UTF-8 (a byte-order mark is allowed); a body that is not valid
     //   UTF-8 is refused with the fault "SOAP-ENV:Client" rather than read as ISO-8859-1;
@@ -97,10 +132,49 @@ public:
     void SetWireOptions(WMWireOptions const& options);
     WMWireOptions const& GetWireOptions() const;
 
+    // Extension: document/literal and SOAP 1.2 (see <corvane/wire.h>), on when the wire options
+    // have both `standard` and `documentLiteral` set and a loaded service is given here before
+    // ReadRequest. The WSDL client of the constructor is then not read. In this mode:
+    // - the body is an envelope of SOAP 1.1 or 1.2, read as UTF-8, and answered in its version,
+    //   with GetContentType() to send; every fault goes with status 500;
+    // - the operation is the one whose request element is the Body's first element (rpc/literal:
+    //   the wrapper named like the operation in the body's namespace); where operations share
+    //   that element, the action tells them apart (the SOAPAction header, or the action
+    //   parameter of a 1.2 request's content type: pass it to ReadRequest). Otherwise the action
+    //   is not checked, since the element says what is called;
+    // - parameters are read by the schema: for a "wrapped" operation the wrapper's children by
+    //   name, otherwise the parts by name. A request that does not fit the schema (a missing
+    //   required element, an unknown one, a text not of its type, more occurrences of one
+    //   element than the wire options' `maxOccurs`) is refused with "SOAP-ENV:Client" (1.2: Sender)
+    //   naming the element;
+    // - SetReturnValue sets the response wrapper's first child (the first output part when not
+    //   wrapped), SetOutParam the others; a response the schema refuses becomes the fault
+    //   "SOAP-ENV:Server" (1.2: Receiver) naming the element;
+    // - fault codes are given as in 1.1 ("SOAP-ENV:Client", "SOAP-ENV:Server", ...) and written
+    //   in 1.2 as Sender, Receiver and the others by name; a header entry marked mustUnderstand
+    //   that is not a header part of the operation is refused with "SOAP-ENV:MustUnderstand".
+    void SetLiteralService(WMSOAPLiteralService const& service);
+    // The same as ReadRequest(body, soapAction) with the request's Content-Type header, whose
+    // action parameter names the operation of a SOAP 1.2 request. Read only in the
+    // document/literal mode.
+    bool ReadRequest(std::string const& body, std::string const& soapAction,
+                     std::string const& contentType);
+    // The content type of the answer: "application/soap+xml; charset=utf-8" for an answer to a
+    // SOAP 1.2 request, otherwise "text/xml; charset=utf-8".
+    char const* GetContentType() const;
+    // Document/literal mode: the fault set with SetFault gets the WSDL fault `faultName` of the
+    // operation, `detail` written as its message's element. False when the operation has no such
+    // fault. A detail the schema refuses is left out of the answer.
+    bool SetFaultDetail(WMString const& faultName, WMSOAPStructMember const& detail);
+
 private:
+    bool Literal() const;
+
     WMSOAPWSDLClient* m_wsdl;
     WMSOAPMessage m_message;
     WMWireOptions m_wire;
+    std::shared_ptr<const corvane::detail::LiteralService> m_literalService;
+    std::unique_ptr<corvane::detail::LiteralCall> m_literal;
 };
 
 #endif

@@ -56,6 +56,16 @@ struct WMWireOptions {
 
     // Asks for gzip-compressed answers ("Accept-Encoding: gzip") and decompresses them.
     bool gzip = true;
+
+    // Extension, read only with `standard`: WMSOAPClient::InvokeSOAPMethod calls document-style
+    // operations (wrapped and bare) and rpc-style operations of literal use with values written
+    // and read by the WSDL's schema (docs/values.md, docs/client.md), in the SOAP version of the
+    // port's binding. Without it a document-style operation is refused as it always was. The
+    // server side: WMSOAPServerCall::SetLiteralService.
+    bool documentLiteral = false;
+    // With documentLiteral: a message holding more occurrences of one repeated element than
+    // this (whatever its maxOccurs allows) is refused.
+    std::size_t maxOccurs = 100000;
 };
 
 #endif

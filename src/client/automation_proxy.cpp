@@ -4,6 +4,7 @@
 #include <string>
 
 #include "net/wire_http.h"
+#include "soap/soap12.h"
 #include "text/wire_text.h"
 
 namespace {
@@ -142,9 +143,17 @@ void WMSOAPAutomationProxy::InvokeStandard(WMString const& soapAction, WMString 
               std::to_string(port > 0 ? port : kDefaultHTTPPort) +
               (StartsWith(path, u"/") ? "" : "/") + Utf8Field(path, u"The path");
     }
-    std::string headers = "User-Agent: " + Utf8Field(userAgent, u"The user agent") +
-                          "\r\nContent-Type: text/xml; charset=utf-8\r\nSOAPAction: " +
-                          Utf8Field(soapAction, u"The SOAPAction") + "\r\n";
+    std::string headers = "User-Agent: " + Utf8Field(userAgent, u"The user agent") + "\r\n";
+    if (m_soapVersion == 12) {
+        // SOAP 1.2 names the action in the content type; it has no SOAPAction header.
+        headers +=
+            "Content-Type: " +
+            corvane::detail::soap12::RequestContentType(Utf8Field(soapAction, u"The SOAPAction")) +
+            "\r\n";
+    } else {
+        headers += "Content-Type: text/xml; charset=utf-8\r\nSOAPAction: " +
+                   Utf8Field(soapAction, u"The SOAPAction") + "\r\n";
+    }
     const std::string body = Utf8Field(m_xmlOut, u"The request");
 
     if (!m_wireClient) {
@@ -159,7 +168,9 @@ void WMSOAPAutomationProxy::InvokeStandard(WMString const& soapAction, WMString 
         throw new WMSOAPProxyFault(u"Response Message", refusal);
     }
     const std::string_view contentType = answer.Header("Content-Type");
-    if (contentType.find("text/xml") == std::string_view::npos) {
+    if (contentType.find("text/xml") == std::string_view::npos &&
+        (m_soapVersion != 12 ||
+         contentType.find("application/soap+xml") == std::string_view::npos)) {
         throw new WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
     }
     std::string error;

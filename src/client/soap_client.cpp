@@ -43,12 +43,13 @@ bool WMSOAPClient::Initialize(WMString const& wsdlLocation, WMString const& serv
     m_actorURI = actorURI;
     m_wsdlLocation = wsdlLocation;
     m_userAgent = userAgent;
+    m_literal.reset();
     // Kept before the first message is made, so that the probe and the first call already
     // type their values as the caller asked.
     m_explicitTyping = explicitTyping;
 
     if (!m_wsdlClient.ReadServiceDesc(serviceName, portName, wsdlLocation)) {
-        return false;
+        return InitializeLiteral(nameList);
     }
     if (!NewMessage()) {
         return false;
@@ -117,6 +118,9 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
                                     WMSOAPStructMember& returnValue) {
     if (!m_message.IsRequestPhase()) {
         RestoreRequestState();
+    }
+    if (UsesLiteralPath(methodName)) {
+        return InvokeLiteral(methodName, paramNames, paramValues, count, returnValue);
     }
 
     WMString style;
@@ -300,6 +304,7 @@ void WMSOAPClient::SetWireOptions(WMWireOptions const& options) {
     m_wsdlClient.SetWireOptions(options);
     m_proxy.SetWireOptions(options);
     m_message.SetStandardWireMode(options.standard);
+    m_literal.reset();
 }
 
 WMWireOptions const& WMSOAPClient::GetWireOptions() const {

@@ -33,6 +33,7 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -78,27 +79,42 @@ struct Item {
     std::uint32_t childCount = 0;
 };
 
-// Items and their rare parts live in blocks that never move, for the duration of one read. The
-// blocks grow with the input, so that a large one takes few and gives them back to the system
-// when the items are released.
+// Items and their rare parts live in blocks that never move, for the duration of one read: the
+// reader's blocks, which the thread keeps for its next read.
 template <class T>
 class Pool {
 public:
+    static_assert(std::is_trivially_destructible_v<T>, "items are dropped with their blocks");
+
+    Pool() = default;
+    Pool(Pool const&) = delete;
+    Pool& operator=(Pool const&) = delete;
+    ~Pool() { Release(); }
+
     T* New() {
-        if (m_used == m_size) {
-            m_size = m_blocks.empty() ? kFirstBlock : std::min(2 * m_size, kLargestBlock);
-            m_blocks.push_back(std::make_unique<T[]>(m_size));
+        if (m_used == kPerBlock) {
+            // Room first, so that a block taken is never lost to a throw.
+            if (m_blocks.size() == m_blocks.capacity()) {
+                m_blocks.reserve(2 * m_blocks.size() + 8);
+            }
+            m_blocks.push_back(TakeReaderBlock());
             m_used = 0;
         }
-        return &m_blocks.back()[m_used++];
+        return ::new (static_cast<T*>(m_blocks.back()) + m_used++) T();
+    }
+
+    void Release() {
+        for (void* block : m_blocks) {
+            GiveReaderBlock(block);
+        }
+        m_blocks.clear();
+        m_used = kPerBlock;
     }
 
 private:
-    static constexpr std::size_t kFirstBlock = 64;
-    static constexpr std::size_t kLargestBlock = 16384;
-    std::vector<std::unique_ptr<T[]>> m_blocks;
-    std::size_t m_size = 0;
-    std::size_t m_used = 0;
+    static constexpr std::size_t kPerBlock = kReaderBlockSize / sizeof(T);
+    std::vector<void*> m_blocks;
+    std::size_t m_used = kPerBlock;
 };
 
 // An expanded attribute key, in the pieces the reader keeps it in: URI + local name, or (for an
@@ -198,6 +214,60 @@ struct ParamAttrs {
     XMLAttr const* type[3] = {};
 };
 
+// The attributes whose keys do not depend on the element, with the slot each fills.
+enum class Slot : std::uint8_t {
+    kEncodingStyle,
+    kArrayType,
+    kOffset,
+    kRoot,
+    kNil2001,
+    kNil1999,
+    kNil2000,
+    kType2001,
+    kType1999,
+    kType2000
+};
+
+struct FixedKey {
+    Key key;
+    Slot slot;
+};
+
+// The common xsi:type first.
+constexpr FixedKey kFixedKeys[] = {
+    {kTypeKeys[0], Slot::kType2001},   {kEncodingStyleKey, Slot::kEncodingStyle},
+    {kArrayTypeKey, Slot::kArrayType}, {kOffsetKey, Slot::kOffset},
+    {kRootKey, Slot::kRoot},           {kNilKeys[0], Slot::kNil2001},
+    {kNilKeys[1], Slot::kNil1999},     {kNilKeys[2], Slot::kNil2000},
+    {kTypeKeys[1], Slot::kType1999},   {kTypeKeys[2], Slot::kType2000},
+};
+
+XMLAttr const*& SlotOf(ParamAttrs& found, Slot slot) {
+    switch (slot) {
+        case Slot::kEncodingStyle:
+            return found.encodingStyle;
+        case Slot::kArrayType:
+            return found.arrayType;
+        case Slot::kOffset:
+            return found.offset;
+        case Slot::kRoot:
+            return found.root;
+        case Slot::kNil2001:
+            return found.nil[0];
+        case Slot::kNil1999:
+            return found.nil[1];
+        case Slot::kNil2000:
+            return found.nil[2];
+        case Slot::kType2001:
+            return found.type[0];
+        case Slot::kType1999:
+            return found.type[1];
+        case Slot::kType2000:
+            break;
+    }
+    return found.type[2];
+}
+
 ParamAttrs ScanParamAttrs(XMLNode const& node) {
     ParamAttrs found;
     if (node.attrCount == 0) {
@@ -206,32 +276,24 @@ ParamAttrs ScanParamAttrs(XMLNode const& node) {
     View const elementNS = node.ns->uri;
     View const elementName = node.Local();
     std::size_t const elementSize = elementNS.size() + elementName.size();
-    // A key is one of these at most (they differ from each other), so the first match ends the
-    // search; the common xsi:type comes first.
-    struct Wanted {
-        Key key;
-        XMLAttr const** slot;
-    };
-    Wanted const wanted[] = {
-        {kTypeKeys[0], &found.type[0]},
-        {Key{{elementNS, elementName, u"id"}, elementSize + 2}, &found.id},
-        {Key{{elementNS, elementName, u"href"}, elementSize + 4}, &found.href},
-        {kEncodingStyleKey, &found.encodingStyle},
-        {kArrayTypeKey, &found.arrayType},
-        {kOffsetKey, &found.offset},
-        {kRootKey, &found.root},
-        {kNilKeys[0], &found.nil[0]},
-        {kNilKeys[1], &found.nil[1]},
-        {kNilKeys[2], &found.nil[2]},
-        {kTypeKeys[1], &found.type[1]},
-        {kTypeKeys[2], &found.type[2]},
-    };
+    Key const idKey{{elementNS, elementName, u"id"}, elementSize + 2};
+    Key const hrefKey{{elementNS, elementName, u"href"}, elementSize + 4};
+    // A key is one of these at most (they differ from each other: only the element's own two end
+    // in "id" and "href"), so the first match ends the search.
     for (std::uint32_t i = 0; i < node.attrCount; ++i) {
         XMLAttr const* attr = &node.attrs[i];
         Key const key = KeyOf(node, *attr);
-        for (Wanted const& candidate : wanted) {
+        if (KeyIs(key, idKey)) {
+            found.id = attr;
+            continue;
+        }
+        if (KeyIs(key, hrefKey)) {
+            found.href = attr;
+            continue;
+        }
+        for (FixedKey const& candidate : kFixedKeys) {
             if (KeyIs(key, candidate.key)) {
-                *candidate.slot = attr;
+                SlotOf(found, candidate.slot) = attr;
                 break;
             }
         }
@@ -372,8 +434,8 @@ public:
     std::size_t ElementCount() const { return m_elements; }
     // Frees the items once the values are read; the nodes stay for the literal body.
     void ReleaseItems() {
-        m_items = Pool<Item>();
-        m_rares = Pool<Rare>();
+        m_items.Release();
+        m_rares.Release();
         IdTable().swap(m_headerIds);
         IdTable().swap(m_bodyIds);
         m_entries.clear();
@@ -717,6 +779,11 @@ void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
 }
 
 void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    // A server holds the request's values while the application serves the call: the blocks of
+    // the read go back to the system (after the document's, last) rather than wait idle.
+    struct BlocksReleased {
+        ~BlocksReleased() { ReleaseReaderBlocks(); }
+    } const released;
     MessageBuilder::BeginRead(message);
     XMLDocument document;
     EnvelopeEvents events(true);
@@ -732,12 +799,21 @@ void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
         message.SetMethodNS(WMString(ItemTree::NS(method)));
     }
     ReadHeaderEntries(reader, events.Entries(), message, wsdl, ReadSide::kRequest, false);
-    ReadBody(message, events);
-    CheckRequestAction(message, wsdl);
-    if (method == nullptr) {
-        ThrowSOAPFault(kClient, u"Unable to process RPC representation in SOAP message.", false);
+    // As for a response, the literal body is written once the values are read and the items
+    // gone; a fault after the header entries still leaves it in the message.
+    try {
+        CheckRequestAction(message, wsdl);
+        if (method == nullptr) {
+            ThrowSOAPFault(kClient, u"Unable to process RPC representation in SOAP message.",
+                           false);
+        }
+        ReadRequestParams(reader, ItemTree::Children(method), message, wsdl);
+    } catch (...) {
+        ReadBody(message, events);
+        throw;
     }
-    ReadRequestParams(reader, ItemTree::Children(method), message, wsdl);
+    events.ReleaseItems();
+    ReadBody(message, events);
 }
 
 }  // namespace corvane::detail

@@ -3,6 +3,7 @@
 
 #include "soap/deserializer_impl.h"
 #include "soap/envelope_reader.h"
+#include "soap/literal_server.h"
 #include "soap/message_entries.h"
 #include "soap/server_text.h"
 #include "text/wire_text.h"
@@ -23,13 +24,32 @@ constexpr char16_t kUnpaired[] =
 
 WMSOAPServerCall::WMSOAPServerCall(WMSOAPWSDLClient& wsdl) : m_wsdl(&wsdl) {}
 
-WMSOAPServerCall::WMSOAPServerCall(WMSOAPServerCall const& other) = default;
+WMSOAPServerCall::WMSOAPServerCall(WMSOAPServerCall const& other)
+    : m_wsdl(other.m_wsdl),
+      m_message(other.m_message),
+      m_wire(other.m_wire),
+      m_literalService(other.m_literalService),
+      m_literal(other.m_literal ? std::make_unique<corvane::detail::LiteralCall>(*other.m_literal)
+                                : nullptr) {}
 
-WMSOAPServerCall& WMSOAPServerCall::operator=(WMSOAPServerCall const& other) = default;
+WMSOAPServerCall& WMSOAPServerCall::operator=(WMSOAPServerCall const& other) {
+    if (this != &other) {
+        WMSOAPServerCall copy(other);
+        m_wsdl = copy.m_wsdl;
+        m_message = std::move(copy.m_message);
+        m_wire = std::move(copy.m_wire);
+        m_literalService = std::move(copy.m_literalService);
+        m_literal = std::move(copy.m_literal);
+    }
+    return *this;
+}
 
 WMSOAPServerCall::~WMSOAPServerCall() = default;
 
 bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& soapAction) {
+    if (Literal()) {
+        return ReadRequest(body, soapAction, std::string());
+    }
     // The request deserializer reads one request only, so every request starts a new message.
     m_message = WMSOAPMessage();
     m_message.SetStandardWireMode(m_wire.standard);
@@ -62,10 +82,16 @@ bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& s
 }
 
 WMString const& WMSOAPServerCall::GetMethodName() const {
+    if (m_literal) {
+        return m_literal->OperationName();
+    }
     return m_message.GetMethodName();
 }
 
 bool WMSOAPServerCall::GetParam(WMString const& name, WMSOAPStructMember& value) {
+    if (m_literal) {
+        return m_literal->GetParam(name, value);
+    }
     // The entries are read in place: going through GetFirstMethodParam would copy every value
     // passed over on the way.
     for (auto const& param : m_message.m_methodParams) {
@@ -77,11 +103,25 @@ bool WMSOAPServerCall::GetParam(WMString const& name, WMSOAPStructMember& value)
     return false;
 }
 
+bool WMSOAPServerCall::TakeParam(WMString const& name, WMSOAPStructMember& value) {
+    for (auto const& param : m_message.m_methodParams) {
+        if (param->m_isInput && param->m_name == name) {
+            value = std::move(param->m_value);
+            param->m_value = WMSOAPStructMember();
+            return true;
+        }
+    }
+    return false;
+}
+
 bool WMSOAPServerCall::SetReturnValue(WMSOAPStructMember const& value) {
     return SetReturnValue(WMSOAPStructMember(value));
 }
 
 bool WMSOAPServerCall::SetReturnValue(WMSOAPStructMember&& value) {
+    if (m_literal) {
+        return m_literal->SetReturnValue(std::move(value));
+    }
     WMString const& method = m_message.GetMethodName();
     WMString part;
     long index = 0;
@@ -98,6 +138,9 @@ bool WMSOAPServerCall::SetReturnValue(WMSOAPStructMember&& value) {
 }
 
 bool WMSOAPServerCall::SetOutParam(WMString const& name, WMSOAPStructMember const& value) {
+    if (m_literal) {
+        return m_literal->SetOutParam(name, value);
+    }
     for (auto const& param : m_message.m_methodParams) {
         if (param->m_isOutput && param->m_name == name) {
             param->m_value = value;
@@ -109,10 +152,17 @@ bool WMSOAPServerCall::SetOutParam(WMString const& name, WMSOAPStructMember cons
 }
 
 void WMSOAPServerCall::SetFault(WMString const& faultCode, WMString const& faultString) {
+    if (m_literal) {
+        m_literal->SetFault(faultCode, faultString);
+        return;
+    }
     m_message.SetSOAPFault(faultCode, faultString, WMString(), false);
 }
 
 int WMSOAPServerCall::WriteResponse(std::string& body) {
+    if (m_literal) {
+        return m_literal->Write(body);
+    }
     body.clear();
     if (!m_message.IsSOAPFault()) {
         m_message.SetRequestPhase(false);
@@ -160,4 +210,38 @@ void WMSOAPServerCall::SetWireOptions(WMWireOptions const& options) {
 
 WMWireOptions const& WMSOAPServerCall::GetWireOptions() const {
     return m_wire;
+}
+
+// ---- document/literal mode (extension); the work is in literal_server.cpp
+
+bool WMSOAPServerCall::Literal() const {
+    return m_wire.standard && m_wire.documentLiteral;
+}
+
+void WMSOAPServerCall::SetLiteralService(WMSOAPLiteralService const& service) {
+    m_literalService = service.m_service;
+}
+
+bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& soapAction,
+                                   std::string const& contentType) {
+    if (!Literal()) {
+        return ReadRequest(body, soapAction);
+    }
+    m_message = WMSOAPMessage();
+    corvane::detail::LiteralLimits limits;
+    limits.maxOccurs = m_wire.maxOccurs;
+    m_literal = std::make_unique<corvane::detail::LiteralCall>(m_literalService, limits);
+    if (!m_literalService) {
+        m_literal->SetFault(u"SOAP-ENV:Server", u"No document/literal service is set.");
+        return false;
+    }
+    return m_literal->Read(body, soapAction, contentType);
+}
+
+char const* WMSOAPServerCall::GetContentType() const {
+    return m_literal ? m_literal->ContentType() : corvane::detail::soap12::kContentType11;
+}
+
+bool WMSOAPServerCall::SetFaultDetail(WMString const& faultName, WMSOAPStructMember const& detail) {
+    return m_literal && m_literal->SetFaultDetail(faultName, detail);
 }

@@ -1,34 +1,59 @@
 #include "soap/server_text.h"
 
-#include <cstdint>
-#include <cstring>
+#include <cstddef>
+
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#define CORVANE_SERVER_TEXT_SSE2 1
+#endif
 
 namespace corvane {
 
 namespace {
 
-// Whether the eight UTF-16 units (or bytes) from `at` are all ASCII; a word at a time, since
-// bodies are mostly markup and this runs over every byte of every request and answer.
-bool AsciiUnits(char16_t const* at) {
-    std::uint64_t words[2];
-    std::memcpy(words, at, sizeof words);
-    return ((words[0] | words[1]) & 0xFF80FF80FF80FF80ULL) == 0;
-}
+// Bodies are mostly ASCII markup and these run over every byte of every request and answer, so
+// the leading ASCII run is converted sixteen characters at a time.
 
-// The low bytes of four ASCII UTF-16 units, in order, on the little-endian machines Corvane is
-// built for.
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
-#error "NarrowUnits assumes a little-endian machine"
+// Widens the leading ASCII bytes of `from` into `to`; returns how many there were.
+std::size_t WidenAscii(unsigned char const* from, std::size_t size, char16_t* to) {
+    std::size_t i = 0;
+#ifdef CORVANE_SERVER_TEXT_SSE2
+    __m128i const zero = _mm_setzero_si128();
+    for (; i + 16 <= size; i += 16) {
+        __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(from + i));
+        if (_mm_movemask_epi8(bytes) != 0) {
+            break;
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + i), _mm_unpacklo_epi8(bytes, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + i + 8), _mm_unpackhi_epi8(bytes, zero));
+    }
 #endif
-std::uint32_t NarrowUnits(std::uint64_t word) {
-    return static_cast<std::uint32_t>((word & 0xFF) | ((word >> 8) & 0xFF00) |
-                                      ((word >> 16) & 0xFF0000) | ((word >> 24) & 0xFF000000));
+    for (; i < size && from[i] < 0x80; ++i) {
+        to[i] = from[i];
+    }
+    return i;
 }
 
-bool AsciiBytes(unsigned char const* at) {
-    std::uint64_t word;
-    std::memcpy(&word, at, sizeof word);
-    return (word & 0x8080808080808080ULL) == 0;
+// Narrows the leading ASCII units of `from` into `to`; returns how many there were.
+std::size_t NarrowAscii(char16_t const* from, std::size_t size, char* to) {
+    std::size_t i = 0;
+#ifdef CORVANE_SERVER_TEXT_SSE2
+    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF80));
+    __m128i const zero = _mm_setzero_si128();
+    for (; i + 16 <= size; i += 16) {
+        __m128i const low = _mm_loadu_si128(reinterpret_cast<__m128i const*>(from + i));
+        __m128i const next = _mm_loadu_si128(reinterpret_cast<__m128i const*>(from + i + 8));
+        __m128i const wide = _mm_and_si128(_mm_or_si128(low, next), high);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(wide, zero)) != 0xFFFF) {
+            break;
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + i), _mm_packus_epi16(low, next));
+    }
+#endif
+    for (; i < size && from[i] < 0x80; ++i) {
+        to[i] = static_cast<char>(from[i]);
+    }
+    return i;
 }
 
 // Decodes strict UTF-8 into `out`; false at the first invalid sequence. Written in place: UTF-16
@@ -40,20 +65,13 @@ bool DecodeUTF8(std::string_view bytes, WMString& out) {
     std::size_t const size = bytes.size();
     std::size_t i = 0;
     while (i < size) {
-        if (i + 8 <= size && AsciiBytes(from + i)) {
-            for (std::size_t k = 0; k < 8; ++k) {
-                to[k] = from[i + k];
-            }
-            to += 8;
-            i += 8;
-            continue;
+        std::size_t const ascii = WidenAscii(from + i, size - i, to);
+        to += ascii;
+        i += ascii;
+        if (i == size) {
+            break;
         }
         unsigned char const byte = from[i];
-        if (byte < 0x80) {
-            *to++ = byte;
-            ++i;
-            continue;
-        }
         std::size_t length;
         char32_t code;
         char32_t minimum;
@@ -140,49 +158,46 @@ WMString DecodeHTTPText(std::string_view bytes) {
 }
 
 void AppendUTF8(WMString const& text, std::string& out) {
-    // The length first, then the bytes into place: a per-byte append checks the capacity each
-    // time, and this runs over every answer.
+    // Sized for ASCII, the common case, and converted in one pass; past the first other
+    // character the rest is measured and the room made once, since a per-byte append checks the
+    // capacity each time.
     std::size_t const size = text.size();
-    std::size_t length = 0;
-    for (std::size_t i = 0; i < size; ++i) {
-        if (i + 8 <= size && AsciiUnits(&text[i])) {
-            length += 8;
-            i += 7;
-            continue;
-        }
-        char32_t const unit = text[i];
+    std::size_t const start = out.size();
+    out.resize(start + size);
+    std::size_t i = NarrowAscii(text.data(), size, out.data() + start);
+    if (i == size) {
+        return;
+    }
+    std::size_t length = i;
+    for (std::size_t k = i; k < size; ++k) {
+        char32_t const unit = text[k];
         if (unit < 0x80) {
             ++length;
         } else if (unit < 0x800) {
             length += 2;
-        } else if (IsHighSurrogate(unit) && i + 1 < size && IsLowSurrogate(text[i + 1])) {
+        } else if (IsHighSurrogate(unit) && k + 1 < size && IsLowSurrogate(text[k + 1])) {
             length += 4;
-            ++i;
+            ++k;
         } else {
             length += 3;  // a lone surrogate is written as U+FFFD, three bytes too
         }
     }
-    std::size_t const start = out.size();
     out.resize(start + length);
-    char* to = out.data() + start;
-    for (std::size_t i = 0; i < size; ++i) {
-        if (i + 8 <= size && AsciiUnits(&text[i])) {
-            std::uint64_t words[2];
-            std::memcpy(words, &text[i], sizeof words);
-            std::uint32_t const bytes[2] = {NarrowUnits(words[0]), NarrowUnits(words[1])};
-            std::memcpy(to, bytes, sizeof bytes);
-            to += 8;
-            i += 7;
-            continue;
+    char* to = out.data() + start + i;
+    while (i < size) {
+        std::size_t const ascii = NarrowAscii(text.data() + i, size - i, to);
+        to += ascii;
+        i += ascii;
+        if (i == size) {
+            break;
         }
         char32_t const unit = text[i];
         if (IsHighSurrogate(unit) && i + 1 < size && IsLowSurrogate(text[i + 1])) {
             to = PutCodePoint(0x10000 + ((unit - 0xD800) << 10) + (text[i + 1] - 0xDC00), to);
-            ++i;
-        } else if (unit >= 0xD800 && unit <= 0xDFFF) {
-            to = PutCodePoint(0xFFFD, to);
+            i += 2;
         } else {
-            to = PutCodePoint(unit, to);
+            to = PutCodePoint(unit >= 0xD800 && unit <= 0xDFFF ? 0xFFFD : unit, to);
+            ++i;
         }
     }
 }

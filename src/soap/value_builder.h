@@ -37,12 +37,30 @@ struct ValueBuilder {
     // As SetValue, SetName and SetNS, from a text that need not be a WMString first.
     static void SetString(WMSOAPStructMember& target, std::u16string_view value) {
         target.value_.dataType = DataType::SOAP_STRING;
-        target.value_.stringValue.assign(value);
+        Assign(target.value_.stringValue, value);
     }
     static void SetName(WMSOAPStructMember& target, std::u16string_view name) {
-        target.name_.assign(name);
+        Assign(target.name_, name);
     }
-    static void SetNS(WMSOAPStructMember& target, std::u16string_view ns) { target.ns_.assign(ns); }
+    static void SetNS(WMSOAPStructMember& target, std::u16string_view ns) {
+        Assign(target.ns_, ns);
+    }
+    // In-place access for the writers, which walk a caller's values without copying them.
+    static DataType& Data(WMSOAPStructMember& target) { return target.value_; }
+    static std::vector<WMSOAPStructMember>& Members(WMSOAPStructType& target) {
+        return target.members_;
+    }
+
+private:
+    // A fresh value's strings are empty: building the text and moving it in is cheaper than the
+    // general replace that assign does.
+    static void Assign(WMString& target, std::u16string_view text) {
+        if (target.empty()) {
+            target = WMString(text);
+        } else {
+            target.assign(text);
+        }
+    }
 };
 
 }  // namespace corvane::detail

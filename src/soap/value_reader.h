@@ -243,7 +243,7 @@ public:
                 return false;
             }
             detail::ValueBuilder::SetName(value, Tree::Local(child));
-            value.SetNS(memberType->ns);
+            detail::ValueBuilder::SetNS(value, memberType->ns);
             detail::ValueBuilder::Append(members, std::move(value));
         }
         if (!m_state.ChargeCopy(m_state.created - createdBefore)) {

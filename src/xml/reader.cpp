@@ -8,6 +8,7 @@
 #include <new>
 #include <utility>
 
+#include "text/equal.h"
 #include "xml/chars.h"
 #include "xml/model_impl.h"
 #include "xml/noinline.h"
@@ -91,6 +92,71 @@ Joined KeyOf(XMLNode const& element, XMLAttr const& attr) {
 
 }  // namespace
 
+// ---- blocks
+
+namespace {
+
+struct BlockCache {
+    struct Free {
+        Free* next;
+    };
+    Free* first = nullptr;
+    std::size_t count = 0;
+    bool closed = false;  // blocks given back while the thread's objects are destroyed are freed
+
+    ~BlockCache();
+};
+
+// The arena and items of a message of some 2 MB (4 MB of blocks); a larger message's blocks
+// beyond these go back to the system, so that a thread never holds more than this idle.
+constexpr std::size_t kMaxCachedBlocks = 64;
+
+thread_local BlockCache t_blocks;
+
+BlockCache::~BlockCache() {
+    ReleaseReaderBlocks();
+    closed = true;
+}
+
+}  // namespace
+
+void* TakeReaderBlock() {
+    BlockCache& cache = t_blocks;
+    if (cache.first) {
+        BlockCache::Free* block = cache.first;
+        cache.first = block->next;
+        --cache.count;
+        return block;
+    }
+    void* block = std::malloc(kReaderBlockSize);
+    if (!block) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void ReleaseReaderBlocks() {
+    BlockCache& cache = t_blocks;
+    while (cache.first) {
+        BlockCache::Free* block = cache.first;
+        cache.first = block->next;
+        std::free(block);
+    }
+    cache.count = 0;
+}
+
+void GiveReaderBlock(void* block) {
+    BlockCache& cache = t_blocks;
+    if (cache.closed || cache.count >= kMaxCachedBlocks) {
+        std::free(block);
+        return;
+    }
+    auto* free = static_cast<BlockCache::Free*>(block);
+    free->next = cache.first;
+    cache.first = free;
+    ++cache.count;
+}
+
 // ---- arena
 
 // Blocks of nodes, attribute arrays, scopes and changed texts. Event mode gives back what an
@@ -104,7 +170,7 @@ struct XMLDocument::Arena {
         Block* block;
         char* next;
     };
-    static constexpr std::size_t kBlockSize = std::size_t{64} << 10;
+    static constexpr std::size_t kBlockSize = kReaderBlockSize;
 
     Block* top = nullptr;
     Block* spare = nullptr;  // one freed block kept for the next element of an event parse
@@ -113,7 +179,9 @@ struct XMLDocument::Arena {
 
     ~Arena() {
         Clear();
-        std::free(spare);
+        if (spare) {
+            GiveReaderBlock(spare);
+        }
     }
 
     void* Allocate(std::size_t size) {
@@ -145,7 +213,8 @@ struct XMLDocument::Arena {
             block = spare;
             spare = nullptr;
         } else {
-            block = static_cast<Block*>(std::malloc(total));
+            block =
+                static_cast<Block*>(total == kBlockSize ? TakeReaderBlock() : std::malloc(total));
             if (!block) {
                 throw std::bad_alloc();
             }
@@ -168,7 +237,11 @@ struct XMLDocument::Arena {
                 spare = block;
             } else {
                 bytes -= size;
-                std::free(block);
+                if (size == kBlockSize) {
+                    GiveReaderBlock(block);
+                } else {
+                    std::free(block);
+                }
             }
         }
         next = mark.next;
@@ -321,13 +394,100 @@ void InsertEntry(std::vector<XMLReadScope::Entry>& entries, XMLReadScope::Entry 
                    entry);
 }
 
+// Writes into a string through a small buffer: a body's text is written in many short pieces,
+// and the string's own append checks and updates its size for each; the buffer hands them over
+// in large ones.
+class TextWriter {
+public:
+    explicit TextWriter(WMString& out) : m_out(out) {}
+    TextWriter(TextWriter const&) = delete;
+    TextWriter& operator=(TextWriter const&) = delete;
+
+    // Hands over what the buffer holds; the text is complete after this.
+    void Flush() {
+        m_out.append(m_buffer, m_used);
+        m_used = 0;
+    }
+
+    void Put(char16_t c) {
+        if (m_used == kSize) {
+            Flush();
+        }
+        m_buffer[m_used++] = c;
+    }
+
+    void Put(std::u16string_view text) {
+        if (kSize - m_used < text.size()) {
+            PutLong(text);
+            return;
+        }
+        std::char_traits<char16_t>::copy(m_buffer + m_used, text.data(), text.size());
+        m_used += text.size();
+    }
+
+    // As AppendEscapedContent (`attribute` false) and AppendEscapedAttribute write it.
+    void PutEscaped(std::u16string_view text, bool attribute) {
+        char16_t const* run = text.data();
+        char16_t const* const end = run + text.size();
+        for (char16_t const* p = run; p != end; ++p) {
+            // Every character that is escaped sorts at or below '>'.
+            if (*p > u'>') {
+                continue;
+            }
+            std::u16string_view entity;
+            switch (*p) {
+                case u'&':
+                    entity = u"&amp;"sv;
+                    break;
+                case u'<':
+                    entity = u"&lt;"sv;
+                    break;
+                case u'>':
+                    entity = attribute ? std::u16string_view() : u"&gt;"sv;
+                    break;
+                case u'"':
+                    entity = attribute ? u"&quot;"sv : std::u16string_view();
+                    break;
+                case u'\'':
+                    entity = attribute ? u"&apos;"sv : std::u16string_view();
+                    break;
+                default:
+                    break;
+            }
+            if (!entity.empty()) {
+                Put(std::u16string_view(run, static_cast<std::size_t>(p - run)));
+                Put(entity);
+                run = p + 1;
+            }
+        }
+        Put(std::u16string_view(run, static_cast<std::size_t>(end - run)));
+    }
+
+private:
+    static constexpr std::size_t kSize = 2048;
+
+    NOINLINE void PutLong(std::u16string_view text) {
+        Flush();
+        if (text.size() < kSize) {
+            std::char_traits<char16_t>::copy(m_buffer, text.data(), text.size());
+            m_used = text.size();
+        } else {
+            m_out.append(text);
+        }
+    }
+
+    WMString& m_out;
+    std::size_t m_used = 0;
+    char16_t m_buffer[kSize];
+};
+
 // `parentAdded` is the declaration that an added attribute gave the parent, if any: the parent's
 // prefixes then differ from the element's even where they share a scope.
-NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, WMString& out,
+NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, TextWriter& out,
                                 AddedAttribute const* added,
                                 XMLReadScope::Entry const* parentAdded) {
-    out += u'<';
-    out.append(element.qname);
+    out.Put(u'<');
+    out.Put(element.qname);
     bool const ownScope = !parent || parent->scope != element.scope;
     std::vector<XMLReadScope::Entry> const inScope =
         added || ownScope ? MergedEntries(element.scope) : std::vector<XMLReadScope::Entry>();
@@ -351,15 +511,15 @@ NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, W
     }
     auto const writeAttribute = [&out](std::u16string_view prefix, std::u16string_view qname,
                                        std::u16string_view value) {
-        out += u' ';
+        out.Put(u' ');
         if (!prefix.empty()) {
-            out.append(prefix);
-            out += u':';
+            out.Put(prefix);
+            out.Put(u':');
         }
-        out.append(qname);
-        out += u"=\"";
-        AppendEscapedAttribute(out, value);
-        out += u'"';
+        out.Put(qname);
+        out.Put(u"=\""sv);
+        out.PutEscaped(value, true);
+        out.Put(u'"');
     };
     bool addedDone = !place.written;
     Joined const addedKey = added ? Joined{{added->uri, added->local, {}}} : Joined{};
@@ -393,19 +553,19 @@ NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, W
                 (same->uri == entry.uri || same->uri->uri == entry.uri->uri)) {
                 continue;
             }
-            out += entry.prefix.empty() ? u" xmlns" : u" xmlns:";
-            out.append(entry.prefix);
-            out += u"=\"";
-            AppendEscapedAttribute(out, entry.uri->uri);
-            out += u'"';
+            out.Put(entry.prefix.empty() ? u" xmlns"sv : u" xmlns:"sv);
+            out.Put(entry.prefix);
+            out.Put(u"=\""sv);
+            out.PutEscaped(entry.uri->uri, true);
+            out.Put(u'"');
         }
     }
     if (element.text.empty() && !element.firstChild) {
-        out += u" />";
+        out.Put(u" />"sv);
         return true;
     }
-    out += u'>';
-    AppendEscapedContent(out, element.text);
+    out.Put(u'>');
+    out.PutEscaped(element.text, false);
     return false;
 }
 
@@ -414,7 +574,7 @@ bool DeclaresAdded(XMLNode const& element, AddedAttribute const& added) {
     return PlaceAdded(element, added, MergedEntries(element.scope)).declare;
 }
 
-void SerializeWith(XMLNode const& element, XMLNode const* parent, WMString& out,
+void SerializeWith(XMLNode const& element, XMLNode const* parent, TextWriter& out,
                    AddedAttribute const* added, XMLReadScope::Entry const* parentAdded) {
     if (SerializeStartTag(element, parent, out, added, parentAdded)) {
         return;
@@ -427,16 +587,18 @@ void SerializeWith(XMLNode const& element, XMLNode const* parent, WMString& out,
     for (XMLNode const* child = element.firstChild; child; child = child->nextSibling) {
         SerializeWith(*child, &element, out, nullptr, declaredHere ? &declared : nullptr);
     }
-    out += u"</";
-    out.append(element.qname);
-    out += u'>';
+    out.Put(u"</"sv);
+    out.Put(element.qname);
+    out.Put(u'>');
 }
 
 }  // namespace
 
 void SerializeNode(XMLNode const& element, XMLNode const* parent, WMString& out,
                    AddedAttribute const* added) {
-    SerializeWith(element, parent, out, added, nullptr);
+    TextWriter writer(out);
+    SerializeWith(element, parent, writer, added, nullptr);
+    writer.Flush();
 }
 
 // ---- reading
@@ -866,7 +1028,7 @@ private:
             (qname.size() * 31 + qname.front() * 7 + qname.back() + qname[qname.size() / 2] * 3) &
             (kFront - 1);
         NameRecord* cached = m_front[front];
-        if (cached && cached->qname == qname) {
+        if (cached && TextEquals(cached->qname, qname)) {
             return cached;
         }
         std::uint64_t const hash = NameHash(qname);
@@ -874,7 +1036,7 @@ private:
         std::size_t i = hash & mask;
         for (; m_recordSlots[i]; i = (i + 1) & mask) {
             NameRecord* record = m_recordSlots[i];
-            if (record->hash == hash && record->qname == qname) {
+            if (record->hash == hash && TextEquals(record->qname, qname)) {
                 m_front[front] = record;
                 return record;
             }
@@ -939,7 +1101,7 @@ private:
 
     std::size_t PrefixIndex(std::u16string_view prefix) {
         if (m_lastPrefixIndex < m_prefixes.size() &&
-            m_prefixes[m_lastPrefixIndex].prefix == prefix) {
+            TextEquals(m_prefixes[m_lastPrefixIndex].prefix, prefix)) {
             return m_lastPrefixIndex;
         }
         std::uint64_t const hash = Fold(m_seed ^ 0x5bd1e995u, prefix);
@@ -947,7 +1109,7 @@ private:
         std::size_t i = hash & mask;
         for (; m_prefixSlots[i].second; i = (i + 1) & mask) {
             std::size_t const index = m_prefixSlots[i].second - 1;
-            if (m_prefixSlots[i].first == hash && m_prefixes[index].prefix == prefix) {
+            if (m_prefixSlots[i].first == hash && TextEquals(m_prefixes[index].prefix, prefix)) {
                 m_lastPrefixIndex = index;
                 return index;
             }

@@ -136,6 +136,15 @@ struct AddedAttribute {
 void SerializeNode(XMLNode const& element, XMLNode const* parent, WMString& out,
                    AddedAttribute const* added = nullptr);
 
+// Blocks of kReaderBlockSize bytes for the arenas of reads: this reader's nodes and the
+// envelope reader's items. A thread keeps the blocks its reads give back, up to a bound, so that
+// reading one large message after another does not take fresh pages from the system each time.
+inline constexpr std::size_t kReaderBlockSize = std::size_t{64} << 10;
+void* TakeReaderBlock();
+void GiveReaderBlock(void* block);
+// Frees the blocks the calling thread keeps.
+void ReleaseReaderBlocks();
+
 class NodeReader;
 
 // One parsed document. A document can be read again; each read frees what the previous one

@@ -17,9 +17,11 @@ exported=(
 # Exported beside it because the classes above expose them: WMSOAPFault is thrown out of
 # WMSOAPMessage::ProcessRPC to servers; WMXMLName and WMXMLMarkup are the bases whose members
 # WMXMLElement and WMXMLAttribute inherit; WMHostEnt is the host record of WMWinSocket2;
-# WMSOAPServerCall is the server-side extension of the message layer (corvane/server.h);
+# WMSOAPServerCall is the server-side extension of the message layer (corvane/server.h), and
+# WMSOAPLiteralService the schema its document/literal mode is given;
 # WMSOAPProxyFault is thrown out of WMSOAPAutomationProxy::InvokeSOAPMethod.
-also=(WMSOAPFault WMXMLName WMXMLMarkup WMHostEnt WMSOAPServerCall WMSOAPProxyFault)
+also=(WMSOAPFault WMXMLName WMXMLMarkup WMHostEnt WMSOAPServerCall WMSOAPLiteralService
+    WMSOAPProxyFault)
 allowed=("${exported[@]}" "${also[@]}" std __gnu_cxx)
 
 # One owner per symbol: the class or function that the demangled name defines.

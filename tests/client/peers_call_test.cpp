@@ -83,14 +83,6 @@ protected:
     WMSOAPClient client_;
 };
 
-WMSOAPStructType SOAPStruct(WMString const& text, int number, double real) {
-    WMSOAPStructType value;
-    value.SetMember(u"varString", text);
-    value.SetMember(u"varInt", number);
-    value.SetMember(u"varFloat", real);
-    return value;
-}
-
 template <class T>
 std::vector<WMSOAPStructType> ArrayOf(std::vector<T> const& values) {
     std::vector<WMSOAPStructType> items;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "support/loopback.h"
 #include "support/support.h"
@@ -127,30 +128,26 @@ TEST_F(WireClient, AFailedExchangeKeepsItsReasonAndTheNextCallStartsAfresh) {
 }
 
 TEST_F(WireClient, TheAddressSchemeChoosesTlsAndTheDefaultIgnoresIt) {
-    struct Case {
-        const char* address;
-        bool standard;
-        int port;
-        int tls;
-        const char* uri;
+    // Address, wire mode => port, TLS, request target (the host is example.test throughout).
+    const std::pair<std::string, std::string> cases[] = {
+        {"https://example.test/svc standard", "443 1 /svc"},
+        {"HTTPS://example.test:8443/svc?x standard", "8443 1 /svc?x"},
+        {"http://example.test/svc standard", "80 0 /svc"},
+        {"https://example.test/svc default", "80 0 /svc"},
     };
-    const Case cases[] = {
-        {"https://example.test/svc", true, 443, 1, "/svc"},
-        {"HTTPS://example.test:8443/svc?x", true, 8443, 1, "/svc?x"},
-        {"http://example.test/svc", true, 80, 0, "/svc"},
-        {"https://example.test/svc", false, 80, 0, "/svc"},
-    };
-    for (const Case& c : cases) {
+    for (const auto& [input, expected] : cases) {
+        const std::string address = input.substr(0, input.find(' '));
         WMSOAPWSDLClient wsdl;
         WMWireOptions options;
-        options.standard = c.standard;
+        options.standard = input.find("standard") != std::string::npos;
         wsdl.SetWireOptions(options);
-        ASSERT_TRUE(wsdl.ReadServiceDesc(u"Calls", u"CallsPort", Description(c.address)));
-        EXPECT_EQ(Narrow(wsdl.GetSOAPSvcLocation()), c.address);
-        EXPECT_EQ(Narrow(wsdl.GetSOAPSvcHost()), "example.test") << c.address;
-        EXPECT_EQ(wsdl.GetSOAPSvcPortNbr(), c.port) << c.address;
-        EXPECT_EQ(wsdl.GetSSLEnabled(), c.tls) << c.address;
-        EXPECT_EQ(Narrow(wsdl.GetSOAPSvcURI()), c.uri) << c.address;
+        ASSERT_TRUE(wsdl.ReadServiceDesc(u"Calls", u"CallsPort", Description(address)));
+        EXPECT_EQ(Narrow(wsdl.GetSOAPSvcLocation()), address);
+        EXPECT_EQ(Narrow(wsdl.GetSOAPSvcHost()), "example.test") << address;
+        EXPECT_EQ(std::to_string(wsdl.GetSOAPSvcPortNbr()) + " " +
+                      std::to_string(wsdl.GetSSLEnabled()) + " " + Narrow(wsdl.GetSOAPSvcURI()),
+                  expected)
+            << input;
     }
 }
 

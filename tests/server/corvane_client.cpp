@@ -13,7 +13,9 @@
 
 namespace {
 
+using corvane::test::Items;
 using corvane::test::Show;
+using corvane::test::SOAPStruct;
 using corvane::test::Utf8;
 
 int passed = 0;
@@ -26,23 +28,6 @@ void Check(std::string const& what, std::string const& expected, std::string con
         ++failed;
         std::cout << "FAIL " << what << ": expected [" << expected << "], got [" << actual << "]\n";
     }
-}
-
-std::vector<WMSOAPStructType> Items(std::vector<WMSOAPStructMember> const& values) {
-    std::vector<WMSOAPStructType> items;
-    for (WMSOAPStructMember const& value : values) {
-        items.emplace_back();
-        items.back().SetMember(value);
-    }
-    return items;
-}
-
-WMSOAPStructType SoapStruct(WMString const& text, int number, double real) {
-    WMSOAPStructType s;
-    s.SetMember(u"varString", text);
-    s.SetMember(u"varInt", number);
-    s.SetMember(u"varFloat", real);
-    return s;
 }
 
 class Suite {
@@ -116,11 +101,11 @@ int main(int argc, char** argv) {
     b.Echo(u"Float", M(u"", 1.5), "1.5");
     b.Echo(u"FloatArray", M(u"", Items({M(u"item", 1.5), M(u"item", -3.25)})),
            "[{item=1.5},{item=-3.25}]");
-    b.Echo(u"Struct", M(u"", SoapStruct(u"x", 5, 0.25)),
+    b.Echo(u"Struct", M(u"", SOAPStruct(u"x", 5, 0.25)),
            "{varString=\"x\",varInt=5,varFloat=0.25}");
     b.Echo(
         u"StructArray",
-        M(u"", Items({M(u"item", SoapStruct(u"a", 1, 1.0)), M(u"item", SoapStruct(u"b", 2, 2.5))})),
+        M(u"", Items({M(u"item", SOAPStruct(u"a", 1, 1.0)), M(u"item", SOAPStruct(u"b", 2, 2.5))})),
         "[{item={varString=\"a\",varInt=1,varFloat=1}},"
         "{item={varString=\"b\",varInt=2,varFloat=2.5}}]");
     Check("echoVoid", "nil", b.Call(u"echoVoid", {}));
@@ -136,7 +121,7 @@ int main(int argc, char** argv) {
     Suite g(base + "round2_groupB.inc", u"interopLabB", u"interopTestPortB");
     // Every output of echoStructAsSimpleTypes is a parameter: the client copies them into the
     // caller's parameters of the same names.
-    std::vector<M> params = {M(u"inputStruct", SoapStruct(u"x", 5, 0.25)),
+    std::vector<M> params = {M(u"inputStruct", SOAPStruct(u"x", 5, 0.25)),
                              M(u"outputString", WMString()), M(u"outputInteger", 0),
                              M(u"outputFloat", 0.0)};
     Check("echoStructAsSimpleTypes return", "nil", g.Call(u"echoStructAsSimpleTypes", params));
@@ -148,13 +133,13 @@ int main(int argc, char** argv) {
     Check("echoSimpleTypesAsStruct", "{varString=\"y\",varInt=7,varFloat=1.25}",
           g.Call(u"echoSimpleTypesAsStruct", {M(u"inputString", WMString(u"y")),
                                               M(u"inputInteger", 7), M(u"inputFloat", 1.25)}));
-    WMSOAPStructType nested = SoapStruct(u"outer", 1, 1.5);
-    nested.SetMember(u"varStruct", SoapStruct(u"inner", 2, 2.5));
+    WMSOAPStructType nested = SOAPStruct(u"outer", 1, 1.5);
+    nested.SetMember(u"varStruct", SOAPStruct(u"inner", 2, 2.5));
     Check("echoNestedStruct",
           "{varString=\"outer\",varInt=1,varFloat=1.5,"
           "varStruct={varString=\"inner\",varInt=2,varFloat=2.5}}",
           g.Call(u"echoNestedStruct", {M(u"inputStruct", nested)}));
-    WMSOAPStructType withArray = SoapStruct(u"outer", 1, 1.5);
+    WMSOAPStructType withArray = SOAPStruct(u"outer", 1, 1.5);
     withArray.SetMember(u"varArray",
                         Items({M(u"item", WMString(u"p")), M(u"item", WMString(u"q"))}));
     Check("echoNestedArray",

@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 
+#include "support/read_diff.h"
 #include "support/support.h"
 #include "support/values.h"
 
@@ -148,6 +149,28 @@ inline WMString Envelope(std::string const& body, std::string const& header = st
     }
     text += "<SOAP-ENV:Body>" + body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
     return Wide(text);
+}
+
+// A request as a server reads it, in UTF-8 bytes: `body` in SOAP-ENV:Body, with prefix m for
+// the round 2 suites' namespace.
+inline std::string RequestBytes(std::string const& body) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+           "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+           "xmlns:m=\"http://soapinterop.org/\" "
+           "e:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><e:Body>" +
+           body + "</e:Body></e:Envelope>";
+}
+
+// The message as tests/support/read_diff.h prints it, against its row of message_dumps.txt.
+inline void ExpectDump(WMSOAPMessage& message, std::string const& name) {
+    std::string const dump = corvane::test::DumpMessage(message);
+    for (auto const& row : corvane::test::ReadTable("expected/soap/message_dumps.txt")) {
+        if (row.input == name) {
+            EXPECT_EQ(dump, Narrow(corvane::test::Unescape(row.expected))) << row.where;
+            return;
+        }
+    }
+    ADD_FAILURE() << "no dump " << name;
 }
 
 }  // namespace deser_test

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "soap/deserializer_test_util.h"
+#include "support/values.h"
 
 #define XSD u"http://www.w3.org/2001/XMLSchema"
 #define XSI u"http://www.w3.org/2001/XMLSchema-instance"
@@ -25,6 +26,8 @@ WMString Expected(std::string const& name) {
     return deser_test::Golden("expected/soap/values.txt", name);
 }
 
+using corvane::test::Items;
+using corvane::test::SOAPStruct;
 using deser_test::Edges;
 using deser_test::Round2Base;
 using deser_test::Round2GroupB;
@@ -45,24 +48,6 @@ WMString Param(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& p
     std::size_t const start = text.find(u"\"urn:m\">") + 8;
     std::size_t const end = text.find(u"</m:" + method + u">");
     return text.substr(start, end - start);
-}
-
-std::vector<WMSOAPStructType> Items(std::vector<WMSOAPStructMember> const& members) {
-    std::vector<WMSOAPStructType> items;
-    for (auto const& member : members) {
-        WMSOAPStructType item;
-        item.SetMember(member);
-        items.push_back(item);
-    }
-    return items;
-}
-
-WMSOAPStructType SoapStruct(WMString const& s, int i, double f) {
-    WMSOAPStructType value;
-    value.SetMember(u"varString", s);
-    value.SetMember(u"varInt", i);
-    value.SetMember(u"varFloat", f);
-    return value;
 }
 
 TEST(SerializerBuiltIn, EveryBuiltInIsTypedAsStringInItsSchemaNamespace) {
@@ -107,7 +92,7 @@ TEST(SerializerBuiltIn, NilFollowsTheSchemaNamespace) {
 }
 
 TEST(SerializerStruct, MembersByTheWsdlsMemberTypes) {
-    WMSOAPStructMember value(u"s", SoapStruct(u"x&y", 5, 2.25));
+    WMSOAPStructMember value(u"s", SOAPStruct(u"x&y", 5, 2.25));
     EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", value),
               Expected("MembersByTheWsdlsMemberTypes 1"));
 
@@ -123,7 +108,7 @@ TEST(SerializerStruct, MembersByTheWsdlsMemberTypes) {
     nested.SetMember(u"varString", u"outer");
     nested.SetMember(u"varInt", 1);
     nested.SetMember(u"varFloat", 0.0);
-    nested.SetMember(u"varStruct", SoapStruct(u"inner", 2, 3.0));
+    nested.SetMember(u"varStruct", SOAPStruct(u"inner", 2, 3.0));
     EXPECT_EQ(Param(Round2GroupB(), u"echoNestedStruct", u"inputStruct",
                     WMSOAPStructMember(u"s", nested)),
               Expected("MembersByTheWsdlsMemberTypes 3"));
@@ -165,7 +150,7 @@ TEST(SerializerArray, ArrayTypeComesFromTheWsdlNotFromTheValue) {
 
     // Structs as items; two dimensions as the WSDL declares them.
     WMSOAPStructMember structs(u"a",
-                               Items({WMSOAPStructMember(u"item", SoapStruct(u"s", 1, 0.5))}));
+                               Items({WMSOAPStructMember(u"item", SOAPStruct(u"s", 1, 0.5))}));
     EXPECT_EQ(Param(Round2Base(), u"echoStructArray", u"inputStructArray", structs),
               Expected("ArrayTypeComesFromTheWsdlNotFromTheValue 5"));
     WMSOAPStructMember grid(u"g", Items({WMSOAPStructMember(u"item", u"x")}));
@@ -174,13 +159,13 @@ TEST(SerializerArray, ArrayTypeComesFromTheWsdlNotFromTheValue) {
 }
 
 TEST(SerializerExplicitTyping, OnlyStructsAndArraysGainTypes) {
-    WMSOAPStructMember value(u"s", SoapStruct(u"v", 1, 1.0));
+    WMSOAPStructMember value(u"s", SOAPStruct(u"v", 1, 1.0));
     // The struct binds xsi, so its members need not declare it again.
     EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", value, true),
               Expected("OnlyStructsAndArraysGainTypes 1"));
 
     WMSOAPStructMember structs(u"a",
-                               Items({WMSOAPStructMember(u"item", SoapStruct(u"s", 2, 0.0))}));
+                               Items({WMSOAPStructMember(u"item", SOAPStruct(u"s", 2, 0.0))}));
     EXPECT_EQ(Param(Round2Base(), u"echoStructArray", u"inputStructArray", structs, true),
               Expected("OnlyStructsAndArraysGainTypes 2"));
 

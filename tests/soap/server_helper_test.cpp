@@ -37,14 +37,6 @@ TEST(ServerText, EncodesPairsAndReplacesLoneSurrogates) {
               "a\xEF\xBF\xBD");
 }
 
-std::string Envelope(std::string const& body) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
-           "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
-           "xmlns:m=\"http://soapinterop.org/\" "
-           "e:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><e:Body>" +
-           body + "</e:Body></e:Envelope>";
-}
-
 bool Contains(std::string const& text, std::string const& part) {
     return text.find(part) != std::string::npos;
 }
@@ -53,7 +45,7 @@ TEST(ServerCall, EchoesAStringInUTF8) {
     WMSOAPServerCall call(deser_test::Round2Base());
     // Corvane's own client sends ISO-8859-1 bytes: E9 is read as e-acute and answered as UTF-8.
     ASSERT_TRUE(call.ReadRequest(
-        Envelope("<m:echoString><inputString>caf\xE9</inputString></m:echoString>"),
+        deser_test::RequestBytes("<m:echoString><inputString>caf\xE9</inputString></m:echoString>"),
         "\"http://\""));
     EXPECT_EQ(call.GetMethodName(), u"echoString");
     WMSOAPStructMember value;
@@ -77,11 +69,13 @@ TEST(ServerCall, RefusedRequestsAnswerWithTheirFault) {
         std::u16string code;
         std::u16string text;
     };
-    std::string const good = Envelope("<m:echoString><inputString>x</inputString></m:echoString>");
+    std::string const good =
+        deser_test::RequestBytes("<m:echoString><inputString>x</inputString></m:echoString>");
     // One of each kind; every fault text of the request side is in fault_delivery_test.cpp.
     Case const cases[] = {
         {good, "", u"SOAP-ENV:Client", u"Unrecognized 'SOAPAction' HTTP header received."},
-        {Envelope(""), "\"http://\"", u"SOAP-ENV:Client", u"Unrecognized method call received."},
+        {deser_test::RequestBytes(""), "\"http://\"", u"SOAP-ENV:Client",
+         u"Unrecognized method call received."},
         {good.substr(0, good.size() - 12), "\"http://\"", u"SOAP-ENV:Server",
          u"XML Parser: Parse Error on Line 1."},
     };
@@ -100,11 +94,11 @@ TEST(ServerCall, RefusedRequestsAnswerWithTheirFault) {
 
 TEST(ServerCall, OutputParametersAndReturnValueFollowTheParameterOrder) {
     WMSOAPServerCall call(deser_test::Round2GroupB());
-    ASSERT_TRUE(
-        call.ReadRequest(Envelope("<m:echoStructAsSimpleTypes><inputStruct><varString>s</varString>"
-                                  "<varInt>3</varInt><varFloat>0.5</varFloat></inputStruct>"
-                                  "</m:echoStructAsSimpleTypes>"),
-                         "\"http://soapinterop.org/\""));
+    ASSERT_TRUE(call.ReadRequest(
+        deser_test::RequestBytes("<m:echoStructAsSimpleTypes><inputStruct><varString>s</varString>"
+                                 "<varInt>3</varInt><varFloat>0.5</varFloat></inputStruct>"
+                                 "</m:echoStructAsSimpleTypes>"),
+        "\"http://soapinterop.org/\""));
     // Every output part is listed by parameterOrder: there is no return value.
     EXPECT_FALSE(call.SetReturnValue(WMSOAPStructMember(u"x", u"y")));
     EXPECT_TRUE(call.SetOutParam(u"outputInteger", WMSOAPStructMember(u"ignored", 3)));
@@ -124,9 +118,10 @@ TEST(ServerCall, OutputParametersAndReturnValueFollowTheParameterOrder) {
 
 TEST(ServerCall, UnserializableResponseBecomesAServerFault) {
     WMSOAPServerCall call(deser_test::Round2Base());
-    ASSERT_TRUE(call.ReadRequest(Envelope("<m:echoStruct><inputStruct><varInt>1</varInt>"
-                                          "</inputStruct></m:echoStruct>"),
-                                 "\"http://\""));
+    ASSERT_TRUE(
+        call.ReadRequest(deser_test::RequestBytes("<m:echoStruct><inputStruct><varInt>1</varInt>"
+                                                  "</inputStruct></m:echoStruct>"),
+                         "\"http://\""));
     WMSOAPStructType wrong;
     wrong.SetMember(u"notAMember", 1);
     ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"", wrong)));

@@ -95,15 +95,11 @@ std::string StructArrayRequest(int n) {
         items += "<item><varString>s" + std::to_string(i) + "</varString><varInt>" +
                  std::to_string(i) + "</varInt><varFloat>0.5</varFloat></item>";
     }
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
-           "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
-           "xmlns:m=\"http://soapinterop.org/\" "
-           "xmlns:a=\"http://schemas.xmlsoap.org/soap/encoding/\" "
-           "xmlns:s=\"http://soapinterop.org/xsd\" "
-           "e:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><e:Body>"
-           "<m:echoStructArray><inputStructArray a:arrayType=\"s:SOAPStruct[" +
-           std::to_string(n) + "]\">" + items +
-           "</inputStructArray></m:echoStructArray></e:Body></e:Envelope>";
+    return deser_test::RequestBytes(
+        "<m:echoStructArray><inputStructArray "
+        "xmlns:a=\"http://schemas.xmlsoap.org/soap/encoding/\" "
+        "xmlns:s=\"http://soapinterop.org/xsd\" a:arrayType=\"s:SOAPStruct[" +
+        std::to_string(n) + "]\">" + items + "</inputStructArray></m:echoStructArray>");
 }
 
 // Taking the value over, copying it, and reading the parameter twice all answer the same bytes;

@@ -23,7 +23,7 @@ using corvane::detail::ReadStandardValue;
 using corvane::detail::WriteStandardValue;
 using corvane::test::AllBytes;
 using corvane::test::Difference;
-using corvane::test::Exact;
+using corvane::test::Show;
 using corvane::test::Utf8;
 using Kind = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
@@ -95,7 +95,7 @@ TEST(StandardWrite, ShortestNumbersAndCanonicalForms) {
 // What is written reads back as the very same value, so an echo returns what it got.
 void ExpectRoundTrip(char16_t const* type, WMSOAPStructMember value) {
     WMString text;
-    ASSERT_TRUE(WriteStandardValue(type, value, text)) << Utf8(type) << " " << Exact(value);
+    ASSERT_TRUE(WriteStandardValue(type, value, text)) << Utf8(type) << " " << Show(value, true);
     WMSOAPStructMember back;
     WMString reason;
     ASSERT_TRUE(ReadStandardValue(type, text, back, reason))

@@ -215,21 +215,13 @@ TEST(StandardWire, ExactEnvelopes) {
     }
 }
 
-std::string Envelope(std::string const& body) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
-           "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
-           "xmlns:m=\"http://soapinterop.org/\" "
-           "e:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><e:Body>" +
-           body + "</e:Body></e:Envelope>";
-}
-
 TEST(StandardServerCall, RefusesWhatItCannotReadWithTheClientsFault) {
     auto const rows = corvane::test::ReadTable("expected/soap/standard_requests.txt");
     ASSERT_GE(rows.size(), 10u);
     for (auto const& row : rows) {
         std::size_t const bar = row.input.find('|');
-        std::string const body =
-            Envelope(corvane::test::Narrow(corvane::test::Unescape(row.input.substr(bar + 1))));
+        std::string const body = deser_test::RequestBytes(
+            corvane::test::Narrow(corvane::test::Unescape(row.input.substr(bar + 1))));
         WMSOAPServerCall call(Round2Base());
         call.SetWireOptions(Standard());
         bool const read = call.ReadRequest(body, row.input.substr(0, bar));
@@ -252,7 +244,8 @@ TEST(StandardServerCall, AnUnpairedSurrogateInTheAnswerBecomesAServerFault) {
     WMSOAPServerCall call(Round2Base());
     call.SetWireOptions(Standard());
     ASSERT_TRUE(call.ReadRequest(
-        Envelope("<m:echoString><inputString>x</inputString></m:echoString>"), "\"http://\""));
+        deser_test::RequestBytes("<m:echoString><inputString>x</inputString></m:echoString>"),
+        "\"http://\""));
     ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"", WMString(1, u'\xD800') + u"x")));
     std::string body;
     EXPECT_EQ(500, call.WriteResponse(body));

@@ -12,7 +12,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -26,21 +25,42 @@ inline std::string Utf8(const WMString& text) {
     return out;
 }
 
-inline std::string Show(const WMSOAPStructMember& constMember);
+// Control characters, quotes and backslashes as \uXXXX, so that no two texts look alike (UTF-8
+// conversion drops zero units).
+inline std::string Escaped(const WMString& text) {
+    std::string out;
+    std::size_t run = 0;
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+        if (i < text.size() && text[i] >= 0x20 && text[i] != u'"' && text[i] != u'\\') {
+            continue;
+        }
+        out += Utf8(text.substr(run, i - run));
+        if (i < text.size()) {
+            char unit[8];
+            std::snprintf(unit, sizeof unit, "\\u%04x", static_cast<unsigned>(text[i]));
+            out += unit;
+        }
+        run = i + 1;
+    }
+    return out;
+}
 
-inline std::string ShowStruct(const WMSOAPStructType& value) {
+// `exact`: texts escaped and doubles to the last bit, as C's hexadecimal form (any NaN as "nan").
+inline std::string Show(const WMSOAPStructMember& constMember, bool exact = false);
+
+inline std::string ShowStruct(const WMSOAPStructType& value, bool exact = false) {
     std::string out = "{";
     WMString name;
     WMSOAPStructMember member;
     long position = 0;
     for (bool more = value.GetFirstMember(&name, member, &position); more;
          more = value.GetNextMember(&name, member, &position)) {
-        out += (out.size() > 1 ? "," : "") + Utf8(name) + "=" + Show(member);
+        out += (out.size() > 1 ? "," : "") + Utf8(name) + "=" + Show(member, exact);
     }
     return out + "}";
 }
 
-inline std::string Show(const WMSOAPStructMember& constMember) {
+inline std::string Show(const WMSOAPStructMember& constMember, bool exact) {
     WMSOAPStructMember member = constMember;
     std::ostringstream out;
     switch (member.GetDataType()) {
@@ -48,19 +68,26 @@ inline std::string Show(const WMSOAPStructMember& constMember) {
             out << member.LongValue();
             break;
         case WMSOAPStructMember::SOAPDataMember::SOAP_DOUBLE:
-            out << member.DoubleValue();
+            if (!exact) {
+                out << member.DoubleValue();
+            } else if (std::isnan(member.DoubleValue())) {
+                out << "nan";
+            } else {
+                out << std::hexfloat << member.DoubleValue() << std::defaultfloat;
+            }
             break;
         case WMSOAPStructMember::SOAPDataMember::SOAP_STRING:
-            out << '"' << Utf8(member.StringValue()) << '"';
+            out << '"' << (exact ? Escaped(member.StringValue()) : Utf8(member.StringValue()))
+                << '"';
             break;
         case WMSOAPStructMember::SOAPDataMember::SOAP_STRUCT:
-            out << ShowStruct(member.StructValue());
+            out << ShowStruct(member.StructValue(), exact);
             break;
         case WMSOAPStructMember::SOAPDataMember::SOAP_ARRAY: {
             out << "[";
             bool first = true;
             for (const WMSOAPStructType& item : member.ArrayValue()) {
-                out << (first ? "" : ",") << ShowStruct(item);
+                out << (first ? "" : ",") << ShowStruct(item, exact);
                 first = false;
             }
             out << "]";
@@ -73,18 +100,13 @@ inline std::string Show(const WMSOAPStructMember& constMember) {
     return out.str();
 }
 
-// Where two values first differ, "" when they are the same kind and value throughout: doubles
-// bit for bit (so -0 is not 0) with any NaN equal to any NaN; member names count below the top.
+// "" when two values are the same kind and value throughout: doubles bit for bit (so -0 is not
+// 0) with any NaN equal to any NaN; member names count below the top. Else both values, exactly.
 inline std::string Difference(const WMSOAPStructMember& expected, const WMSOAPStructMember& actual,
-                              const std::string& path = "value");
-
-inline std::string Exact(WMSOAPStructMember value) {
-    if (value.GetDataType() != WMSOAPStructMember::SOAPDataMember::SOAP_DOUBLE) {
-        return Show(value);
-    }
-    char text[40];
-    std::snprintf(text, sizeof text, "%.17g", value.DoubleValue());
-    return text;
+                              const std::string& what = "value") {
+    const std::string want = Show(expected, true);
+    const std::string got = Show(actual, true);
+    return want == got ? "" : what + ": expected " + want + ", got " + got;
 }
 
 inline std::vector<std::pair<WMString, WMSOAPStructMember>> MembersOf(
@@ -98,73 +120,6 @@ inline std::vector<std::pair<WMString, WMSOAPStructMember>> MembersOf(
         members.emplace_back(name, member);
     }
     return members;
-}
-
-inline std::string StructDifference(const WMSOAPStructType& expectedStruct,
-                                    const WMSOAPStructType& actualStruct, const std::string& path) {
-    const auto expected = MembersOf(expectedStruct);
-    const auto actual = MembersOf(actualStruct);
-    if (expected.size() != actual.size()) {
-        return path + ": " + std::to_string(expected.size()) + " members expected, " +
-               std::to_string(actual.size()) + " came back";
-    }
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        const std::string where = path + "." + Utf8(expected[i].first);
-        std::string difference =
-            expected[i].first != actual[i].first
-                ? where + ": member named " + Utf8(actual[i].first) + " came back"
-                : Difference(expected[i].second, actual[i].second, where);
-        if (!difference.empty()) {
-            return difference;
-        }
-    }
-    return "";
-}
-
-inline std::string Difference(const WMSOAPStructMember& expectedConst,
-                              const WMSOAPStructMember& actualConst, const std::string& path) {
-    using Kind = WMSOAPStructMember::SOAPDataMember::DATATYPE;
-    WMSOAPStructMember expected = expectedConst;
-    WMSOAPStructMember actual = actualConst;
-    bool same = expected.GetDataType() == actual.GetDataType();
-    if (same) {
-        switch (expected.GetDataType()) {
-            case Kind::SOAP_LONG:
-                same = expected.LongValue() == actual.LongValue();
-                break;
-            case Kind::SOAP_DOUBLE: {
-                const double x = expected.DoubleValue();
-                const double y = actual.DoubleValue();
-                same = std::isnan(x) || std::isnan(y) ? std::isnan(x) && std::isnan(y)
-                                                      : std::memcmp(&x, &y, sizeof x) == 0;
-                break;
-            }
-            case Kind::SOAP_STRING:
-                same = expected.StringValue() == actual.StringValue();
-                break;
-            case Kind::SOAP_STRUCT:
-                return StructDifference(expected.StructValue(), actual.StructValue(), path);
-            case Kind::SOAP_ARRAY: {
-                const auto& items = expected.ArrayValue();
-                const auto& got = actual.ArrayValue();
-                if (items.size() != got.size()) {
-                    return path + ": " + std::to_string(items.size()) + " items expected, " +
-                           std::to_string(got.size()) + " came back";
-                }
-                for (std::size_t i = 0; i < items.size(); ++i) {
-                    std::string difference =
-                        StructDifference(items[i], got[i], path + "[" + std::to_string(i) + "]");
-                    if (!difference.empty()) {
-                        return difference;
-                    }
-                }
-                return "";
-            }
-            default:
-                break;
-        }
-    }
-    return same ? "" : path + ": expected " + Exact(expected) + ", got " + Exact(actual);
 }
 
 // Every byte value once, as callers hold binary data: one character per byte.

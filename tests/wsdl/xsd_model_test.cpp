@@ -6,6 +6,8 @@
 #include "wsdl/xsd_binding.h"
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace corvane::test {
 namespace {
@@ -68,129 +70,36 @@ std::string Structure(const std::string& schema, const std::string& schemaAttrib
     return printed;
 }
 
-struct Case {
-    const char* what;
-    const char* schema;
-    const char* attributes;
-    const char* expected;
-};
+// The rows of one section of tests/data/expected/wsdl/xsd_cases.txt.
+std::vector<TableRow> Rows(const std::string& section) {
+    std::vector<TableRow> rows;
+    for (TableRow& row : ReadTable("expected/wsdl/xsd_cases.txt")) {
+        if (row.section == section) {
+            rows.push_back(std::move(row));
+        }
+    }
+    return rows;
+}
+
+std::string Text(const std::string& cell) {
+    return Narrow(Unescape(cell));
+}
 
 TEST(XsdModel, ConstructsPrintAsTheirStructure) {
-    const Case cases[] = {
-        {"sequence, occurrence, nillable, unqualified locals by default",
-         "<xs:element name='root'><xs:complexType><xs:sequence>"
-         "<xs:element name='a' type='xs:string' minOccurs='0'/>"
-         "<xs:element name='b' type='xs:int' maxOccurs='unbounded' nillable='true'/>"
-         "<xs:element name='c' type='xs:int' minOccurs='2' maxOccurs='5'/>"
-         "</xs:sequence></xs:complexType></xs:element>",
-         "",
-         "t:root: (anonymous)\n  a: xs:string [0..1]\n  b: xs:int [1..*] nillable\n"
-         "  c: xs:int [2..5]\n"},
-        {"qualified by default, form overrides both ways, attribute forms",
-         "<xs:element name='root'><xs:complexType><xs:sequence>"
-         "<xs:element name='q' type='xs:string'/>"
-         "<xs:element name='u' type='xs:string' form='unqualified'/>"
-         "</xs:sequence><xs:attribute name='x' type='xs:int'/>"
-         "<xs:attribute name='y' type='xs:int' form='qualified' use='required'/>"
-         "</xs:complexType></xs:element>",
-         " elementFormDefault='qualified'",
-         "t:root: (anonymous)\n  @x: xs:int\n  @t:y: xs:int required\n  t:q: xs:string\n"
-         "  u: xs:string\n"},
-        {"choice and all, nested groups keep their occurrence",
-         "<xs:element name='root'><xs:complexType><xs:sequence>"
-         "<xs:element name='a' type='xs:int'/>"
-         "<xs:choice minOccurs='0'><xs:element name='b' type='xs:int'/>"
-         "<xs:sequence maxOccurs='3'><xs:element name='c' type='xs:int'/></xs:sequence>"
-         "</xs:choice></xs:sequence></xs:complexType></xs:element>"
-         "<xs:element name='other'><xs:complexType><xs:all>"
-         "<xs:element name='z' type='xs:int'/></xs:all></xs:complexType></xs:element>",
-         "",
-         "t:root: (anonymous)\n  a: xs:int\n  choice [0..1]\n    b: xs:int\n"
-         "    sequence [1..3]\n      c: xs:int\n"},
-        {"extension puts the base's members and attributes first",
-         "<xs:complexType name='base'><xs:sequence><xs:element name='a' type='xs:int'/>"
-         "</xs:sequence><xs:attribute name='id' type='xs:ID'/></xs:complexType>"
-         "<xs:complexType name='derived'><xs:complexContent><xs:extension base='tns:base'>"
-         "<xs:sequence><xs:element name='b' type='xs:int'/></xs:sequence>"
-         "<xs:attribute name='rev' type='xs:int'/></xs:extension></xs:complexContent>"
-         "</xs:complexType><xs:element name='root' type='tns:derived'/>",
-         "",
-         "t:root: t:derived (extends t:base)\n  @id: xs:ID\n  @rev: xs:int\n"
-         "  sequence\n    a: xs:int\n  sequence\n    b: xs:int\n"},
-        {"restriction restates the content and can prohibit an attribute",
-         "<xs:complexType name='base'><xs:sequence><xs:element name='a' type='xs:int'/>"
-         "<xs:element name='b' type='xs:int' minOccurs='0'/></xs:sequence>"
-         "<xs:attribute name='x' type='xs:int'/><xs:attribute name='y' type='xs:int'/>"
-         "</xs:complexType><xs:element name='root'><xs:complexType><xs:complexContent>"
-         "<xs:restriction base='tns:base'><xs:sequence><xs:element name='a' type='xs:int'/>"
-         "</xs:sequence><xs:attribute name='y' use='prohibited'/></xs:restriction>"
-         "</xs:complexContent></xs:complexType></xs:element>",
-         "", "t:root: (anonymous) (restricts t:base)\n  a: xs:int\n"},
-        {"simple content keeps the text type beside the attributes",
-         "<xs:element name='root'><xs:complexType><xs:simpleContent>"
-         "<xs:extension base='tns:code'><xs:attribute name='lang' type='xs:language'/>"
-         "</xs:extension></xs:simpleContent></xs:complexType></xs:element>"
-         "<xs:simpleType name='code'><xs:restriction base='tns:short'/></xs:simpleType>"
-         "<xs:simpleType name='short'><xs:restriction base='xs:token'/></xs:simpleType>",
-         "", "t:root: (anonymous) (extends t:code) (text xs:token)\n  @lang: xs:language\n"},
-        {"simple types: restriction chains to the built-in type, enumerations, list, union",
-         "<xs:simpleType name='colour'><xs:restriction base='tns:name'>"
-         "<xs:enumeration value='red'/><xs:enumeration value='green'/></xs:restriction>"
-         "</xs:simpleType><xs:simpleType name='name'><xs:restriction base='xs:string'/>"
-         "</xs:simpleType><xs:element name='root'><xs:complexType><xs:sequence>"
-         "<xs:element name='c' type='tns:colour'/>"
-         "<xs:element name='l'><xs:simpleType><xs:list itemType='xs:int'/></xs:simpleType>"
-         "</xs:element><xs:element name='u'><xs:simpleType>"
-         "<xs:union memberTypes='xs:int xs:date'/></xs:simpleType></xs:element>"
-         "</xs:sequence></xs:complexType></xs:element>",
-         "",
-         "t:root: (anonymous)\n  c: t:colour (xs:string: red | green)\n"
-         "  l: (anonymous) (list)\n  u: (anonymous) (union)\n"},
-        {"refs take the global's qualified name; groups and attribute groups expand in place",
-         "<xs:element name='g' type='xs:string'/>"
-         "<xs:attribute name='ga' type='xs:int'/>"
-         "<xs:group name='pair'><xs:sequence><xs:element name='p' type='xs:int'/>"
-         "<xs:element ref='tns:g'/></xs:sequence></xs:group>"
-         "<xs:attributeGroup name='common'><xs:attribute ref='tns:ga'/>"
-         "<xs:attribute ref='xml:lang'/></xs:attributeGroup>"
-         "<xs:element name='root'><xs:complexType><xs:sequence>"
-         "<xs:element ref='tns:g' minOccurs='0'/><xs:group ref='tns:pair' maxOccurs='2'/>"
-         "</xs:sequence><xs:attributeGroup ref='tns:common'/></xs:complexType></xs:element>",
-         "",
-         "t:root: (anonymous)\n  @t:ga: xs:int\n"
-         "  @{http://www.w3.org/XML/1998/namespace}lang: xs:string\n"
-         "  t:g: xs:string [0..1]\n  sequence [1..2]\n    p: xs:int\n    t:g: xs:string\n"},
-        {"any and anyAttribute are kept as such",
-         "<xs:element name='root'><xs:complexType><xs:sequence>"
-         "<xs:any namespace='##other' processContents='lax' minOccurs='0' "
-         "maxOccurs='unbounded'/><xs:any/></xs:sequence><xs:anyAttribute/></xs:complexType>"
-         "</xs:element>",
-         "", "t:root: (anonymous)\n  @any\n  any ##other [0..*]\n  any ##any\n"},
-        {"SOAP-encoded arrays by wsdl:arrayType, with dimensions and arrays of arrays",
-         "<xs:complexType name='ints'><xs:complexContent><xs:restriction base='enc:Array'>"
-         "<xs:attribute ref='enc:arrayType' wsdl:arrayType='xs:int[,]'/></xs:restriction>"
-         "</xs:complexContent></xs:complexType>"
-         "<xs:complexType name='nested'><xs:complexContent><xs:restriction base='enc:Array'>"
-         "<xs:attribute ref='enc:arrayType' wsdl:arrayType='tns:ints[][]'/>"
-         "</xs:restriction></xs:complexContent></xs:complexType>"
-         "<xs:element name='root'><xs:complexType><xs:sequence>"
-         "<xs:element name='m' type='tns:ints'/><xs:element name='n' type='tns:nested'/>"
-         "</xs:sequence></xs:complexType></xs:element>",
-         "",
-         "t:root: (anonymous)\n  m: t:ints (array of xs:int, 2 dimensions)\n"
-         "  n: t:nested (array of t:ints[])\n"},
-        {"a recursive type stops at its second appearance on a path",
-         "<xs:complexType name='node'><xs:sequence><xs:element name='v' type='xs:int'/>"
-         "<xs:element name='next' type='tns:node' minOccurs='0'/></xs:sequence>"
-         "</xs:complexType><xs:element name='root' type='tns:node'/>",
-         "", "t:root: t:node\n  v: xs:int\n  next: t:node [0..1] (recursive)\n"},
-        {"an element without a type is anyType", "<xs:element name='root'/>", "",
-         "t:root: xs:anyType\n"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        EXPECT_EQ(Structure(c.schema, c.attributes), c.expected);
+    for (const TableRow& row : ReadTable("expected/wsdl/xsd_structures.txt")) {
+        EXPECT_EQ(Structure(Text(row.input)), Text(row.expected))
+            << row.section << " " << row.where;
     }
+    // Qualified by default; form overrides it both ways, for elements and attributes.
+    EXPECT_EQ(Structure("<xs:element name='root'><xs:complexType><xs:sequence>"
+                        "<xs:element name='q' type='xs:string'/>"
+                        "<xs:element name='u' type='xs:string' form='unqualified'/>"
+                        "</xs:sequence><xs:attribute name='x' type='xs:int'/>"
+                        "<xs:attribute name='y' type='xs:int' form='qualified' use='required'/>"
+                        "</xs:complexType></xs:element>",
+                        " elementFormDefault='qualified'"),
+              "t:root: (anonymous)\n  @x: xs:int\n  @t:y: xs:int required\n  t:q: xs:string\n"
+              "  u: xs:string\n");
 }
 
 TEST(XsdModel, HostileAndBrokenSchemasFailNamingTheCause) {
@@ -214,50 +123,11 @@ TEST(XsdModel, HostileAndBrokenSchemasFailNamingTheCause) {
         "<xs:group name='g20'><xs:sequence><xs:element name='x' type='xs:int'/>"
         "</xs:sequence></xs:group><xs:element name='root'><xs:complexType>"
         "<xs:group ref='tns:g0'/></xs:complexType></xs:element>";
-    const std::pair<std::string, std::string> cases[] = {
-        {"<xs:element name='root' type='tns:nope'/>", "unknown type {urn:t}nope (in mem.wsdl)"},
-        {"<xs:element name='root' type='xs:strnig'/>", "unknown type " + kXS + "strnig"},
-        {"<xs:element name='root'><xs:complexType><xs:sequence><xs:element ref='tns:gone'/>"
-         "</xs:sequence></xs:complexType></xs:element>",
-         "unknown element {urn:t}gone"},
-        {"<xs:element name='root'><xs:complexType><xs:group ref='tns:none'/></xs:complexType>"
-         "</xs:element>",
-         "unknown group {urn:t}none"},
-        {"<xs:complexType name='r'><xs:attributeGroup ref='tns:none'/></xs:complexType>",
-         "unknown attribute group {urn:t}none"},
-        {"<xs:complexType name='r'><xs:attribute ref='tns:none'/></xs:complexType>",
-         "unknown attribute {urn:t}none"},
-        {"<xs:complexType name='a'><xs:complexContent><xs:extension base='tns:b'/>"
-         "</xs:complexContent></xs:complexType><xs:complexType name='b'><xs:complexContent>"
-         "<xs:extension base='tns:a'/></xs:complexContent></xs:complexType>",
-         "is derived from itself"},
-        {"<xs:complexType name='a'><xs:sequence><xs:element name='e'><xs:complexType>"
-         "<xs:complexContent><xs:extension base='tns:a'/></xs:complexContent></xs:complexType>"
-         "</xs:element></xs:sequence></xs:complexType>",
-         "type {urn:t}a is derived from itself or from within itself"},
-        {"<xs:group name='g'><xs:sequence><xs:group ref='tns:g'/></xs:sequence></xs:group>"
-         "<xs:element name='root'><xs:complexType><xs:group ref='tns:g'/></xs:complexType>"
-         "</xs:element>",
-         "group {urn:t}g contains itself"},
-        {"<xs:attributeGroup name='g'><xs:attributeGroup ref='tns:g'/></xs:attributeGroup>"
-         "<xs:complexType name='r'><xs:attributeGroup ref='tns:g'/></xs:complexType>",
-         "attribute group {urn:t}g contains itself"},
-        {deep, "nested more than 64 deep"},
-        {doubling, "more than 200000 particles"},
-        {"<xs:element name='root'><xs:complexType><xs:sequence>"
-         "<xs:element name='a' type='xs:int' maxOccurs='-1'/></xs:sequence></xs:complexType>"
-         "</xs:element>",
-         "bad maxOccurs '-1'"},
-        {"<xs:element name='root'><xs:complexType><xs:sequence>"
-         "<xs:element name='a' type='xs:int' minOccurs='3' maxOccurs='2'/></xs:sequence>"
-         "</xs:complexType></xs:element>",
-         "maxOccurs below minOccurs"},
-        {"<xs:element name='root' type='nope:x'/>", "undeclared prefix in 'nope:x'"},
-        {"<xs:element type='xs:int'/>", "a global element has no name"},
-        {"<xs:element name='root'><xs:complexType><xs:sequence>", "not well-formed XML at line"},
-        {"<xs:import schemaLocation='http://example.test/a.xsd'/>",
-         "cannot fetch http://example.test/a.xsd: no HTTP fetch was given"},
-    };
+    std::vector<std::pair<std::string, std::string>> cases = {
+        {deep, "nested more than 64 deep"}, {doubling, "more than 200000 particles"}};
+    for (const TableRow& row : Rows("schema")) {
+        cases.emplace_back(Text(row.input), Text(row.expected));
+    }
     for (const auto& [schema, message] : cases) {
         SCOPED_TRACE(schema.substr(0, 120));
         std::string error;
@@ -470,34 +340,17 @@ TEST(XsdBindingView, JavaAndDotNetStyles) {
 
 TEST(XsdBindingView, WrappedNeedsAPlainSequenceNamedLikeTheOperation) {
     // One operation per shape of the input wrapper; the output is always a plain wrapper.
-    const std::pair<const char*, bool> shapes[] = {
-        {"<xs:element name='op'><xs:complexType><xs:sequence>"
-         "<xs:element name='a' type='xs:int'/></xs:sequence></xs:complexType></xs:element>",
-         true},
-        {"<xs:element name='op'><xs:complexType/></xs:element>", true},
-        {"<xs:element name='other'><xs:complexType/></xs:element>", false},
-        {"<xs:element name='op'><xs:complexType><xs:sequence>"
-         "<xs:element name='a' type='xs:int'/></xs:sequence><xs:attribute name='x'/>"
-         "</xs:complexType></xs:element>",
-         false},
-        {"<xs:element name='op'><xs:complexType><xs:choice>"
-         "<xs:element name='a' type='xs:int'/></xs:choice></xs:complexType></xs:element>",
-         false},
-        {"<xs:element name='op'><xs:complexType><xs:sequence><xs:any/></xs:sequence>"
-         "</xs:complexType></xs:element>",
-         false},
-        {"<xs:element name='op' type='xs:string'/>", false},
-    };
-    for (const auto& [wrapper, wrapped] : shapes) {
-        SCOPED_TRACE(wrapper);
-        const std::string name =
-            std::string(wrapper).find("'other'") != std::string::npos ? "other" : "op";
+    for (const TableRow& row : Rows("wrapped")) {
+        const std::string wrapper = Text(row.input);
+        const bool wrapped = row.expected == "true";
+        SCOPED_TRACE(row.where);
+        const std::string name = wrapper.find("'other'") != std::string::npos ? "other" : "op";
         const std::string text =
             "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/'"
             " xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:tns='urn:t'"
             " xmlns:soap12='http://schemas.xmlsoap.org/wsdl/soap12/' targetNamespace='urn:t'>"
             "<types><xs:schema targetNamespace='urn:t'>" +
-            std::string(wrapper) +
+            wrapper +
             "<xs:element name='opResult'><xs:complexType><xs:sequence/></xs:complexType>"
             "</xs:element></xs:schema></types>"
             "<message name='in'><part name='p' element='tns:" +
@@ -520,19 +373,10 @@ TEST(XsdBindingView, WrappedNeedsAPlainSequenceNamedLikeTheOperation) {
 }
 
 TEST(XsdBindingView, UnknownWsdlReferencesNameTheQName) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"<portType name='pt'><operation name='op'><input message='tns:gone'/></operation>"
-         "</portType><binding name='b' type='tns:pt'><soap:binding/><operation name='op'>"
-         "<input><soap:body use='literal'/></input></operation></binding>",
-         "unknown message {urn:t}gone (in mem.wsdl)"},
-        {"<binding name='b' type='tns:none'><soap:binding/></binding>",
-         "binding {urn:t}b names unknown port type {urn:t}none"},
-        {"<portType name='pt'/><binding name='b' type='tns:pt'><soap:binding/>"
-         "<operation name='op'/></binding>",
-         "port type {urn:t}pt has no operation op"},
-    };
-    for (const auto& [body, message] : cases) {
-        SCOPED_TRACE(body);
+    for (const TableRow& row : Rows("binding")) {
+        const std::string body = Text(row.input);
+        const std::string message = Text(row.expected);
+        SCOPED_TRACE(row.where);
         std::string error;
         auto model = Load(
             "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/'"

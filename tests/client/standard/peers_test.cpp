@@ -100,6 +100,12 @@ Row Echo(const char* label, WMString const& part, M const& sent) {
     return Echo(label, part, sent, sent);
 }
 
+// An operation of group B: its inputs, return value and output parameters.
+Row GroupB(const char* label, WMString const& operation, std::vector<M> inputs, M expected,
+           std::vector<M> outputs = {}) {
+    return {label, true, operation, std::move(inputs), std::move(expected), std::move(outputs)};
+}
+
 std::vector<Row> const& Table() {
     static std::vector<Row> const rows = [] {
         double const inf = HUGE_VAL;
@@ -108,6 +114,9 @@ std::vector<Row> const& Table() {
         nested.SetMember(u"varStruct", plain);
         WMSOAPStructType withArray = SOAPStruct(u"", 0, 1.5);
         withArray.SetMember(u"varArray", Items({M(u"", kText), M(u"", WMString())}));
+        std::vector<WMSOAPStructType> const grid =
+            Items({M(u"", WMString(u"a")), M(u"", kText), M(u"", WMString(u"c")),
+                   M(u"", WMString(u"d"))});
         std::vector<Row> table = {
             Echo("string", u"String", M(u"", kText)),
             Echo("string markup", u"String", M(u"", WMString(u"<a href=\"x\">&amp;'</a>"))),
@@ -148,39 +157,20 @@ std::vector<Row> const& Table() {
             Echo("struct array", u"StructArray",
                  M(u"", Items({M(u"", plain), M(u"", SOAPStruct(u"second", -7, -0.0))}))),
             {"void", false, u"echoVoid", {}, M(), {}},
-            {"struct as simple types",
-             true,
-             u"echoStructAsSimpleTypes",
-             {M(u"inputStruct", plain)},
-             M(),
-             {M(u"outputString", kText), M(u"outputInteger", 2147483647), M(u"outputFloat", 0.5)}},
-            {"simple types as struct",
-             true,
-             u"echoSimpleTypesAsStruct",
-             {M(u"inputString", kText), M(u"inputInteger", -2147483647 - 1),
-              M(u"inputFloat", -0.0)},
-             M(u"return", SOAPStruct(kText, -2147483647 - 1, -0.0)),
-             {}},
-            {"2D string array",
-             true,
-             u"echo2DStringArray",
-             {M(u"input2DStringArray", Items({M(u"", WMString(u"a")), M(u"", kText),
-                                              M(u"", WMString(u"c")), M(u"", WMString(u"d"))}))},
-             M(u"return", Items({M(u"", WMString(u"a")), M(u"", kText), M(u"", WMString(u"c")),
-                                 M(u"", WMString(u"d"))})),
-             {}},
-            {"nested struct",
-             true,
-             u"echoNestedStruct",
-             {M(u"inputStruct", nested)},
-             M(u"return", nested),
-             {}},
-            {"nested array",
-             true,
-             u"echoNestedArray",
-             {M(u"inputStruct", withArray)},
-             M(u"return", withArray),
-             {}},
+            GroupB("struct as simple types", u"echoStructAsSimpleTypes", {M(u"inputStruct", plain)},
+                   M(),
+                   {M(u"outputString", kText), M(u"outputInteger", 2147483647),
+                    M(u"outputFloat", 0.5)}),
+            GroupB("simple types as struct", u"echoSimpleTypesAsStruct",
+                   {M(u"inputString", kText), M(u"inputInteger", -2147483647 - 1),
+                    M(u"inputFloat", -0.0)},
+                   M(u"return", SOAPStruct(kText, -2147483647 - 1, -0.0))),
+            GroupB("2D string array", u"echo2DStringArray", {M(u"input2DStringArray", grid)},
+                   M(u"return", grid)),
+            GroupB("nested struct", u"echoNestedStruct", {M(u"inputStruct", nested)},
+                   M(u"return", nested)),
+            GroupB("nested array", u"echoNestedArray", {M(u"inputStruct", withArray)},
+                   M(u"return", withArray)),
         };
         return table;
     }();

@@ -63,29 +63,18 @@ TEST_F(WireTlsClient, FetchesAndCallsOverVerifiedTls) {
 }
 
 TEST_F(WireTlsClient, RefusesEachBadCertificateWithItsReason) {
-    struct Case {
-        const char* server;
-        const char* reason;
-    };
-    const Case cases[] = {
-        {"self", "the certificate is self-signed"},
-        {"expired", "the certificate has expired"},
-        {"wronghost", "the certificate is not for host localhost"},
-        {"unknown", "the certificate's issuer is unknown"},
-        {"clientauth", "certificate required"},
-    };
-    for (const Case& c : cases) {
+    for (const TableRow& row : ReadTable("expected/net/bad_certificates.txt")) {
+        const std::string& server = row.input;
+        const std::string& reason = row.expected;
         // Refused by the call, the description having come over plain HTTP ...
-        Outcome outcome = Swap(Via(c.server));
-        ASSERT_TRUE(outcome.initialized) << c.server << ": " << outcome.text;
-        EXPECT_FALSE(outcome.called) << c.server;
-        EXPECT_NE(outcome.text.find(c.reason), std::string::npos)
-            << c.server << ": " << outcome.text;
+        Outcome outcome = Swap(Via(server));
+        ASSERT_TRUE(outcome.initialized) << server << ": " << outcome.text;
+        EXPECT_FALSE(outcome.called) << server;
+        EXPECT_NE(outcome.text.find(reason), std::string::npos) << server << ": " << outcome.text;
         // ... and by the fetch of the description.
-        outcome = Swap(peers->Url(c.server, "/calls.wsdl", "localhost"));
-        EXPECT_FALSE(outcome.initialized) << c.server;
-        EXPECT_NE(outcome.text.find(c.reason), std::string::npos)
-            << c.server << ": " << outcome.text;
+        outcome = Swap(peers->Url(server, "/calls.wsdl", "localhost"));
+        EXPECT_FALSE(outcome.initialized) << server;
+        EXPECT_NE(outcome.text.find(reason), std::string::npos) << server << ": " << outcome.text;
     }
 }
 

@@ -37,39 +37,17 @@ protected:
 };
 
 TEST(WireUrl, ReadsSchemeHostPortAndTarget) {
-    struct Case {
-        const char* text;
-        bool ok;
-        bool tls;
-        const char* host;
-        int port;
-        const char* target;
-    };
-    const Case cases[] = {
-        {"http://h", true, false, "h", 80, "/"},
-        {"HTTPS://h.example:8443/a/b?x=1#frag", true, true, "h.example", 8443, "/a/b?x=1"},
-        {"https://h", true, true, "h", 443, "/"},
-        {"http://u:p@h:81?q", true, false, "h", 81, "/?q"},
-        {"ftp://h/", false, false, "", 0, ""},
-        {"h:80/x", false, false, "", 0, ""},
-        {"http://h:0/", false, false, "", 0, ""},
-        {"http://h:65536/", false, false, "", 0, ""},
-        {"http://h:8x/", false, false, "", 0, ""},
-        {"http:///x", false, false, "", 0, ""},
-        {"http://h/a b", false, false, "", 0, ""},
-    };
-    for (const Case& c : cases) {
+    for (const corvane::test::TableRow& row :
+         corvane::test::ReadTable("expected/net/wire_urls.txt")) {
         WireUrl url;
         std::string error;
-        ASSERT_EQ(corvane::detail::ParseWireUrl(c.text, url, error), c.ok) << c.text;
-        if (c.ok) {
-            EXPECT_EQ(url.tls, c.tls) << c.text;
-            EXPECT_EQ(url.host, c.host) << c.text;
-            EXPECT_EQ(url.port, c.port) << c.text;
-            EXPECT_EQ(url.target, c.target) << c.text;
-        } else {
-            EXPECT_FALSE(error.empty()) << c.text;
-        }
+        const bool ok = corvane::detail::ParseWireUrl(row.input, url, error);
+        EXPECT_EQ(ok ? (url.tls ? "https " : "http ") + url.host + " " + std::to_string(url.port) +
+                           " " + url.target
+                     : "refused",
+                  row.expected)
+            << row.where;
+        EXPECT_EQ(ok, error.empty()) << row.where;
     }
 }
 
@@ -227,25 +205,13 @@ TEST_F(Wire, AnswerAboveTheLimitFailsWhateverItsFraming) {
 }
 
 TEST_F(Wire, VerifiesTheServerCertificate) {
-    struct Case {
-        const char* server;
-        const char* host;
-        const char* expected;  // the start of the body, or of the error
-    };
-    const Case cases[] = {
-        {"tls", "localhost", "conn="},
-        {"tls", "127.0.0.1", "conn="},
-        {"self", "localhost", "the certificate is self-signed"},
-        {"expired", "localhost", "the certificate has expired"},
-        {"wronghost", "localhost", "the certificate is not for host localhost"},
-        {"unknown", "localhost", "the certificate's issuer is unknown"},
-        {"clientauth", "localhost", "certificate required"},
-    };
-    for (const Case& c : cases) {
-        const std::string got = Call(peers->Url(c.server, "/conn", c.host));
-        EXPECT_NE(got.find(c.expected), std::string::npos) << c.server << ": " << got;
+    EXPECT_EQ(Call(peers->Url("tls", "/conn", "127.0.0.1")).substr(0, 5), "conn=");
+    for (const corvane::test::TableRow& row :
+         corvane::test::ReadTable("expected/net/bad_certificates.txt")) {
+        const std::string got = Call(peers->Url(row.input, "/conn", "localhost"));
+        EXPECT_NE(got.find(row.expected), std::string::npos) << row.input << ": " << got;
         if (got.rfind("error: TLS: the certificate", 0) == 0) {
-            EXPECT_NE(got.find(peers->Url(c.server, "", c.host).substr(8) + " was refused"),
+            EXPECT_NE(got.find(peers->Url(row.input, "", "localhost").substr(8) + " was refused"),
                       std::string::npos)
                 << got;
         }

@@ -14,59 +14,31 @@
 #include <ctime>
 #include <thread>
 
-int i__echoString(soap*, std::string input, std::string& output) {
-    output = input;
-    return SOAP_OK;
-}
-int i__echoStringArray(soap*, ArrayOfstring* input, i__echoStringArrayResponse& output) {
-    output.outputStringArray = input;
-    return SOAP_OK;
-}
-int i__echoInteger(soap*, int input, int& output) {
-    output = input;
-    return SOAP_OK;
-}
-int i__echoIntegerArray(soap*, ArrayOfint* input, i__echoIntegerArrayResponse& output) {
-    output.outputIntegerArray = input;
-    return SOAP_OK;
-}
-int i__echoFloat(soap*, float input, float& output) {
-    output = input;
-    return SOAP_OK;
-}
-int i__echoFloatArray(soap*, ArrayOffloat* input, i__echoFloatArrayResponse& output) {
-    output.outputFloatArray = input;
-    return SOAP_OK;
-}
-int i__echoStruct(soap*, s__SOAPStruct* input, i__echoStructResponse& output) {
-    output.outputStruct = input;
-    return SOAP_OK;
-}
-int i__echoStructArray(soap*, ArrayOfSOAPStruct* input, i__echoStructArrayResponse& output) {
-    output.outputStructArray = input;
-    return SOAP_OK;
-}
+// Most operations hand their input back as the output, or as the response's one member.
+#define ECHO(op, In, Out, output)                     \
+    int i__echo##op(soap*, In input, Out& response) { \
+        output = input;                               \
+        return SOAP_OK;                               \
+    }
+ECHO(String, std::string, std::string, response)
+ECHO(StringArray, ArrayOfstring*, i__echoStringArrayResponse, response.outputStringArray)
+ECHO(Integer, int, int, response)
+ECHO(IntegerArray, ArrayOfint*, i__echoIntegerArrayResponse, response.outputIntegerArray)
+ECHO(Float, float, float, response)
+ECHO(FloatArray, ArrayOffloat*, i__echoFloatArrayResponse, response.outputFloatArray)
+ECHO(Struct, s__SOAPStruct*, i__echoStructResponse, response.outputStruct)
+ECHO(StructArray, ArrayOfSOAPStruct*, i__echoStructArrayResponse, response.outputStructArray)
+ECHO(Base64, xsd__base64Binary, xsd__base64Binary, response)
+ECHO(Date, time_t, time_t, response)
+ECHO(HexBinary, xsd__hexBinary, xsd__hexBinary, response)
+ECHO(Decimal, std::string, std::string, response)
+ECHO(Boolean, bool, bool, response)
+ECHO(2DStringArray, ArrayOfString2D*, i__echo2DStringArrayResponse, response._return_)
+ECHO(NestedStruct, s__SOAPStructStruct*, i__echoNestedStructResponse, response._return_)
+ECHO(NestedArray, s__SOAPArrayStruct*, i__echoNestedArrayResponse, response._return_)
+#undef ECHO
+
 int i__echoVoid(soap*, i__echoVoidResponse&) {
-    return SOAP_OK;
-}
-int i__echoBase64(soap*, xsd__base64Binary input, xsd__base64Binary& output) {
-    output = input;
-    return SOAP_OK;
-}
-int i__echoDate(soap*, time_t input, time_t& output) {
-    output = input;
-    return SOAP_OK;
-}
-int i__echoHexBinary(soap*, xsd__hexBinary input, xsd__hexBinary& output) {
-    output = input;
-    return SOAP_OK;
-}
-int i__echoDecimal(soap*, std::string input, std::string& output) {
-    output = input;
-    return SOAP_OK;
-}
-int i__echoBoolean(soap*, bool input, bool& output) {
-    output = input;
     return SOAP_OK;
 }
 int i__echoStructAsSimpleTypes(soap*, s__SOAPStruct* input,
@@ -84,18 +56,6 @@ int i__echoSimpleTypesAsStruct(soap* context, std::string text, int number, floa
     output._return_->varString = text;
     output._return_->varInt = number;
     output._return_->varFloat = real;
-    return SOAP_OK;
-}
-int i__echo2DStringArray(soap*, ArrayOfString2D* input, i__echo2DStringArrayResponse& output) {
-    output._return_ = input;
-    return SOAP_OK;
-}
-int i__echoNestedStruct(soap*, s__SOAPStructStruct* input, i__echoNestedStructResponse& output) {
-    output._return_ = input;
-    return SOAP_OK;
-}
-int i__echoNestedArray(soap*, s__SOAPArrayStruct* input, i__echoNestedArrayResponse& output) {
-    output._return_ = input;
     return SOAP_OK;
 }
 

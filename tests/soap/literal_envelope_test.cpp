@@ -1,0 +1,164 @@
+// Responses of the three literal styles read into return value, outputs, header entries and a
+// typed fault, in both SOAP versions.
+#include <gtest/gtest.h>
+
+#include "soap/literal_envelope.h"
+#include "support/support.h"
+
+#include <string>
+
+namespace corvane::test {
+namespace {
+
+namespace xsd = corvane::detail::xsd;
+using corvane::detail::LiteralAnswer;
+using corvane::detail::LiteralPort;
+
+// One operation `op` in each style; its messages and the schema (namespace urn:t, qualified).
+std::string Wsdl(const std::string& style, const std::string& soap) {
+    std::string const body =
+        style == "rpc" ? "<s:body use='literal' namespace='urn:rpc'/>" : "<s:body use='literal'/>";
+    std::string const parts = style == "rpc"
+                                  ? "<part name='result' type='xs:int'/><part name='note' "
+                                    "type='xs:string'/>"
+                                  : "<part name='result' element='t:result'/>"
+                                    "<part name='note' element='t:note'/>";
+    return "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/' xmlns:s='" + soap +
+           "' xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:t='urn:t' targetNamespace='urn:t'>"
+           "<types><xs:schema targetNamespace='urn:t' elementFormDefault='qualified'>"
+           "<xs:element name='result' type='xs:int'/><xs:element name='note' type='xs:string'/>"
+           "<xs:element name='session' type='xs:long'/>"
+           "<xs:element name='oops'><xs:complexType><xs:sequence>"
+           "<xs:element name='code' type='xs:int'/></xs:sequence></xs:complexType></xs:element>"
+           "</xs:schema></types>"
+           "<message name='in'/><message name='out'>" +
+           parts +
+           "</message><message name='h'><part name='h' element='t:session'/></message>"
+           "<message name='f'><part name='f' element='t:oops'/></message>"
+           "<portType name='P'><operation name='op'><input message='t:in'/>"
+           "<output message='t:out'/><fault name='f' message='t:f'/></operation></portType>"
+           "<binding name='B' type='t:P'><s:binding style='" +
+           style + "'/><operation name='op'><s:operation soapAction='urn:op'/><input>" + body +
+           "</input><output>" + body + "<s:header message='t:h' part='h' use='literal'/>" +
+           "</output><fault name='f'><s:fault name='f' use='literal'/></fault></operation>"
+           "</binding><service name='S'><port name='P' binding='t:B'><s:address location="
+           "'http://127.0.0.1/'/></port></service></definitions>";
+}
+
+class LiteralEnvelope : public ::testing::Test {
+protected:
+    const xsd::OperationView& Operation(
+        const std::string& style,
+        const std::string& soap = "http://schemas.xmlsoap.org/wsdl/soap/") {
+        TempDir dir;
+        dir.Write("d.wsdl", Wsdl(style, soap));
+        WMString error;
+        port = LiteralPort::Load(Widen(dir.File("d.wsdl")), u"", u"", {}, error);
+        EXPECT_TRUE(port) << Narrow(error);
+        return *port->Find(u"op");
+    }
+
+    bool Read(const xsd::OperationView& operation, const std::string& envelope,
+              LiteralAnswer& answer, std::string& error) {
+        WMString wideError;
+        bool const ok =
+            corvane::detail::ReadLiteralResponse(operation, Widen(envelope), {}, answer, wideError);
+        error = Narrow(wideError);
+        return ok;
+    }
+
+    std::shared_ptr<const LiteralPort> port;
+};
+
+const std::string k11 = "<e:Envelope xmlns:e='http://schemas.xmlsoap.org/soap/envelope/'>";
+
+TEST_F(LiteralEnvelope, ReadsEachStyleWithTypedHeaders) {
+    std::string const header =
+        "<e:Header><t:session xmlns:t='urn:t'>12345678901</t:session>"
+        "</e:Header>";
+    struct Case {
+        std::string style;
+        std::string body;
+    } const cases[] = {
+        {"document", "<t:result xmlns:t='urn:t'>7</t:result><t:note xmlns:t='urn:t'>n</t:note>"},
+        {"rpc",
+         "<m:opResponse xmlns:m='urn:rpc'><result>7</result><note>n</note>"
+         "</m:opResponse>"},
+    };
+    for (const Case& c : cases) {
+        LiteralAnswer answer;
+        std::string error;
+        ASSERT_TRUE(Read(Operation(c.style),
+                         k11 + header + "<e:Body>" + c.body + "</e:Body></e:Envelope>", answer,
+                         error))
+            << c.style << ": " << error;
+        ASSERT_TRUE(answer.hasReturn);
+        EXPECT_EQ(answer.returnValue.LongValue(), 7);
+        ASSERT_EQ(answer.outputs.size(), 2u);
+        EXPECT_EQ(Narrow(answer.outputs[1].GetName()), "note");
+        EXPECT_EQ(Narrow(answer.outputs[1].StringValue()), "n");
+        ASSERT_EQ(answer.headers.size(), 1u);  // beyond 32 bits: the digits, by the schema
+        EXPECT_EQ(Narrow(answer.headers[0].StringValue()), "12345678901");
+    }
+    LiteralAnswer answer;
+    std::string error;
+    EXPECT_FALSE(Read(Operation("document"),
+                      k11 + "<e:Body><t:result xmlns:t='urn:t'>x</t:result></e:Body></e:Envelope>",
+                      answer, error));
+    EXPECT_EQ(error, "Element 'result': \"x\" is not a valid int (not a whole number).");
+    EXPECT_FALSE(Read(Operation("rpc"),
+                      k11 + "<e:Body><m:r xmlns:m='urn:rpc'><bogus/></m:r></e:Body></e:Envelope>",
+                      answer, error));
+    EXPECT_EQ(error, "Element 'bogus': no part of the response.");
+}
+
+TEST_F(LiteralEnvelope, ReadsFaultsOfBothVersionsWithTypedDetail) {
+    std::string const detail = "<t:oops xmlns:t='urn:t'><t:code>42</t:code></t:oops>";
+    std::string const fault11 = k11 +
+                                "<e:Body><e:Fault><faultcode>e:Client</faultcode>"
+                                "<faultstring>bad</faultstring><detail>" +
+                                detail + "</detail></e:Fault></e:Body></e:Envelope>";
+    std::string const fault12 =
+        "<e:Envelope xmlns:e='http://www.w3.org/2003/05/soap-envelope'><e:Body><e:Fault>"
+        "<e:Code><e:Value>e:Sender</e:Value></e:Code><e:Reason><e:Text xml:lang='en'>bad"
+        "</e:Text></e:Reason><e:Detail>" +
+        detail + "</e:Detail></e:Fault></e:Body></e:Envelope>";
+    for (const auto& [soap, text] :
+         {std::pair{std::string("http://schemas.xmlsoap.org/wsdl/soap/"), fault11},
+          std::pair{std::string("http://schemas.xmlsoap.org/wsdl/soap12/"), fault12}}) {
+        const xsd::OperationView& operation = Operation("document", soap);
+        LiteralAnswer answer;
+        std::string error;
+        ASSERT_TRUE(Read(operation, text, answer, error)) << error;
+        ASSERT_TRUE(answer.isFault);
+        EXPECT_EQ(Narrow(answer.fault.reason), "bad");
+        EXPECT_EQ(Narrow(answer.fault.code).substr(answer.fault.code.size() - 6), "Client");
+        ASSERT_EQ(answer.detail.size(), 1u);
+        WMSOAPStructMember code;
+        ASSERT_TRUE(answer.detail[0].StructValue().GetMember(u"code", code));
+        EXPECT_EQ(code.LongValue(), 42);
+    }
+}
+
+TEST_F(LiteralEnvelope, WritesHeaderEntriesWithTheEnvelopesAttributes) {
+    for (const auto& [soap, expected] :
+         {std::pair{
+              std::string("http://schemas.xmlsoap.org/wsdl/soap/"),
+              std::string("<ns1:token SOAP-ENV:mustUnderstand=\"1\" SOAP-ENV:actor=\"urn:a&amp;b\" "
+                          "xmlns:ns1=\"urn:h\">x</ns1:token>")},
+          std::pair{std::string("http://schemas.xmlsoap.org/wsdl/soap12/"),
+                    std::string("<ns1:token env:mustUnderstand=\"true\" env:role=\"urn:a&amp;b\" "
+                                "xmlns:ns1=\"urn:h\">x</ns1:token>")}}) {
+        std::vector<corvane::detail::LiteralHeader> headers{
+            {WMSOAPStructMember(u"token", u"urn:h", WMString(u"x")), true, u"urn:a&b"}};
+        WMString out;
+        WMString error;
+        ASSERT_TRUE(corvane::detail::WriteLiteralEnvelope(Operation("rpc", soap), false, nullptr,
+                                                          nullptr, 0, headers, {}, out, error))
+            << Narrow(error);
+        EXPECT_NE(Narrow(out).find(expected), std::string::npos) << Narrow(out);
+    }
+}
+
+}  // namespace
+}  // namespace corvane::test

@@ -1,0 +1,224 @@
+#include <corvane/server.h>
+#include <corvane/wsdl.h>
+
+#include <gtest/gtest.h>
+
+#include "soap/deserializer_test_util.h"
+
+namespace {
+
+constexpr char k11[] = "http://schemas.xmlsoap.org/soap/envelope/";
+constexpr char k12[] = "http://www.w3.org/2003/05/soap-envelope";
+
+std::string Envelope(std::string const& body, char const* ns = k11,
+                     std::string const& header = "") {
+    return std::string("<?xml version=\"1.0\"?><e:Envelope xmlns:e=\"") + ns +
+           "\" xmlns:c=\"urn:cases\">" +
+           (header.empty() ? "" : "<e:Header>" + header + "</e:Header>") + "<e:Body>" + body +
+           "</e:Body></e:Envelope>";
+}
+
+std::string const kItem = "<c:item><c:name>n</c:name><c:count>3</c:count></c:item>";
+
+bool Contains(std::string const& text, std::string const& part) {
+    return text.find(part) != std::string::npos;
+}
+
+class LiteralServer : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        WMString const file = u"" CORVANE_TEST_DATA "/literal/server.wsdl";
+        ASSERT_TRUE(cases.Load(file)) << deser_test::Narrow(cases.GetLoadError());
+        ASSERT_TRUE(calc.Load(file, u"Cases", u"CalcPort"));
+    }
+
+    // A call in the document/literal mode on `service`.
+    WMSOAPServerCall Call(WMSOAPLiteralService const& service = cases,
+                          std::size_t maxOccurs = 100000) {
+        WMSOAPServerCall call(deser_test::Round2Base());
+        WMWireOptions wire;
+        wire.standard = true;
+        wire.documentLiteral = true;
+        wire.maxOccurs = maxOccurs;
+        call.SetWireOptions(wire);
+        call.SetLiteralService(service);
+        return call;
+    }
+
+    static WMSOAPLiteralService cases;
+    static WMSOAPLiteralService calc;
+};
+
+WMSOAPLiteralService LiteralServer::cases;
+WMSOAPLiteralService LiteralServer::calc;
+
+TEST_F(LiteralServer, SharedRequestElementIsDispatchedByTheAction) {
+    struct Case {
+        char const* ns;
+        char const* soapAction;
+        char const* contentType;
+        char16_t const* operation;
+    };
+    for (Case const& c :
+         {Case{k11, "\"urn:add\"", "text/xml", u"add"},
+          Case{k11, "urn:remove", "text/xml", u"remove"},
+          // 1.2: the content type's action, whatever a SOAPAction header says.
+          Case{k12, "urn:add", "application/soap+xml; action=\"urn:remove\"", u"remove"}}) {
+        WMSOAPServerCall call = Call();
+        ASSERT_TRUE(call.ReadRequest(Envelope(kItem, c.ns), c.soapAction, c.contentType));
+        EXPECT_EQ(call.GetMethodName(), c.operation);
+        WMSOAPStructMember item;
+        ASSERT_TRUE(call.GetParam(u"item", item));
+        WMSOAPStructMember count;
+        ASSERT_TRUE(item.StructValue().GetMember(u"count", count));
+        EXPECT_EQ(count.LongValue(), 3);
+        ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"total", 4)));
+        std::string body;
+        EXPECT_EQ(call.WriteResponse(body), 200);
+        EXPECT_TRUE(Contains(body, ":total xmlns:")) << body;
+        EXPECT_TRUE(Contains(body, ">4</")) << body;
+        EXPECT_TRUE(Contains(body, c.ns));
+        EXPECT_STREQ(call.GetContentType(), c.ns == k12 ? "application/soap+xml; charset=utf-8"
+                                                        : "text/xml; charset=utf-8");
+    }
+}
+
+TEST_F(LiteralServer, WrappedAnswerHasReturnAndOutParamInSchemaOrder) {
+    WMSOAPServerCall call = Call();
+    ASSERT_TRUE(call.ReadRequest(Envelope("<c:split><c:text>abc</c:text></c:split>", k12,
+                                          "<c:session e:mustUnderstand=\"true\">s1</c:session>"),
+                                 "", "application/soap+xml"));
+    WMSOAPStructMember value;
+    ASSERT_TRUE(call.GetParam(u"text", value));
+    EXPECT_EQ(value.StringValue(), u"abc");
+    EXPECT_FALSE(call.GetParam(u"at", value));  // optional, absent
+    ASSERT_TRUE(call.GetParam(u"session", value));
+    EXPECT_EQ(value.StringValue(), u"s1");
+
+    EXPECT_FALSE(call.SetOutParam(u"head", WMSOAPStructMember(u"x", WMString(u"a"))));
+    ASSERT_TRUE(call.SetOutParam(u"tail", WMSOAPStructMember(u"x", WMString(u"bc"))));
+    ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"x", WMString(u"a"))));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 200);
+    EXPECT_TRUE(Contains(body, "<env:Envelope xmlns:env=\"" + std::string(k12)));
+    EXPECT_TRUE(Contains(body, ":head>a</")) << body;
+    EXPECT_LT(body.find(":head>"), body.find(":tail>bc</"));
+}
+
+TEST_F(LiteralServer, RpcLiteralPartsAreTheWrappersUnqualifiedChildren) {
+    WMSOAPServerCall call = Call(calc);
+    ASSERT_TRUE(call.ReadRequest(Envelope("<s:sum xmlns:s=\"urn:calc\"><a>2</a><b>40</b></s:sum>"),
+                                 "", "text/xml"));
+    WMSOAPStructMember a;
+    WMSOAPStructMember b;
+    ASSERT_TRUE(call.GetParam(u"a", a));
+    ASSERT_TRUE(call.GetParam(u"b", b));
+    call.SetReturnValue(WMSOAPStructMember(u"sum", a.LongValue() + b.LongValue()));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 200);
+    EXPECT_TRUE(Contains(body, "<m:sumResponse xmlns:m=\"urn:calc\"><sum>42</sum></m:sumResponse>"))
+        << body;
+}
+
+TEST_F(LiteralServer, RequestsOutsideTheSchemaGetAFaultNamingTheCause) {
+    struct Case {
+        std::string request;
+        char const* code;
+        char const* reason;
+    };
+    std::string const notUtf8 = Envelope("<c:split><c:text>\xE9</c:text></c:split>");
+    for (Case const& c : {
+             Case{notUtf8, "SOAP-ENV:Client", "not valid UTF-8"},
+             Case{"<e:Envelope", "SOAP-ENV:Client", "not well-formed XML"},
+             Case{"<root/>", "SOAP-ENV:Client", "not a SOAP envelope"},
+             Case{"<e:Envelope xmlns:e=\"urn:other\"/>", "SOAP-ENV:VersionMismatch", "neither"},
+             Case{Envelope(""), "SOAP-ENV:Client", "Body holds no element"},
+             Case{Envelope("<c:nothing/>"), "SOAP-ENV:Client", "'{urn:cases}nothing'"},
+             Case{Envelope("<c:split/>"), "SOAP-ENV:Client", "text"},
+             Case{Envelope("<c:split><c:text/><c:extra/></c:split>"), "SOAP-ENV:Client", "extra"},
+             Case{Envelope("<c:split><c:text/><c:at>x</c:at></c:split>"), "SOAP-ENV:Client",
+                  "'at'"},
+             Case{Envelope(kItem), "SOAP-ENV:Client", "names none of the operations"},
+             Case{Envelope("<c:total>1</c:total>" + kItem), "SOAP-ENV:Client",
+                  "'{urn:cases}total' is not the request"},
+             Case{
+                 Envelope("<c:split><c:text/></c:split>", k11, "<c:other e:mustUnderstand=\"1\"/>"),
+                 "SOAP-ENV:MustUnderstand", "'{urn:cases}other' was not understood"},
+         }) {
+        WMSOAPServerCall call = Call();
+        EXPECT_FALSE(call.ReadRequest(c.request, "urn:nope", "text/xml")) << c.request;
+        std::string body;
+        EXPECT_EQ(call.WriteResponse(body), 500);
+        EXPECT_TRUE(Contains(body, std::string("<faultcode>") + c.code + "</faultcode>")) << body;
+        EXPECT_TRUE(Contains(body, c.reason)) << body;
+    }
+}
+
+TEST_F(LiteralServer, AnswersAndFaultsTheSchemaRefusesOrTypes) {
+    // A return value that is not of its type: a Receiver fault naming the element.
+    WMSOAPServerCall call = Call();
+    ASSERT_TRUE(call.ReadRequest(Envelope(kItem, k12), "", "application/soap+xml;action=urn:add"));
+    call.SetReturnValue(WMSOAPStructMember(u"total", WMString(u"many")));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 500);
+    EXPECT_TRUE(Contains(body, "<env:Value>env:Receiver</env:Value>")) << body;
+    EXPECT_TRUE(Contains(body, "total")) << body;
+
+    // A typed fault detail: written by the fault's element; one the schema refuses is left out.
+    for (bool fits : {true, false}) {
+        call = Call();
+        ASSERT_TRUE(call.ReadRequest(Envelope("<c:split><c:text/></c:split>", k12), "", ""));
+        call.SetFault(u"SOAP-ENV:Client", u"no split");
+        WMSOAPStructType detail;
+        detail.SetMember(fits ? WMSOAPStructMember(u"position", 7)
+                              : WMSOAPStructMember(u"position", WMString(u"x")));
+        EXPECT_FALSE(call.SetFaultDetail(u"otherFault", WMSOAPStructMember(u"d", detail)));
+        ASSERT_TRUE(call.SetFaultDetail(u"splitFault", WMSOAPStructMember(u"d", detail)));
+        EXPECT_EQ(call.WriteResponse(body), 500);
+        EXPECT_TRUE(Contains(body, "<env:Value>env:Sender</env:Value>")) << body;
+        EXPECT_TRUE(Contains(body, "<env:Text xml:lang=\"en\">no split</env:Text>")) << body;
+        EXPECT_EQ(Contains(body, "<env:Detail>"), fits) << body;
+        EXPECT_EQ(Contains(body, ":position>7</"), fits) << body;
+    }
+}
+
+TEST_F(LiteralServer, RepeatedElementsBeyondTheLimitAreRefused) {
+    WMSOAPLiteralService echo;
+    ASSERT_TRUE(echo.Load(u"" CORVANE_TEST_DATA "/../peers/doclit/echo_doclit.wsdl"));
+    for (int count : {2, 3}) {
+        std::string values;
+        for (int i = 0; i < count; ++i) {
+            values += "<t:value>v</t:value>";
+        }
+        WMSOAPServerCall call = Call(echo, 2);
+        bool const read = call.ReadRequest(
+            Envelope("<t:echoStrings xmlns:t=\"urn:corvane:echo\">" + values + "</t:echoStrings>"),
+            "", "text/xml");
+        EXPECT_EQ(read, count == 2);
+        std::string body;
+        call.WriteResponse(body);
+        EXPECT_EQ(Contains(body, "'value'"), count == 3) << body;
+    }
+}
+
+TEST_F(LiteralServer, WithoutTheSettingTheDefaultPathAnswersByteForByte) {
+    // A service given, but only the standard mode on: the call is today's.
+    std::string const request = Envelope(kItem);
+    std::string answers[2];
+    for (int i = 0; i < 2; ++i) {
+        WMSOAPServerCall call(deser_test::Round2Base());
+        WMWireOptions wire;
+        wire.standard = true;
+        call.SetWireOptions(wire);
+        if (i == 1) {
+            call.SetLiteralService(cases);
+        }
+        EXPECT_FALSE(call.ReadRequest(request, "\"urn:add\"", "text/xml"));
+        call.WriteResponse(answers[i]);
+        EXPECT_STREQ(call.GetContentType(), "text/xml; charset=utf-8");
+    }
+    EXPECT_EQ(answers[0], answers[1]);
+    EXPECT_TRUE(Contains(answers[0], "Unrecognized method call received.")) << answers[0];
+}
+
+}  // namespace

@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include "soap/soap12.h"
+#include "xml/reader.h"
+
+namespace soap12 = corvane::detail::soap12;
+
+namespace {
+
+std::string Narrow(WMString const& text) {
+    return std::string(text.begin(), text.end());
+}
+
+// Writes the fault in `version`, reads it back from the text.
+soap12::Fault RoundTrip(int version, soap12::Fault const& fault, WMString& text) {
+    text.clear();
+    soap12::WriteFault(version, fault, text);
+    WMString readable = text;
+    soap12::DeclareXmlPrefix(readable);
+    corvane::detail::XMLDocument document;
+    int line = 1;
+    EXPECT_TRUE(document.Read(readable, line, true, nullptr)) << Narrow(text);
+    soap12::Fault read;
+    EXPECT_TRUE(soap12::ReadFault(*document.Root(), read));
+    return read;
+}
+
+}  // namespace
+
+TEST(Soap12, ContentTypeCarriesTheActionBothWays) {
+    EXPECT_EQ(soap12::RequestContentType(""), "application/soap+xml; charset=utf-8");
+    std::string const type = soap12::RequestContentType("urn:a\"b\\c;d");
+    EXPECT_EQ(type, R"(application/soap+xml; charset=utf-8; action="urn:a\"b\\c;d")");
+    soap12::MediaType parsed;
+    ASSERT_TRUE(soap12::ParseContentType(type, parsed));
+    EXPECT_TRUE(parsed.soap12);
+    EXPECT_TRUE(parsed.hasAction);
+    EXPECT_EQ(parsed.action, "urn:a\"b\\c;d");
+
+    // Case-insensitive names, unquoted values, parameters in any order; 1.1 is not 1.2.
+    ASSERT_TRUE(
+        soap12::ParseContentType("Application/SOAP+XML;ACTION=urn:x ; charset=UTF-8", parsed));
+    EXPECT_TRUE(parsed.soap12);
+    EXPECT_EQ(parsed.action, "urn:x");
+    ASSERT_TRUE(soap12::ParseContentType("text/xml; charset=utf-8", parsed));
+    EXPECT_FALSE(parsed.soap12);
+    EXPECT_FALSE(parsed.hasAction);
+    EXPECT_FALSE(soap12::ParseContentType("garbage", parsed));
+}
+
+TEST(Soap12, CodesMapBetweenVersions) {
+    struct Case {
+        char16_t const* caller;
+        char16_t const* value;
+        char16_t const* back;
+    };
+    for (Case const& c :
+         {Case{u"SOAP-ENV:Client", u"Sender", u"SOAP-ENV:Client"},
+          Case{u"soap:Client.Authentication", u"Sender", u"SOAP-ENV:Client"},
+          Case{u"SOAP-ENV:Server", u"Receiver", u"SOAP-ENV:Server"},
+          Case{u"SOAP-ENV:MustUnderstand", u"MustUnderstand", u"SOAP-ENV:MustUnderstand"},
+          Case{u"SOAP-ENV:VersionMismatch", u"VersionMismatch", u"SOAP-ENV:VersionMismatch"},
+          Case{u"app:Overdrawn", u"Receiver", u"SOAP-ENV:Server"}}) {
+        soap12::Code const value = soap12::ValueOf(c.caller);
+        EXPECT_EQ(value.local, c.value) << Narrow(c.caller);
+        EXPECT_EQ(soap12::CallerCode(value), c.back) << Narrow(c.caller);
+    }
+    EXPECT_EQ(soap12::CallerCode({u"urn:other", u"Sender"}), u"SOAP-ENV:Server");
+}
+
+TEST(Soap12, FaultsRoundTripInBothVersions) {
+    soap12::Fault fault;
+    fault.code = u"SOAP-ENV:Client";
+    fault.subcodes = {{u"urn:app", u"Outer"}, {u"urn:deep", u"Inner"}};
+    fault.reason = u"bad <input> & more";
+    fault.node = u"http://node/";
+    fault.role = u"http://role/";
+    fault.hasDetail = true;
+    fault.detail = u"<m:why xmlns:m=\"urn:m\">length</m:why>";
+
+    WMString text;
+    soap12::Fault read = RoundTrip(12, fault, text);
+    EXPECT_NE(text.find(u"<env:Value>env:Sender</env:Value>"), WMString::npos);
+    EXPECT_NE(text.find(u"xml:lang=\"en\""), WMString::npos);
+    EXPECT_EQ(read.code, u"SOAP-ENV:Client");
+    EXPECT_EQ(read.value.ns, soap12::kEnvelopeNS);
+    EXPECT_EQ(read.value.local, u"Sender");
+    ASSERT_EQ(read.subcodes.size(), 2u);
+    EXPECT_EQ(read.subcodes[1].ns, u"urn:deep");
+    EXPECT_EQ(read.subcodes[1].local, u"Inner");
+    EXPECT_EQ(read.reason, fault.reason);
+    EXPECT_EQ(read.lang, u"en");
+    EXPECT_EQ(read.node, fault.node);
+    EXPECT_EQ(read.role, fault.role);
+    EXPECT_TRUE(read.hasDetail);
+    // A detail entry stands alone: it declares every prefix in scope where it was.
+    EXPECT_NE(read.detail.find(u" xmlns:m=\"urn:m\""), WMString::npos);
+    EXPECT_EQ(read.detail.rfind(u"<m:why ", 0), 0u);
+
+    // 1.1 keeps the caller's code as written and has neither role nor subcodes.
+    read = RoundTrip(11, fault, text);
+    EXPECT_EQ(read.code, u"SOAP-ENV:Client");
+    EXPECT_EQ(read.reason, fault.reason);
+    EXPECT_EQ(read.node, fault.node);
+    EXPECT_TRUE(read.role.empty());
+    EXPECT_NE(read.detail.find(u" xmlns:m=\"urn:m\""), WMString::npos);
+}
+
+TEST(Soap12, ReadsFaultsOfOtherWriters) {
+    // Another prefix for the envelope, the code's prefix declared on the envelope, a second
+    // language, a detail entry using a prefix declared above it.
+    WMString text =
+        u"<?xml version='1.0'?><!-- x --><s:Envelope "
+        u"xmlns:s='http://www.w3.org/2003/05/soap-envelope' xmlns:m='urn:m'>"
+        u"<s:Body><s:Fault><s:Code><s:Value> s:Receiver </s:Value></s:Code>"
+        u"<s:Reason><s:Text xml:lang='de'>kaputt</s:Text><s:Text xml:lang='en'>broken</s:Text>"
+        u"</s:Reason><s:Detail><m:e>1</m:e></s:Detail></s:Fault></s:Body></s:Envelope>";
+    soap12::DeclareXmlPrefix(text);
+    corvane::detail::XMLDocument document;
+    int line = 1;
+    ASSERT_TRUE(document.Read(text, line, true, nullptr));
+    EXPECT_EQ(soap12::EnvelopeVersion(*document.Root()), 12);
+    soap12::Fault fault;
+    ASSERT_TRUE(soap12::ReadFault(*document.Root(), fault));
+    EXPECT_EQ(fault.code, u"SOAP-ENV:Server");
+    EXPECT_EQ(fault.reason, u"kaputt");
+    EXPECT_EQ(fault.lang, u"de");
+    EXPECT_EQ(fault.detail.rfind(u"<m:e xmlns:m=\"urn:m\"", 0), 0u);
+
+    WMString const plain =
+        u"<e:Envelope xmlns:e='http://www.w3.org/2003/05/soap-envelope'>"
+        u"<e:Body><x/></e:Body></e:Envelope>";
+    ASSERT_TRUE(document.Read(plain, line, true, nullptr));
+    EXPECT_FALSE(soap12::ReadFault(*document.Root(), fault));
+    WMString const bare = u"<Envelope/>";  // the document reads the text in place
+    ASSERT_TRUE(document.Read(bare, line, true, nullptr));
+    EXPECT_EQ(soap12::EnvelopeVersion(*document.Root()), 0);
+}
