@@ -81,7 +81,8 @@ public:
     WMWireOptions const& GetWireOptions() const;
 
 private:
-    // The client sets the answer kept for GetXMLIn aside while the message's copy is read.
+    // The client sets the answer kept for GetXMLIn aside while the message's copy is read, and
+    // the SOAP version of a document/literal call's exchange.
     friend class WMSOAPClient;
 
     void InvokeStandard(WMString const& soapAction, WMString const& host, int port,
@@ -94,7 +95,6 @@ private:
     WMWireOptions m_wire;
     std::unique_ptr<corvane::detail::WireHttpClient> m_wireClient;  // made at the first use
     // The document/literal extension's SOAP 1.2 calls set 12 for their exchange (standard mode).
-    friend class WMSOAPClient;
     int m_soapVersion = 11;
 };
 
