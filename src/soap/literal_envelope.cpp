@@ -1,5 +1,6 @@
 #include "soap/literal_envelope.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -293,6 +294,14 @@ bool ReadEntry(const LiteralReader& reader, const XMLNode& node,
     return reader.Read(node, nullptr, true, value, error);
 }
 
+void Return(LiteralAnswer& answer, std::size_t index) {
+    answer.hasReturn = true;
+    answer.returnIndex = index;
+    if (!answer.returnInOutputs) {
+        answer.returnValue = answer.outputs[index];
+    }
+}
+
 bool ReadBody(const LiteralReader& reader, const OperationView& operation, const XMLNode& body,
               LiteralAnswer& answer, WMString& error) {
     const MessageView& message = operation.output;
@@ -310,16 +319,14 @@ bool ReadBody(const LiteralReader& reader, const OperationView& operation, const
             return false;
         }
         answer.outputs = std::move(ValueBuilder::Members(ValueBuilder::Data(wrapper).structValue));
-        for (const WMSOAPStructMember& output : answer.outputs) {
-            if (!WrapperTakes(operation.input, output.GetName())) {
-                answer.returnValue = output;
-                answer.hasReturn = true;
-                break;
-            }
-        }
-        if (!answer.hasReturn && !answer.outputs.empty()) {
-            answer.returnValue = answer.outputs.front();
-            answer.hasReturn = true;
+        auto const found = std::find_if(answer.outputs.begin(), answer.outputs.end(),
+                                        [&](const WMSOAPStructMember& output) {
+                                            return !WrapperTakes(operation.input, output.GetName());
+                                        });
+        if (found != answer.outputs.end()) {
+            Return(answer, static_cast<std::size_t>(found - answer.outputs.begin()));
+        } else if (!answer.outputs.empty()) {
+            Return(answer, 0);
         }
         return true;
     }
@@ -353,11 +360,10 @@ bool ReadBody(const LiteralReader& reader, const OperationView& operation, const
             return false;
         }
         ValueBuilder::SetName(value, part->name);
-        if (part == &message.body.front()) {
-            answer.returnValue = value;
-            answer.hasReturn = true;
-        }
         answer.outputs.push_back(std::move(value));
+        if (part == &message.body.front()) {
+            Return(answer, answer.outputs.size() - 1);
+        }
     }
     return true;
 }
