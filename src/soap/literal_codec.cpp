@@ -190,7 +190,7 @@ struct LiteralWriter::Impl {
 
     const WMString* PrefixOf(View uri) const {
         for (auto it = writer.m_scope.rbegin(); it != writer.m_scope.rend(); ++it) {
-            if (it->second == uri) {
+            if (View(it->second) == uri) {
                 return &it->first;
             }
         }
@@ -781,12 +781,6 @@ private:
         std::size_t const limit = std::min<std::size_t>(particle.maxOccurs, m_limits.maxOccurs);
         bool const complex = !IsAnyType(decl.type) && !IsSimple(decl.type);
         std::vector<WMSOAPStructType> items;
-        std::size_t occurrences = 0;
-        for (const XMLNode* next = cursor; next && occurrences <= limit && IsElement(*next, decl);
-             next = next->nextSibling) {
-            ++occurrences;
-        }
-        items.reserve(std::min(occurrences, limit));
         for (; cursor && IsElement(*cursor, decl); cursor = cursor->nextSibling) {
             if (items.size() == limit) {
                 Fail(parent.Local(),

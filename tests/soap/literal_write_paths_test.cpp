@@ -120,15 +120,20 @@ TEST(LiteralWritePaths, WrappedReturnStaysAmongTheOutputs) {
     ASSERT_TRUE(port) << Narrow(error);
     const xsd::OperationView& operation = *port->Find(u"op");
     ASSERT_TRUE(operation.wrapped);
-    WMString const envelope =
-        u"<e:Envelope xmlns:e='http://schemas.xmlsoap.org/soap/envelope/'><e:Body>"
-        u"<t:opResponse xmlns:t='urn:t'><t:x>1</t:x><t:r>2</t:r></t:opResponse>"
-        u"</e:Body></e:Envelope>";
-    for (bool const inOutputs : {false, true}) {
+    // An xml: attribute where the reader needs the prefix declared for it, at each alignment.
+    auto const envelope = [](std::size_t pad) {
+        return u"<e:Envelope xmlns:e='http://schemas.xmlsoap.org/soap/envelope/'><e:Body" +
+               WMString(pad + 1, u' ') +
+               u"xml:lang='en'><t:opResponse xmlns:t='urn:t'><t:x>1</t:x><t:r>2</t:r>"
+               u"</t:opResponse></e:Body></e:Envelope>";
+    };
+    for (std::size_t pad = 0; pad < 4; ++pad) {
+        bool const inOutputs = pad % 2 == 1;
         corvane::detail::LiteralAnswer answer;
         answer.returnInOutputs = inOutputs;
-        ASSERT_TRUE(corvane::detail::ReadLiteralResponse(operation, envelope, {}, answer, error))
-            << Narrow(error);
+        ASSERT_TRUE(
+            corvane::detail::ReadLiteralResponse(operation, envelope(pad), {}, answer, error))
+            << pad << ": " << Narrow(error);
         ASSERT_TRUE(answer.hasReturn);
         ASSERT_EQ(answer.outputs.size(), 2u);
         // "x" is an input too, so the return is the first output that is not.
