@@ -178,6 +178,7 @@ bool WMSOAPClient::InvokeLiteral(WMString const& methodName, WMString* paramName
     m_message.SetRequestPhase(false);
     m_responseHeaderCount = 0;
     LiteralAnswer answer;
+    answer.returnInOutputs = true;
     if (!ReadLiteralResponse(operation, *m_message.GetBufferPtr(), limits, answer, error)) {
         // The answer does not fit the description: the server's side of the exchange is wrong.
         m_message.SetSOAPFault(u"SOAP-ENV:Server", error, WMString(), false);
@@ -202,6 +203,7 @@ bool WMSOAPClient::InvokeLiteral(WMString const& methodName, WMString* paramName
             }
         }
     }
-    returnValue = answer.hasReturn ? std::move(answer.returnValue) : WMSOAPStructMember();
+    returnValue =
+        answer.hasReturn ? std::move(answer.outputs[answer.returnIndex]) : WMSOAPStructMember();
     return true;
 }

@@ -190,7 +190,7 @@ struct LiteralWriter::Impl {
 
     const WMString* PrefixOf(View uri) const {
         for (auto it = writer.m_scope.rbegin(); it != writer.m_scope.rend(); ++it) {
-            if (it->second == uri) {
+            if (View(it->second) == uri) {
                 return &it->first;
             }
         }
@@ -220,39 +220,57 @@ struct LiteralWriter::Impl {
         return prefix;
     }
 
-    // Starts the tag of `name` (left open for attributes); `qname` receives the written name.
-    void Open(const xsd::Name& name, WMString& qname) {
+    // Starts the tag of `name` (left open for attributes); returns the prefix Close needs. A
+    // prefix is short enough to stay in the string itself, where a whole qualified name would
+    // cost an allocation per element.
+    WMString Open(const xsd::Name& name) {
         Out().push_back(u'<');
-        std::size_t const nameAt = Out().size();
         if (name.ns.empty()) {
-            qname = name.local;
-            Out().append(qname);
-            return;
+            Out().append(name.local);
+            return WMString();
         }
-        const WMString* known = PrefixOf(name.ns);
-        qname = known ? *known + u":" + name.local : WMString();
-        Out().append(known ? qname : name.local);
-        if (!known) {
-            WMString const prefix = Prefix(name.ns, {});
-            qname = prefix + u":" + name.local;
-            Out().replace(nameAt, name.local.size(), qname);
+        if (const WMString* known = PrefixOf(name.ns)) {
+            WMString prefix = *known;
+            Out().append(prefix);
+            Out().push_back(u':');
+            Out().append(name.local);
+            return prefix;
         }
+        std::size_t const nameAt = Out().size();
+        Out().append(name.local);
+        WMString prefix = Prefix(name.ns, {});
+        Out().insert(nameAt, 1, u':');
+        Out().insert(nameAt, prefix);
+        return prefix;
     }
 
-    void Close(const WMString& qname) {
+    void Close(const xsd::Name& name, const WMString& prefix) {
         Out().append(u"</");
-        Out().append(qname);
+        if (!name.ns.empty()) {
+            Out().append(prefix);
+            Out().push_back(u':');
+        }
+        Out().append(name.local);
         Out().push_back(u'>');
     }
 
-    WMString Scalar(const Type* type, WMSOAPStructMember& value, View element) {
+    // Appends the escaped text of a simple value. Written in place and escaped only when it
+    // holds a character that needs it, which most values do not.
+    void Scalar(const Type* type, WMSOAPStructMember& value, View element, bool attribute) {
         View const builtin = BuiltinOf(type);
-        WMString text;
-        if (!WriteStandardValue(builtin, value, text)) {
+        std::size_t const at = Out().size();
+        if (!WriteStandardValue(builtin, value, Out())) {
             Fail(element, u"the value is not a valid " + WMString(builtin));
         }
-        CheckEnumeration(type, text, element);
-        return text;
+        CheckEnumeration(type, View(Out()).substr(at), element);
+        bool const plain = std::none_of(Out().begin() + at, Out().end(), [&](char16_t c) {
+            return c == u'&' || c == u'<' || c == u'>' || c == u'\r' || (attribute && c == u'"');
+        });
+        if (!plain) {
+            WMString const text = Out().substr(at);
+            Out().resize(at);
+            AppendEscaped(Out(), text, attribute);
+        }
     }
 
     // Writes one element; `item` (an array element) stands for a struct value when given.
@@ -266,39 +284,37 @@ struct LiteralWriter::Impl {
         std::size_t const mark = writer.m_scope.size();
         DataType::DATATYPE const kind =
             item ? DataType::SOAP_STRUCT : ValueBuilder::Data(*value).dataType;
-        WMString qname;
         if (kind == DataType::SOAP_NONE) {
             if (!nillable) {
                 Fail(name.local, u"no value, and the element is not nillable");
             }
-            Open(name, qname);
+            Open(name);
             WMString const xsi = Prefix(kXsiNS, u"xsi");
             Out().push_back(u' ');
             Out().append(xsi);
             Out().append(u":nil=\"true\"/>");
         } else if (IsAnyType(type)) {
-            Open(name, qname);
+            WMString const prefix = Open(name);
             Untyped(kind, value, item);
-            Close(qname);
+            Close(name, prefix);
         } else if (IsSimple(type)) {
             if (item) {
                 Fail(name.local, u"a struct where " + TypeLabel(type) + u" is simple");
             }
-            WMString const text = Scalar(type, *value, name.local);
-            Open(name, qname);
+            WMString const prefix = Open(name);
             Out().push_back(u'>');
-            AppendEscaped(Out(), text, false);
-            Close(qname);
+            Scalar(type, *value, name.local, false);
+            Close(name, prefix);
         } else if (type->kind == Type::Kind::kArray) {
             Fail(name.local, u"SOAP-encoded array types are not written as literal values");
         } else {
-            Open(name, qname);
+            WMString const prefix = Open(name);
             Complex(name.local, type,
                     item ? item
                          : (kind == DataType::SOAP_STRUCT ? &ValueBuilder::Data(*value).structValue
                                                           : nullptr),
                     value);
-            Close(qname);
+            Close(name, prefix);
         }
         writer.m_scope.resize(mark);
         --depth;
@@ -358,15 +374,13 @@ struct LiteralWriter::Impl {
                 }
                 continue;
             }
-            WMString const text =
-                Scalar(attribute.type ? attribute.type : type, *found, attribute.name.local);
             WMString const prefix =
                 attribute.name.ns.empty() ? WMString() : Prefix(attribute.name.ns, {}) + u":";
             Out().push_back(u' ');
             Out().append(prefix);
             Out().append(attribute.name.local);
             Out().append(u"=\"");
-            AppendEscaped(Out(), text, true);
+            Scalar(attribute.type ? attribute.type : type, *found, attribute.name.local, true);
             Out().push_back(u'"');
         }
         if (type->simpleContent) {
@@ -380,7 +394,7 @@ struct LiteralWriter::Impl {
             Unused(element, type, members, used);
             Out().push_back(u'>');
             if (content && ValueBuilder::Data(*content).dataType != DataType::SOAP_NONE) {
-                AppendEscaped(Out(), Scalar(type, *content, element), false);
+                Scalar(type, *content, element, false);
             }
             return;
         }
@@ -449,13 +463,12 @@ struct LiteralWriter::Impl {
                     if (reps >= particle.minOccurs && !Present(particle, content)) {
                         return;
                     }
-                    if (particle.minOccurs == 0 && !Present(particle, content)) {
-                        return;
-                    }
                     for (const xsd::Particle& child : particle.children) {
                         Walk(element, child, content);
                     }
-                    if (!Present(particle, content)) {
+                    // Past minOccurs, the next round begins with the same test.
+                    if (reps + 1 < particle.maxOccurs && reps + 1 < particle.minOccurs &&
+                        !Present(particle, content)) {
                         return;
                     }
                 }
@@ -592,6 +605,8 @@ public:
             Fail(node.Local(), u"SOAP-encoded array types are not read as literal values");
         } else {
             WMSOAPStructType members;
+            // Usually one member per attribute and per particle of the content.
+            ValueBuilder::Reserve(members, type->attributes.size() + type->content.children.size());
             bool const attributes = Attributes(node, type, members);
             if (type->simpleContent) {
                 if (node.firstChild) {
@@ -700,7 +715,7 @@ private:
     }
 
     void Walk(const XMLNode& parent, const xsd::Particle& particle, const XMLNode*& cursor,
-                  WMSOAPStructType& members) const {
+              WMSOAPStructType& members) const {
         switch (particle.kind) {
             case Particle::Kind::kElement:
                 Element(parent, particle, cursor, members);

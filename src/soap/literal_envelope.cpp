@@ -1,5 +1,6 @@
 #include "soap/literal_envelope.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -293,6 +294,14 @@ bool ReadEntry(const LiteralReader& reader, const XMLNode& node,
     return reader.Read(node, nullptr, true, value, error);
 }
 
+void Return(LiteralAnswer& answer, std::size_t index) {
+    answer.hasReturn = true;
+    answer.returnIndex = index;
+    if (!answer.returnInOutputs) {
+        answer.returnValue = answer.outputs[index];
+    }
+}
+
 bool ReadBody(const LiteralReader& reader, const OperationView& operation, const XMLNode& body,
               LiteralAnswer& answer, WMString& error) {
     const MessageView& message = operation.output;
@@ -310,16 +319,14 @@ bool ReadBody(const LiteralReader& reader, const OperationView& operation, const
             return false;
         }
         answer.outputs = std::move(ValueBuilder::Members(ValueBuilder::Data(wrapper).structValue));
-        for (const WMSOAPStructMember& output : answer.outputs) {
-            if (!WrapperTakes(operation.input, output.GetName())) {
-                answer.returnValue = output;
-                answer.hasReturn = true;
-                break;
-            }
-        }
-        if (!answer.hasReturn && !answer.outputs.empty()) {
-            answer.returnValue = answer.outputs.front();
-            answer.hasReturn = true;
+        auto const found = std::find_if(answer.outputs.begin(), answer.outputs.end(),
+                                        [&](const WMSOAPStructMember& output) {
+                                            return !WrapperTakes(operation.input, output.GetName());
+                                        });
+        if (found != answer.outputs.end()) {
+            Return(answer, static_cast<std::size_t>(found - answer.outputs.begin()));
+        } else if (!answer.outputs.empty()) {
+            Return(answer, 0);
         }
         return true;
     }
@@ -353,13 +360,26 @@ bool ReadBody(const LiteralReader& reader, const OperationView& operation, const
             return false;
         }
         ValueBuilder::SetName(value, part->name);
-        if (part == &message.body.front()) {
-            answer.returnValue = value;
-            answer.hasReturn = true;
-        }
         answer.outputs.push_back(std::move(value));
+        if (part == &message.body.front()) {
+            Return(answer, answer.outputs.size() - 1);
+        }
     }
     return true;
+}
+
+// Whether "xml:" occurs in `text`. The search nearly always runs through a whole answer, so
+// it looks at every fourth character only: an occurrence covers one of them, and as the four
+// characters differ, that one tells where the occurrence would start.
+bool HoldsXmlPrefix(View text) {
+    constexpr View kPattern = u"xml:";
+    for (std::size_t i = kPattern.size() - 1; i < text.size(); i += kPattern.size()) {
+        std::size_t const at = kPattern.find(text[i]);
+        if (at != View::npos && text.substr(i - at, kPattern.size()) == kPattern) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace
@@ -368,7 +388,7 @@ bool ReadLiteralResponse(const OperationView& operation, const WMString& text,
                          const LiteralLimits& limits, LiteralAnswer& answer, WMString& error) {
     const WMString* source = &text;
     WMString declared;
-    if (text.find(u"xml:") != WMString::npos) {
+    if (HoldsXmlPrefix(text)) {
         declared = text;
         soap12::DeclareXmlPrefix(declared);
         source = &declared;

@@ -15,6 +15,7 @@
 #include <corvane/types.h>
 #include <corvane/values.h>
 
+#include <cstddef>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -82,6 +83,10 @@ struct LiteralAnswer {
     bool hasReturn = false;
     WMSOAPStructMember returnValue;
     std::vector<WMSOAPStructMember> outputs;  // named like the parts or wrapper children
+    // Set by the caller before reading: the return stays in `outputs` at `returnIndex` and
+    // `returnValue` stays empty, which spares copying a large result.
+    bool returnInOutputs = false;
+    std::size_t returnIndex = 0;
 };
 
 // Reads the response `text` of the operation (a fault too). False, with `error` naming the
