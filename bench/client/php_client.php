@@ -1,12 +1,32 @@
 <?php
 // PHP SoapClient on the benchmark's calls.
 // Usage: php php_client.php WSDL ENDPOINT CASE CALLS [new]
-// CASE is string, or structs-N for echoStructArray of N structs. SoapClient keeps its connection
-// open by default; "new" opens one per call. Prints the seconds per call, elapsed and on the CPU.
+// CASE is string, structs-N for echoStructArray of N structs, or items-N for echoItems of N items
+// (WSDL: the document/literal echo_doclit.wsdl). SoapClient keeps its connection open by default;
+// "new" opens one per call. Prints the seconds per call, elapsed and on the CPU.
 [$script, $wsdl, $endpoint, $case, $calls] = $argv;
+$literal = str_starts_with($case, 'items-');
+// A repeated element comes back as an array even when it occurs once.
 $client = new SoapClient($wsdl, ['location' => $endpoint, 'cache_wsdl' => WSDL_CACHE_MEMORY,
-    'keep_alive' => ($argv[5] ?? '') !== 'new']);
-if ($case === 'string') {
+    'keep_alive' => ($argv[5] ?? '') !== 'new',
+    'features' => $literal ? SOAP_SINGLE_ELEMENT_ARRAYS : 0]);
+if ($literal) {
+    $count = (int) substr($case, strlen('items-'));
+    $items = [];
+    for ($i = 0; $i < $count; $i++) {
+        $items[] = ['name' => 'item text', 'count' => $i, 'price' => $i + 0.5];
+    }
+    $call = fn() => count($client->echoItems(['items' => ['item' => $items]])->return->item ?? [])
+        === $count;
+    // The warm-up answer's values are compared too.
+    $echoed = $client->echoItems(['items' => ['item' => $items]])->return->item ?? [];
+    foreach ($items as $i => $item) {
+        if ((array) ($echoed[$i] ?? null) != $item) {
+            fwrite(STDERR, "php: wrong answer\n");
+            exit(1);
+        }
+    }
+} elseif ($case === 'string') {
     $call = fn() => $client->echoString('Hello, bench') === 'Hello, bench';
 } else {
     $count = (int) substr($case, strlen('structs-'));

@@ -90,7 +90,9 @@ def check(condition, what):
 process, port = start("replay")
 answers = []
 for body in (b"<echoString>a</echoString>", b"<echoString>b</echoString>",
-             b"<echoStructArray><varString/><varString/></echoStructArray>"):
+             b"<echoStructArray><varString/><varString/></echoStructArray>",
+             b"<n:echoItems><n:price>1</n:price></n:echoItems>",
+             b"<echoItems><price>1</price><price>2</price></echoItems>"):
     with socket.create_connection(("127.0.0.1", port)) as conn:
         conn.sendall(request(body, "1.0"))
         head, answer = read_answer(conn)
@@ -100,7 +102,8 @@ for body in (b"<echoString>a</echoString>", b"<echoString>b</echoString>",
             conn.sendall(b"\0")
             time.sleep(0.05)
         answers.append(answer)
-check(answers == [b"answer 1", b"answer 1", b"answer 2"], "replayed by key: %r" % answers)
+check(answers == [b"answer 1", b"answer 1", b"answer 2", b"answer 3", b"answer 4"],
+      "replayed by key: %r" % answers)
 check(hits[0] == (b"<echoString>a</echoString>", '"urn:a"'), "forwarded request %r" % (hits[0],))
 process.kill()
 

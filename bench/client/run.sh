@@ -5,12 +5,17 @@
 # memory of each client process and its ratio to Corvane's. Corvane runs in its default mode
 # and in the standard wire mode (corvane-std); the replay server's "kept" instance keeps
 # HTTP/1.1 connections open, for the standard mode and gSOAP's keep-alive client (gsoap-kept),
-# and the last lines compare their echoString calls per second.
+# and the last lines compare their echoString calls per second. The document/literal rows
+# (items-N: echoItems of tests/peers/doclit/echo_doclit.wsdl, wrapped, SOAP 1.1) compare
+# Corvane's documentLiteral mode with PHP's SoapClient and gSOAP's client of the same WSDL
+# against the PHP SoapServer of that WSDL and the same kinds of replaying server; their CPU
+# ratios are summed up at the end.
 #
 #   bench/client/run.sh [BUILD_DIR]
 #
 # BUILD_DIR (default build/release) must hold bench/client_bench and bench/replay_server, and
-# bench/gsoap_client where gsoap and libgsoap-dev were installed when it was configured.
+# bench/gsoap_client and bench/gsoap_doclit_bench_client where gsoap and libgsoap-dev were
+# installed when it was configured.
 # Everything stays on 127.0.0.1.
 set -euo pipefail
 
@@ -20,6 +25,7 @@ build=${1:-$root/build/release}
 bench=$build/bench/client_bench
 [ -x "$bench" ] || { echo "missing $bench: build it first" >&2; exit 2; }
 gsoap=$build/bench/gsoap_client
+gsoap_doclit=$build/bench/gsoap_doclit_bench_client
 replayer=$build/bench/replay_server
 [ -x "$replayer" ] || { echo "missing $replayer: build it first" >&2; exit 2; }
 python=/usr/bin/python3
@@ -41,8 +47,10 @@ free_port() {
 upstream_port=$(free_port)
 pids+=("$("$root/tests/peers/start" php "$upstream_port")")
 upstream=http://127.0.0.1:$upstream_port/round2_base.inc
-start_front() {  # MODE PORT
-    "$replayer" "$1" "$2" "$upstream" 3600 &
+doclit_upstream_port=$(free_port)
+pids+=("$("$root/tests/peers/start" doclit "$doclit_upstream_port")")
+start_front() {  # MODE PORT [UPSTREAM]
+    "$replayer" "$1" "$2" "${3:-$upstream}" 3600 &
     pids+=("$!")
     for _ in $(seq 50); do
         (exec 3<>"/dev/tcp/127.0.0.1/$2") 2>/dev/null && break
@@ -58,6 +66,16 @@ replay_endpoint=http://127.0.0.1:$replay_port/round2_base.inc
 kept_port=$(free_port)
 start_front keep "$kept_port"
 kept_endpoint=http://127.0.0.1:$kept_port/round2_base.inc
+# The same three servers for the document/literal service.
+declare -A doclit_endpoint
+for server in php replay kept; do
+    port=$(free_port)
+    mode=$server
+    [ $server = php ] && mode=forward
+    [ $server = kept ] && mode=keep
+    start_front $mode "$port" "http://127.0.0.1:$doclit_upstream_port/echo"
+    doclit_endpoint[$server]=http://127.0.0.1:$port/echo
+done
 
 # A description per server, its address naming that server.
 describe() {
@@ -66,6 +84,10 @@ describe() {
 describe php "$php_endpoint"
 describe replay "$replay_endpoint"
 describe kept "$kept_endpoint"
+for server in php replay kept; do
+    sed "s|location=\"http://127.0.0.1/echo\"|location=\"${doclit_endpoint[$server]}\"|" \
+        "$root/tests/peers/doclit/echo_doclit.wsdl" >"$work/doclit-$server.wsdl"
+done
 
 # measure COMMAND...: prints the command's two figures (seconds per call, elapsed and on the CPU)
 # and its peak resident memory in KiB. A forked child's peak starts at its parent's, so the
@@ -93,10 +115,12 @@ corvane() {  # SERVER CASE [standard]: the command that makes Corvane's calls
     case $2 in
         string) filter='BM_EchoString/' ;;
         structs-*) filter="BM_EchoStructArray/${2#structs-}/" ;;
+        items-*) filter="BM_DoclitEchoItems/${2#items-}/" ;;
     esac
-    # Long enough for several calls of the largest case, as the other clients make.
-    [ "$2" = structs-10000 ] && seconds=5
+    # Long enough for several calls of the largest cases, as the other clients make.
+    [ "${2#*-}" = 10000 ] && seconds=5
     command=(env "CORVANE_BENCH_WSDL=file://$work/$1.wsdl" "CORVANE_BENCH_STANDARD=$standard"
+        "CORVANE_BENCH_DOCLIT_WSDL=file://$work/doclit-$1.wsdl"
         "$bench" --benchmark_filter="$filter"
         --benchmark_min_time=$seconds --benchmark_format=json)
 }
@@ -105,10 +129,13 @@ calls_for() {
     case $1 in
         string) echo 200 ;;
         structs-100) echo 50 ;;
+        items-100) echo 100 ;;
+        items-10000) echo 10 ;;
         *) echo 3 ;;
     esac
 }
 
+declare -A doclit_cpu
 printf '%-7s %-14s %-9s %9s %9s %10s %9s %9s %9s %9s\n' server case client "ms/call" \
     "calls/s" "us/item" "CPU ms" "peak MiB" "time" "CPU"
 echo "(time and CPU: the ratio to Corvane's, elapsed and on the CPU; above 1 means slower)"
@@ -122,22 +149,35 @@ for server in replay kept php; do
             clients="corvane corvane-std gsoap gsoap-kept"
             ;;
     esac
-    for case in string structs-100 structs-10000; do
+    for case in string structs-100 structs-10000 items-100 items-10000; do
         items=1
-        [ "$case" != string ] && items=${case#structs-}
+        [ "$case" != string ] && items=${case#*-}
         calls=$(calls_for "$case")
         base=
-        for client in $clients; do
+        case_clients=$clients
+        wsdl=$work/$server.wsdl
+        url=$endpoint
+        gsoap_bin=$gsoap
+        if [ "${case#items-}" != "$case" ]; then
+            # Corvane calls document/literal in the standard mode only, on a kept connection
+            # where the server keeps it, as PHP's SoapClient and gsoap-kept do.
+            case_clients="corvane php gsoap"
+            [ $server = kept ] && case_clients="corvane php gsoap gsoap-kept"
+            wsdl=$work/doclit-$server.wsdl
+            url=${doclit_endpoint[$server]}
+            gsoap_bin=$gsoap_doclit
+        fi
+        for client in $case_clients; do
             case $client in
                 corvane) corvane $server $case ;;
                 corvane-std) corvane $server $case standard ;;
-                php) command=(php "$here/php_client.php" "$work/$server.wsdl" "$endpoint" "$case" "$calls") ;;
+                php) command=(php "$here/php_client.php" "$wsdl" "$url" "$case" "$calls") ;;
                 soaplite) command=(perl "$here/soaplite_client.pl" "$endpoint" "$case" "$calls") ;;
-                zeep) command=($python "$here/zeep_client.py" "$work/$server.wsdl" "$endpoint" "$case" "$calls") ;;
-                gsoap) command=("$gsoap" "$endpoint" "$case" "$calls") ;;
-                gsoap-kept) command=("$gsoap" "$endpoint" "$case" "$calls" kept) ;;
+                zeep) command=($python "$here/zeep_client.py" "$wsdl" "$endpoint" "$case" "$calls") ;;
+                gsoap) command=("$gsoap_bin" "$url" "$case" "$calls") ;;
+                gsoap-kept) command=("$gsoap_bin" "$url" "$case" "$calls" kept) ;;
             esac
-            if [ "${client#gsoap}" != $client ] && [ ! -x "$gsoap" ]; then
+            if [ "${client#gsoap}" != $client ] && [ ! -x "$gsoap_bin" ]; then
                 printf '%-7s %-14s %-9s missing: configure BUILD_DIR with gsoap and libgsoap-dev\n' \
                     $server $case $client
                 continue
@@ -147,6 +187,7 @@ for server in replay kept php; do
                 continue
             fi
             read -r seconds cpu rss <<<"$result"
+            doclit_cpu["$server $case $client"]=$cpu
             if [ $client = corvane ]; then
                 base=$seconds
                 base_cpu=$cpu
@@ -210,3 +251,21 @@ if sys.argv[5]:
         "${best_of[corvane]}" "${best_of[corvane-std]}" "${best_of[corvane-cpu]}" \
         "${best_of[corvane-std-cpu]}" "${best_of[gsoap-kept]:-}" "${best_of[gsoap-kept-cpu]:-}"
 fi
+
+# The document/literal aims, per server: Corvane's CPU per call below PHP's and at most 1.5 times
+# gSOAP's (on the kept connection, gSOAP's keep-alive client, as Corvane keeps its connection).
+echo 'document/literal echoItems, client CPU per call'
+echo '(aims: Corvane/PHP below 1, Corvane/gSOAP 1.5 or less)'
+for server in replay kept php; do
+    gsoap_client=gsoap
+    [ $server = kept ] && gsoap_client=gsoap-kept
+    for case in items-100 items-10000; do
+        $python -c "import sys
+c, p, g = (float(x) if x else None for x in sys.argv[3:6])
+ratio = lambda other: '%.2fx' % (c / other) if c and other else 'n/a'
+print('  %-7s %-12s Corvane %8.3f ms   Corvane/PHP %6s   Corvane/gSOAP %6s' % (sys.argv[1],
+      sys.argv[2], c * 1e3 if c else float('nan'), ratio(p), ratio(g)))" $server $case \
+            "${doclit_cpu["$server $case corvane"]:-}" "${doclit_cpu["$server $case php"]:-}" \
+            "${doclit_cpu["$server $case $gsoap_client"]:-}"
+    done
+done

@@ -1,6 +1,7 @@
-// Document/literal calls against PHP's SoapServer in WSDL mode on loopback (tests/peers/doclit):
-// values by the schema both ways, typed fault detail, values refused before sending, and the
-// default that still refuses a document-style operation.
+// Document/literal calls against PHP's SoapServer in WSDL mode and gSOAP's server generated from
+// the same description, on loopback (tests/peers/doclit): values by the schema both ways, typed
+// fault detail, values refused before sending, and the default that still refuses a
+// document-style operation.
 #include <corvane/client.h>
 #include <gtest/gtest.h>
 
@@ -19,9 +20,18 @@ using DataType = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
 struct RunningPeer {
     Peer process;
+    TempDir files;
     WMString wsdlLocation;
     bool up = false;
 };
+
+// gSOAP serves no description: the client reads the peer's file with the address set to the port.
+WMString LocalDescription(const TempDir& files, const std::string& port) {
+    std::string text = ReadFile(DataPath("../peers/doclit/echo_doclit.wsdl"));
+    std::string const address = "http://127.0.0.1/echo";
+    text.replace(text.find(address), address.size(), "http://127.0.0.1:" + port + "/echo");
+    return u"file://" + Widen(files.Write("echo_doclit.wsdl", text));
+}
 
 RunningPeer& PeerOf(const std::string& kind) {
     static std::map<std::string, std::unique_ptr<RunningPeer>> peers;
@@ -29,6 +39,13 @@ RunningPeer& PeerOf(const std::string& kind) {
     if (!slot) {
         slot = std::make_unique<RunningPeer>();
         std::string const port = std::to_string(UnusedPort());
+#ifdef CORVANE_GSOAP_DOCLIT_PEER
+        if (kind == "gsoap-doclit") {
+            slot->up = slot->process.Start(kind + " " + port + " '" CORVANE_GSOAP_DOCLIT_PEER "'");
+            slot->wsdlLocation = LocalDescription(slot->files, port);
+            return *slot;
+        }
+#endif
         slot->up = slot->process.Start(kind + " " + port);
         slot->wsdlLocation = u"http://127.0.0.1:" + Widen(port) + u"/?wsdl";
     }
@@ -48,7 +65,7 @@ protected:
         RunningPeer& peer = PeerOf(GetParam());
         ASSERT_TRUE(peer.up) << "the " << GetParam() << " server did not start";
         client_.SetWireOptions(Literal(true));
-        WMString const port = GetParam() == "doclit" ? u"EchoPort" : u"EchoSoap12Port";
+        WMString const port = GetParam() == "doclit12" ? u"EchoSoap12Port" : u"EchoPort";
         ASSERT_TRUE(
             client_.Initialize(peer.wsdlLocation, u"EchoService", port, u"", u"test", u"", false));
     }
@@ -146,6 +163,9 @@ TEST_P(LiteralCall, ReadsTypedFaultDetailAndRefusesValuesBeforeSending) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Php, LiteralCall, ::testing::Values("doclit", "doclit12"));
+#ifdef CORVANE_GSOAP_DOCLIT_PEER
+INSTANTIATE_TEST_SUITE_P(Gsoap, LiteralCall, ::testing::Values("gsoap-doclit"));
+#endif
 
 TEST(LiteralCallDefault, RefusesDocumentStyleWithoutTheSetting) {
     RunningPeer& peer = PeerOf("doclit");
