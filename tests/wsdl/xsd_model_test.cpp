@@ -314,27 +314,16 @@ TEST(XsdBindingView, JavaAndDotNetStyles) {
 
 TEST(XsdBindingView, WrappedNeedsAPlainSequenceNamedLikeTheOperation) {
     // One operation per shape of the input wrapper; the output is always a plain wrapper.
+    const std::string template_ = ReadFile(DataPath("xsd/wrapped_template.wsdl"));
     for (const TableRow& row : Rows("wrapped")) {
         const std::string wrapper = Text(row.input);
         const bool wrapped = row.expected == "true";
         SCOPED_TRACE(row.where);
         const std::string name = wrapper.find("'other'") != std::string::npos ? "other" : "op";
-        const std::string text =
-            "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/'"
-            " xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:tns='urn:t'"
-            " xmlns:soap12='http://schemas.xmlsoap.org/wsdl/soap12/' targetNamespace='urn:t'>"
-            "<types><xs:schema targetNamespace='urn:t'>" +
-            wrapper +
-            "<xs:element name='opResult'><xs:complexType><xs:sequence/></xs:complexType>"
-            "</xs:element></xs:schema></types>"
-            "<message name='in'><part name='p' element='tns:" +
-            name +
-            "'/></message><message name='out'><part name='p' element='tns:opResult'/></message>"
-            "<portType name='pt'><operation name='op'><input message='tns:in'/>"
-            "<output message='tns:out'/></operation></portType>"
-            "<binding name='b' type='tns:pt'><soap12:binding/><operation name='op'>"
-            "<input><soap12:body use='literal'/></input><output><soap12:body use='literal'/>"
-            "</output></operation></binding></definitions>";
+        // The description around the wrapper, its input part naming the element `name`.
+        std::string text = template_;
+        text.replace(text.find("@WRAPPER@"), 9, wrapper);
+        text.replace(text.find("@NAME@"), 6, name);
         std::string error;
         auto model = Load(text, error);
         ASSERT_TRUE(model) << error;
