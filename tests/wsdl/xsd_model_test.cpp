@@ -314,14 +314,14 @@ TEST(XsdBindingView, JavaAndDotNetStyles) {
 
 TEST(XsdBindingView, WrappedNeedsAPlainSequenceNamedLikeTheOperation) {
     // One operation per shape of the input wrapper; the output is always a plain wrapper.
-    const std::string template_ = ReadFile(DataPath("xsd/wrapped_template.wsdl"));
+    const std::string skeleton = ReadFile(DataPath("xsd/wrapped_template.wsdl"));
     for (const TableRow& row : Rows("wrapped")) {
         const std::string wrapper = Text(row.input);
         const bool wrapped = row.expected == "true";
         SCOPED_TRACE(row.where);
         const std::string name = wrapper.find("'other'") != std::string::npos ? "other" : "op";
         // The description around the wrapper, its input part naming the element `name`.
-        std::string text = template_;
+        std::string text = skeleton;
         text.replace(text.find("@WRAPPER@"), 9, wrapper);
         text.replace(text.find("@NAME@"), 6, name);
         std::string error;
