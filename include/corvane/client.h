@@ -81,6 +81,9 @@ public:
     WMWireOptions const& GetWireOptions() const;
 
 private:
+    // The client sets the answer kept for GetXMLIn aside while the message's copy is read.
+    friend class WMSOAPClient;
+
     void InvokeStandard(WMString const& soapAction, WMString const& host, int port,
                         WMString const& path, WMString const& userAgent, WMSOAPMessage& message);
 

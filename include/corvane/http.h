@@ -60,7 +60,7 @@ private:
     bool m_bStatusLineSeen;
     WMString m_statusCode;
     WMString m_reasonPhrase;
-    std::vector<char> m_receiveBuffer;
+    std::unique_ptr<char[]> m_receiveBuffer;  // 64 KiB, not zeroed: each read fills what it uses
     // malloc/realloc-grown (large blocks grow without copying), always zero-terminated; before
     // the header block is complete it holds everything received, afterwards only the body.
     WMChar* m_pContent;
@@ -75,7 +75,7 @@ private:
     WMString m_method;
     WMString m_requestURI;
     WMString m_headers;
-    WMString m_body;
+    WMString const* m_pBody;  // the caller's body, while SendHTTPRequest runs
     bool m_bRequestSent;
     bool m_bFailed;  // the status line was refused or the response grew past its limit
 };

@@ -1,7 +1,10 @@
 #include <corvane/client.h>
 
+#include <cstddef>
 #include <memory>
+#include <new>
 #include <utility>
+#include <vector>
 
 #include "client/name_list.h"
 #include "soap/deserializer_impl.h"
@@ -11,6 +14,67 @@ namespace {
 
 constexpr int kNotInitialized = -1;
 constexpr int kTLSPort = 443;
+
+// The caller's arguments, lent to the message for the writing of the request and given back
+// when it ends however it ends: the message only reads them, the caller cannot tell, and a
+// large array is not deep-copied on every call.
+class LentArguments {
+public:
+    LentArguments(WMSOAPMessage& message, WMSOAPStructMember* values)
+        : m_message(message), m_values(values) {}
+    LentArguments(LentArguments const&) = delete;
+    LentArguments& operator=(LentArguments const&) = delete;
+    ~LentArguments() {
+        for (std::size_t at = 0; at < m_lent.size(); ++at) {
+            m_values[m_lent[at]] = std::move(MessageBuilder::MethodParamValue(m_message, at));
+        }
+    }
+
+    bool Lend(WMString const& name, int index, bool isOutput) {
+        try {
+            m_lent.reserve(m_lent.size() + 1);
+            MessageBuilder::AddMethodParam(m_message, WMString(), name, std::move(m_values[index]),
+                                           true, isOutput);
+        } catch (std::bad_alloc const&) {
+            return false;  // as AddMethodParam reports it; the value has not moved
+        }
+        m_lent.push_back(index);
+        return true;
+    }
+
+private:
+    using MessageBuilder = corvane::detail::MessageBuilder;
+    WMSOAPMessage& m_message;
+    WMSOAPStructMember* m_values;
+    std::vector<int> m_lent;  // the arguments' indexes, in the message's order
+};
+
+// After an exchange the proxy keeps the answer for GetXMLIn and the message holds the same
+// text to be read. A large answer's proxy copy is dropped while the message's is read, and the
+// message's handed back to the proxy when the call ends (moved: views into it stay valid).
+class AnswerSetAside {
+public:
+    AnswerSetAside(WMString& kept, WMSOAPMessage& message)
+        : m_kept(kept), m_message(message), m_aside(kept.size() >= kLargeAnswer) {
+        if (m_aside) {
+            WMString().swap(m_kept);
+        }
+    }
+    AnswerSetAside(AnswerSetAside const&) = delete;
+    AnswerSetAside& operator=(AnswerSetAside const&) = delete;
+    ~AnswerSetAside() {
+        if (m_aside) {
+            m_kept = corvane::detail::MessageBuilder::TakeBuffer(m_message);
+        }
+    }
+
+private:
+    // Small answers are not worth it, and are never held in place inside the string object.
+    static constexpr std::size_t kLargeAnswer = 4096;
+    WMString& m_kept;
+    WMSOAPMessage& m_message;
+    bool m_aside;
+};
 
 struct HeaderEntry {
     WMString ns;
@@ -140,22 +204,25 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
 
     // Parameters of an earlier call that failed before its answer arrived are not sent again.
     m_message.ClearMethodParams();
-    for (int i = 0; i < count; ++i) {
-        if (!m_wsdlClient.IsInputMsgPart(methodName, paramNames[i])) {
-            continue;
+    {
+        LentArguments lent(m_message, paramValues);
+        for (int i = 0; i < count; ++i) {
+            if (!m_wsdlClient.IsInputMsgPart(methodName, paramNames[i])) {
+                continue;
+            }
+            bool const isOutput = m_wsdlClient.IsOutputMsgPart(methodName, paramNames[i]);
+            if (!lent.Lend(paramNames[i], i, isOutput)) {
+                return false;
+            }
         }
-        bool const isOutput = m_wsdlClient.IsOutputMsgPart(methodName, paramNames[i]);
-        if (!m_message.AddMethodParam(WMString(), paramNames[i], paramValues[i], true, isOutput)) {
+        if (!m_message.Serialize(m_wsdlClient)) {
             return false;
         }
-    }
-
-    if (!m_message.Serialize(m_wsdlClient)) {
-        return false;
     }
     if (!Exchange(soapAction)) {
         return false;
     }
+    AnswerSetAside const answer(m_proxy.m_xmlIn, m_message);
 
     m_message.ClearMethodParams();
     m_message.ClearHeaderElems();

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include "net/tls.h"
 #include "platform/executable.h"
@@ -87,6 +88,19 @@ void AdaptLoadErrorStrings() {
 std::string& LibraryDirectory() {
     static std::string directory;
     return directory;
+}
+
+// Where the last attempt found no crypto library, and the directory's stamp then. Each socket
+// asks for the libraries, so without them every call would try every file name again; while
+// the directory has not changed, that attempt would fail the same way.
+struct MissedDirectory {
+    std::string directory;
+    std::string stamp;
+};
+
+MissedDirectory& LastMiss() {
+    static MissedDirectory missed;
+    return missed;
 }
 
 template <typename Fn>
@@ -283,6 +297,11 @@ int DynSSL::LoadAndInitialize() {
     if (directory.empty()) {
         return 0;
     }
+    MissedDirectory& missed = LastMiss();
+    std::string stamp = platform::DirectoryStamp(directory);
+    if (!stamp.empty() && missed.directory == directory && missed.stamp == stamp) {
+        return 0;
+    }
     void* crypto = nullptr;
     std::string sslName;
     for (const auto& pair : platform::TlsLibraryFileNames()) {
@@ -293,6 +312,8 @@ int DynSSL::LoadAndInitialize() {
         }
     }
     if (crypto == nullptr) {
+        missed.directory = directory;
+        missed.stamp = std::move(stamp);
         return 0;
     }
     m_hLibeay32Instance = crypto;

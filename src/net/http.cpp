@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -105,7 +106,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(int defaultPort, unsigned long timeout)
       m_nMajorVersion(1),
       m_nMinorVersion(0),
       m_bStatusLineSeen(false),
-      m_receiveBuffer(kReceiveBufferSize),
+      m_receiveBuffer(new char[kReceiveBufferSize]),
       m_pContent(nullptr),
       m_nContentSize(0),
       m_nContentCapacity(0),
@@ -113,6 +114,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(int defaultPort, unsigned long timeout)
       m_searchFrom(0),
       m_bHeadersComplete(false),
       m_socketTimeout(timeout),
+      m_pBody(nullptr),
       m_bRequestSent(false),
       m_bFailed(false) {}
 
@@ -126,7 +128,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
       m_bStatusLineSeen(other.m_bStatusLineSeen),
       m_statusCode(other.m_statusCode),
       m_reasonPhrase(other.m_reasonPhrase),
-      m_receiveBuffer(kReceiveBufferSize),
+      m_receiveBuffer(new char[kReceiveBufferSize]),
       m_pContent(nullptr),
       m_nContentSize(0),
       m_nContentCapacity(0),
@@ -138,7 +140,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
       m_method(other.m_method),
       m_requestURI(other.m_requestURI),
       m_headers(other.m_headers),
-      m_body(other.m_body),
+      m_pBody(nullptr),
       m_bRequestSent(other.m_bRequestSent),
       m_bFailed(other.m_bFailed) {
     for (auto const& entry : other.m_hostCache) {
@@ -180,7 +182,6 @@ WMHTTPRequestSock& WMHTTPRequestSock::operator=(WMHTTPRequestSock const& other) 
         m_method = std::move(copy.m_method);
         m_requestURI = std::move(copy.m_requestURI);
         m_headers = std::move(copy.m_headers);
-        m_body = std::move(copy.m_body);
         m_bRequestSent = copy.m_bRequestSent;
         m_bFailed = copy.m_bFailed;
     }
@@ -234,11 +235,13 @@ bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMStri
         m_requestURI += URIEscape(query);
     }
     m_headers = headers;
-    m_body = body;
+    // The body is sent from where it is: a large request is not copied once more.
+    m_pBody = &body;
 
     platform::Ipv4Address endpoint(address, usePort);
     // TLS follows the port asked for, not the default port.
     const bool finished = Connect(endpoint.Get(), port == kHttpsPort ? 1 : 0);
+    m_pBody = nullptr;
     return finished && !m_bFailed;
 }
 
@@ -328,23 +331,26 @@ bool WMHTTPRequestSock::OnSockWrite() {
     const WMString requestLine = m_method + u" " + m_requestURI + u" HTTP/" +
                                  platform::AnsiToWide(std::to_string(m_nMajorVersion) + "." +
                                                       std::to_string(m_nMinorVersion) + "\r\n");
-    const WMString* parts[] = {&requestLine, &m_headers, nullptr, &m_body};
     static const WMString kBlankLine = u"\r\n";
-    parts[2] = &kBlankLine;
+    static const WMString kNoBody;
+    const WMString* parts[] = {&requestLine, &m_headers, &kBlankLine,
+                               m_pBody != nullptr ? m_pBody : &kNoBody};
     std::size_t length = 0;
     for (WMString const* part : parts) {
         length += part->size();
     }
-    std::vector<char> bytes(length + 1, '\0');
+    // Every byte but the terminating zero is written by the conversion.
+    const std::size_t total = length + 1;
+    std::unique_ptr<char[]> bytes(new char[total]);
     std::size_t at = 0;
     for (WMString const* part : parts) {
-        platform::WideToAnsi(part->data(), part->size(), bytes.data() + at);
+        platform::WideToAnsi(part->data(), part->size(), bytes.get() + at);
         at += part->size();
     }
-    for (std::size_t sent = 0; sent < bytes.size();) {
-        const std::size_t piece =
-            bytes.size() - sent > kMaxSendPiece ? kMaxSendPiece : bytes.size() - sent;
-        if (!Send(bytes.data() + sent, static_cast<int>(piece))) {
+    bytes[length] = '\0';
+    for (std::size_t sent = 0; sent < total;) {
+        const std::size_t piece = total - sent > kMaxSendPiece ? kMaxSendPiece : total - sent;
+        if (!Send(bytes.get() + sent, static_cast<int>(piece))) {
             m_bFailed = true;
             return false;
         }
@@ -358,18 +364,18 @@ bool WMHTTPRequestSock::OnSockRead(bool& more) {
         return ReadTLS(more);
     }
     int received = 0;
-    if (!Recv(m_receiveBuffer.data(), static_cast<int>(m_receiveBuffer.size()), &received)) {
+    if (!Recv(m_receiveBuffer.get(), static_cast<int>(kReceiveBufferSize), &received)) {
         more = false;
         return false;
     }
     more = received > 0;
-    return received > 0 ? Append(m_receiveBuffer.data(), received) : true;
+    return received > 0 ? Append(m_receiveBuffer.get(), received) : true;
 }
 
 bool WMHTTPRequestSock::ReadTLS(bool& more) {
     m_hEvent->NoteReceive();
-    char* buffer = m_receiveBuffer.data();
-    const int size = static_cast<int>(m_receiveBuffer.size());
+    char* buffer = m_receiveBuffer.get();
+    const int size = static_cast<int>(kReceiveBufferSize);
     corvane::detail::TlsRetry retry(m_socket, m_socketTimeout);
     platform::ClearSocketError();
     int received = DynSSL::SSL_read(m_ssl, buffer, size);

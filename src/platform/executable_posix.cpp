@@ -5,8 +5,9 @@
 #include <vector>
 
 namespace corvane::platform {
+namespace {
 
-std::string ExecutableDirectory() {
+std::string ReadExecutableDirectory() {
     std::vector<char> buffer(4096);
     for (;;) {
         ssize_t n = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
@@ -26,6 +27,15 @@ std::string ExecutableDirectory() {
         }
         buffer.resize(buffer.size() * 2);
     }
+}
+
+}  // namespace
+
+// Read once, as the module path that Windows reports stays what it was at start: every socket
+// looks for the TLS libraries there.
+std::string ExecutableDirectory() {
+    static const std::string directory = ReadExecutableDirectory();
+    return directory;
 }
 
 std::string JoinPath(const std::string& directory, const std::string& name) {

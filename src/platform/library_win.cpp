@@ -8,6 +8,9 @@ namespace {
 
 // "C:\..." or "C:/..." or a UNC path "\\server\...": anything else would make the loader
 // search the system's directories.
+// How long ago a directory must have changed for its stamp to count: two seconds.
+constexpr unsigned long long kSettledTicks = 2ull * 10000000ull;
+
 bool IsAbsolute(const std::string& path) {
     if (path.size() >= 3 && path[1] == ':' && (path[2] == '\\' || path[2] == '/')) {
         const char drive = path[0];
@@ -40,6 +43,28 @@ void* FindSymbol(void* library, const char* name) {
         return nullptr;
     }
     return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+std::string DirectoryStamp(const std::string& directory) {
+    std::wstring widePath;
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    if (directory.empty() || !Utf8ToWidePath(directory, widePath) ||
+        !::GetFileAttributesExW(widePath.c_str(), GetFileExInfoStandard, &data)) {
+        return std::string();
+    }
+    FILETIME now{};
+    ::GetSystemTimeAsFileTime(&now);
+    const auto ticks = [](const FILETIME& time) {
+        return (static_cast<unsigned long long>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
+    };
+    // FILETIME counts 100 ns ticks.
+    if (ticks(now) < ticks(data.ftLastWriteTime) + kSettledTicks) {
+        return std::string();
+    }
+    // A directory's last write time changes with its entries; its creation time tells a
+    // replaced directory apart.
+    const FILETIME fields[] = {data.ftCreationTime, data.ftLastWriteTime};
+    return std::string(reinterpret_cast<const char*>(fields), sizeof fields);
 }
 
 const std::vector<std::pair<std::string, std::string>>& TlsLibraryFileNames() {

@@ -53,10 +53,15 @@ WMString ElementText(WMXMLElement const* element, std::size_t capacity) {
 void detail::MessageBuilder::AddMethodParam(WMSOAPMessage& message, WMString const& ns,
                                             WMString const& name, WMSOAPStructMember&& value,
                                             bool isInput, bool isOutput) {
-    auto entry =
-        std::make_unique<WMSOAPParamMsgElement>(ns, name, WMSOAPStructMember(), isInput, isOutput);
-    entry->m_value = std::move(value);
-    message.m_methodParams.push_back(std::move(entry));
+    // The value moves only once the entry is in place: when an allocation fails, it has not.
+    message.m_methodParams.push_back(
+        std::make_unique<WMSOAPParamMsgElement>(ns, name, WMSOAPStructMember(), isInput, isOutput));
+    message.m_methodParams.back()->m_value = std::move(value);
+}
+
+WMSOAPStructMember& detail::MessageBuilder::MethodParamValue(WMSOAPMessage& message,
+                                                             std::size_t index) {
+    return message.m_methodParams[index]->m_value;
 }
 
 void detail::MessageBuilder::ReleaseResponseTree(WMSOAPMessage& message) {

@@ -96,9 +96,14 @@ namespace detail {
 struct MessageBuilder {
     static void SetBodyElemLit(WMSOAPMessage& message, WMString&& xml,
                                WMString const& encodingStyle);
-    // Appends what AddMethodParam appends, moving the value instead of copying it.
+    // Appends what AddMethodParam appends, moving the value instead of copying it; when an
+    // allocation fails the value stays where it was.
     static void AddMethodParam(WMSOAPMessage& message, WMString const& ns, WMString const& name,
                                WMSOAPStructMember&& value, bool isInput, bool isOutput);
+    // The value of the method parameter at that position (which must exist), in place.
+    static WMSOAPStructMember& MethodParamValue(WMSOAPMessage& message, std::size_t index);
+    // Takes the message's text out, leaving its buffer empty.
+    static WMString TakeBuffer(WMSOAPMessage& message) { return std::move(message.m_buffer); }
     // Stores what SetBuffer stores, moving the text instead of copying it.
     static void SetBuffer(WMSOAPMessage& message, WMString&& text) {
         message.m_buffer = std::move(text);

@@ -137,7 +137,71 @@ void EnvelopeWriter::WriteStartTag() {
     frame.tagWritten = true;
 }
 
+EnvelopeWriter::WrittenTag& EnvelopeWriter::WrittenSlot(Frame const& frame) {
+    std::size_t hash =
+        frame.local.size() * 31 + frame.attributes.size() * 7 + frame.prefixes.size();
+    if (!frame.local.empty()) {
+        hash += frame.local.front() + frame.local.back() * 5;
+    }
+    return m_written[hash % kWrittenTags];
+}
+
+bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
+                                  Frame const* parent) const {
+    auto const same = [](View a, View b) { return a.data() == b.data() && a.size() == b.size(); };
+    auto const samePairs = [&same](std::vector<std::pair<View, View>> const& a,
+                                   std::vector<std::pair<View, View>> const& b) {
+        if (a.size() != b.size()) {
+            return false;
+        }
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            if (!same(a[i].first, b[i].first) || !same(a[i].second, b[i].second)) {
+                return false;
+            }
+        }
+        return true;
+    };
+    if (!tag.used || tag.escapeCarriageReturn != m_escapeCarriageReturn ||
+        tag.local != frame.local || tag.prefix != frame.prefix ||
+        tag.attributes.size() != frame.attributes.size() ||
+        !samePairs(tag.prefixes, frame.prefixes)) {
+        return false;
+    }
+    static std::vector<std::pair<View, View>> const kNone;
+    if (!samePairs(tag.parentPrefixes, parent != nullptr ? parent->prefixes : kNone)) {
+        return false;
+    }
+    for (std::size_t i = 0; i < tag.attributes.size(); ++i) {
+        Attribute const& a = tag.attributes[i];
+        Attribute const& b = frame.attributes[i];
+        if (!same(a.prefix, b.prefix) || !same(a.local, b.local) || !same(a.uri, b.uri) ||
+            !same(a.value, b.value)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 void EnvelopeWriter::WriteTagBody(Frame& frame) {
+    Frame const* parent = m_depth > 1 ? &m_frames[m_depth - 2] : nullptr;
+    WrittenTag& written = WrittenSlot(frame);
+    if (WrittenAlike(written, frame, parent)) {
+        m_out.append(written.text);
+        return;
+    }
+    written.used = false;
+    written.prefix.assign(frame.prefix);
+    written.local.assign(frame.local);
+    written.attributes = frame.attributes;
+    written.prefixes = frame.prefixes;
+    if (parent != nullptr) {
+        written.parentPrefixes = parent->prefixes;
+    } else {
+        written.parentPrefixes.clear();
+    }
+    written.escapeCarriageReturn = m_escapeCarriageReturn;
+    std::size_t const start = m_out.size();
+
     m_out.push_back(u'<');
     WriteName(frame);
     if (frame.attributes.size() > 1) {
@@ -155,7 +219,6 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         AppendAttributeText(attribute.value);
         m_out.push_back(u'"');
     }
-    Frame const* parent = m_depth > 1 ? &m_frames[m_depth - 2] : nullptr;
     for (auto const& [prefix, uri] : frame.prefixes) {
         if (parent != nullptr) {
             bool alike = false;
@@ -175,6 +238,8 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         AppendAttributeText(uri);
         m_out.push_back(u'"');
     }
+    written.text.assign(m_out, start, WMString::npos);
+    written.used = true;
 }
 
 void EnvelopeWriter::AppendAttributeText(View text) {
@@ -298,9 +363,16 @@ void TypeCache::Describe(SchemaType& type) {
 }
 
 SchemaType::Member* TypeCache::Member(SchemaType& type, WMString const& name, WMString const& ns) {
-    for (auto const& member : type.members) {
+    // The structs of an array list their members in the same order, one item after another:
+    // the search starts after the member found last.
+    std::size_t const count = type.members.size();
+    for (std::size_t k = 0; k < count; ++k) {
+        std::size_t const at =
+            type.nextMember + k < count ? type.nextMember + k : type.nextMember + k - count;
+        SchemaType::Member* member = type.members[at].get();
         if (member->name == name && member->ns == ns) {
-            return member->known ? member.get() : nullptr;
+            type.nextMember = at + 1 < count ? at + 1 : 0;
+            return member->known ? member : nullptr;
         }
     }
     auto member = std::make_unique<SchemaType::Member>();

@@ -4,8 +4,10 @@
 
 #include <corvane/types.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <deque>
+#include <iterator>
 #include <memory>
 #include <string_view>
 #include <unordered_map>
@@ -59,7 +61,13 @@ public:
     void Close();
     // Extension: writes a carriage return as "&#xD;", so that it survives the line-end
     // normalisation of the reader (the default writes it as it is).
-    void EscapeCarriageReturns(bool on) { m_escapeCarriageReturn = on; }
+    void EscapeCarriageReturns(bool on) {
+        if (on != m_escapeCarriageReturn) {
+            // A text written clean before may hold a carriage return.
+            std::fill(std::begin(m_clean), std::end(m_clean), CleanText{});
+        }
+        m_escapeCarriageReturn = on;
+    }
 
 private:
     using View = std::u16string_view;
@@ -83,7 +91,25 @@ private:
         std::size_t size = 0;
     };
 
+    // A start tag already written, with everything it was written from: the items of an array
+    // give the same elements the same names, attributes and prefixes again and again. The
+    // attribute and prefix texts are compared by address, as the clean texts are; the names,
+    // which need not outlive their element, by content.
+    struct WrittenTag {
+        WMString prefix;
+        WMString local;
+        std::vector<Attribute> attributes;  // in the order they were set
+        std::vector<std::pair<View, View>> prefixes;
+        std::vector<std::pair<View, View>> parentPrefixes;
+        bool escapeCarriageReturn = false;
+        bool used = false;
+        WMString text;  // from "<" to the end of the last declaration
+    };
+    static constexpr std::size_t kWrittenTags = 8;
+
     Frame& Top() { return m_frames[m_depth - 1]; }
+    WrittenTag& WrittenSlot(Frame const& frame);
+    bool WrittenAlike(WrittenTag const& tag, Frame const& frame, Frame const* parent) const;
     void WriteName(Frame const& frame);
     // Writes the open element's start tag, ending it with ">".
     void WriteStartTag();
@@ -95,6 +121,7 @@ private:
     std::vector<Frame> m_frames;
     std::size_t m_depth = 0;
     CleanText m_clean[16];
+    WrittenTag m_written[kWrittenTags];
     bool m_escapeCarriageReturn = false;
 };
 
@@ -131,6 +158,7 @@ struct SchemaType {
     // structs also keep the members looked up so far.
     WMString explicitType;
     std::vector<std::unique_ptr<Member>> members;
+    std::size_t nextMember = 0;  // where the next member lookup starts
 };
 
 class TypeCache {

@@ -5,6 +5,7 @@
 #include <corvane/xml.h>
 
 #include "soap/envelope_writer.h"
+#include "soap/fixed_format.h"
 #include "soap/standard_values.h"
 #include "soap/value_builder.h"
 
@@ -18,27 +19,17 @@ namespace {
 
 using DataType = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
-void AppendAscii(WMString& out, char const* text, char const* end) {
-    for (; text != end; ++text) {
-        out.push_back(static_cast<WMChar>(static_cast<unsigned char>(*text)));
-    }
+// The value operations take members by reference without changing them; the members of a
+// struct or array are handed over in place rather than copied out one by one.
+WMSOAPStructMember& Readable(WMSOAPStructMember const& member) {
+    return const_cast<WMSOAPStructMember&>(member);
 }
 
 // "%d" of a 32-bit value.
 void FormatLong(WMString& out, std::int32_t value) {
     char buffer[16];
     auto const result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    AppendAscii(out, buffer, result.ptr);
-}
-
-// "%f": six digits after the point, never an exponent. to_chars gives the same text as
-// printf's "%f" (exact rounding, "inf", "nan") without going through the locale.
-void FormatDouble(WMString& out, double value) {
-    // The widest result, -DBL_MAX, has 309 integer digits.
-    char buffer[352];
-    auto const result =
-        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, 6);
-    AppendAscii(out, buffer, result.ptr);
+    AppendAsciiDigits(out, buffer, result.ptr);
 }
 
 }  // namespace
@@ -103,7 +94,7 @@ bool WMSOAPSerializer::SerializeBuiltInType(Schema const& type, WMSOAPStructMemb
         out.Text(m_number);
         m_number.clear();
     } else if (kind == DataType::SOAP_DOUBLE) {
-        FormatDouble(m_number, value.DoubleValue());
+        AppendFixed6(m_number, value.DoubleValue());
         out.Text(m_number);
         m_number.clear();
     } else {
@@ -180,13 +171,10 @@ bool WMSOAPSerializer::SerializeArray(Schema& arrayType, WMSOAPStructMember& val
     // Each array element is a struct; each of its members becomes one item element, named by
     // the member (an array of scalars is a list of one-member structs).
     Schema& itemType = wsdl.ItemOf(arrayType);
-    WMSOAPStructMember member;
     for (WMSOAPStructType const& element : value.ArrayValue()) {
-        long position = 0;
-        for (bool more = element.GetFirstMember(nullptr, member, &position); more;
-             more = element.GetNextMember(nullptr, member, &position)) {
+        for (WMSOAPStructMember const& member : ValueBuilder::Members(element)) {
             out.Open({}, member.GetName());
-            if (!SerializeValue(itemType, member, message, wsdl, out)) {
+            if (!SerializeValue(itemType, Readable(member), message, wsdl, out)) {
                 return false;
             }
             out.Close();
@@ -201,10 +189,7 @@ bool WMSOAPSerializer::SerializeStruct(Schema& type, WMSOAPStructType const& str
         out.DeclarePrefix(u"nss", type.ns);
         out.SetAttribute(u"xsi", u"type", type.instanceNS, type.explicitType);
     }
-    WMSOAPStructMember member;
-    long position = 0;
-    for (bool more = structValue.GetFirstMemberQN(nullptr, nullptr, member, &position); more;
-         more = structValue.GetNextMemberQN(nullptr, nullptr, member, &position)) {
+    for (WMSOAPStructMember const& member : ValueBuilder::Members(structValue)) {
         Schema::Member* declared = wsdl.Member(type, member.GetName(), member.GetNS());
         if (declared == nullptr) {
             return false;
@@ -215,7 +200,7 @@ bool WMSOAPSerializer::SerializeStruct(Schema& type, WMSOAPStructType const& str
             out.Open(u"nsm", declared->name);
             out.DeclarePrefix(u"nsm", declared->ns);
         }
-        if (!SerializeValue(wsdl.TypeOf(*declared), member, message, wsdl, out)) {
+        if (!SerializeValue(wsdl.TypeOf(*declared), Readable(member), message, wsdl, out)) {
             return false;
         }
         out.Close();

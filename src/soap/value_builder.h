@@ -18,6 +18,10 @@ struct ValueBuilder {
 
     // The number of members, without copying them (the serializer's array sizes).
     static std::size_t Size(WMSOAPStructType const& target) { return target.members_.size(); }
+    // The members in order, as GetFirstMember and GetNextMember hand them out, without copies.
+    static std::vector<WMSOAPStructMember> const& Members(WMSOAPStructType const& target) {
+        return target.members_;
+    }
     static void Reserve(WMSOAPStructType& target, std::size_t count) {
         target.members_.reserve(count);
     }

@@ -81,7 +81,7 @@ void WMFaultHandler::ReadAttributes(const StartTag& tag) {
 
 WMWSDLEventHandler* WMOperationHandler::StartChildElement(const StartTag& tag,
                                                           WMWSDLParseEventHandler& frame) {
-    if (tag.ns != kWsdlNS) {
+    if (!corvane::TextEquals(tag.ns, kWsdlNS)) {
         return nullptr;
     }
     if (tag.local == u"input") {
@@ -139,7 +139,7 @@ WMWSDLEventHandler* WMPortTypeHandler::StartChildElement(const StartTag& tag,
 
 WMWSDLEventHandler* WMSOAPMessageBindingHandler::StartChildElement(const StartTag& tag,
                                                                    WMWSDLParseEventHandler& frame) {
-    if (tag.ns != kWsdlSoapNS) {
+    if (!corvane::TextEquals(tag.ns, kWsdlSoapNS)) {
         return nullptr;
     }
     if (tag.local == u"body") {
@@ -177,7 +177,7 @@ WMWSDLEventHandler* WMSOAPOperationHandler::StartChildElement(const StartTag& ta
     if (tag.Is(kWsdlSoapNS, u"operation")) {
         return ReadRecord(m_operationExt, *this, tag, frame);
     }
-    if (tag.ns != kWsdlNS) {
+    if (!corvane::TextEquals(tag.ns, kWsdlNS)) {
         return nullptr;
     }
     if (tag.local == u"input") {
@@ -298,7 +298,7 @@ void WMDefinitionsHandler::ReadAttributes(const StartTag& tag) {
 
 WMWSDLEventHandler* WMDefinitionsHandler::StartChildElement(const StartTag& tag,
                                                             WMWSDLParseEventHandler& frame) {
-    if (tag.ns != kWsdlNS) {
+    if (!corvane::TextEquals(tag.ns, kWsdlNS)) {
         return nullptr;
     }
     if (tag.local == u"types") {

@@ -214,8 +214,9 @@ private:
     std::unique_ptr<WMSOAPBindingBindingExt> m_bindingExt;
     corvane::HandlerTable<WMSOAPOperationHandler> m_operations;
     // Built when the binding element ends and read-only afterwards, so that a received action
-    // is found without walking every operation.
-    std::map<WMString, const WMSOAPOperationHandler*, std::less<>> m_operationsByAction;
+    // is found without walking every operation. The keys are the operations' own texts.
+    std::map<corvane::WStringView, const WMSOAPOperationHandler*, corvane::CodeUnitLess>
+        m_operationsByAction;
 };
 
 class WMPortHandler : public WMWSDLEventHandler {
@@ -342,8 +343,14 @@ public:
     corvane::HandlerTable<WMSchemaHandler>& Schemas() { return m_schemas; }
     const WMString& GetDocBase() const { return m_docBase; }
     void SetDocBase(const WMString& docBase) { m_docBase = docBase; }
+    // The arena the handlers of this description live in.
+    void SetArena(std::shared_ptr<corvane::detail::HandlerArena> arena) {
+        m_arena = std::move(arena);
+    }
 
 private:
+    // First, so that it is released after every handler in it.
+    std::shared_ptr<corvane::detail::HandlerArena> m_arena;
     WMSOAPDefinitionsHandler m_definitions;
     corvane::HandlerTable<WMSchemaHandler> m_schemas;
     WMString m_docBase;

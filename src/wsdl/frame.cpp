@@ -38,14 +38,14 @@ private:
             key.part[2].empty() ? key.part[1].substr(0, local.size()) : key.part[1];
         const WStringView name =
             key.part[2].empty() ? key.part[1].substr(stem.size()) : key.part[2];
-        const bool ownStem = elementNS && stem == local;
+        const bool ownStem = elementNS && TextEquals(stem, local);
         for (std::uint32_t i = 0; i < m_node.attrCount; ++i) {
             const XMLAttr& attr = m_node.attrs[i];
             bool found;
             if (attr.prefixed) {
                 found = key.Equals(Key{{attr.ns->uri, attr.Local(), {}}});
             } else if (ownStem) {
-                found = attr.qname == name;
+                found = TextEquals(attr.qname, name);
             } else if (elementNS) {
                 found = rest.Equals(Key{{local, attr.qname, {}}});
             } else {

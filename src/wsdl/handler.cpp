@@ -1,5 +1,9 @@
 #include "wsdl/handler.h"
 
+#include <cstdlib>
+#include <iterator>
+#include <new>
+
 namespace corvane {
 
 const WMString kWsdlNS = u"http://schemas.xmlsoap.org/wsdl/";
@@ -10,7 +14,7 @@ const WMString kXsdNS1999 = u"http://www.w3.org/1999/XMLSchema";
 const WMString kSoapEncNS = u"http://schemas.xmlsoap.org/soap/encoding/";
 
 bool IsSchemaNS(WStringView ns) {
-    return ns == kXsdNS2001 || ns == kXsdNS2000 || ns == kXsdNS1999;
+    return TextEquals(ns, kXsdNS2001) || TextEquals(ns, kXsdNS2000) || TextEquals(ns, kXsdNS1999);
 }
 
 void ThrowSchemaError(WMString message) {
@@ -75,12 +79,117 @@ QName StartTag::Resolve(WStringView value, const char16_t* attr, const char16_t*
         message += u"'";
         ThrowSchemaError(std::move(message));
     }
+    detail::HandlerArena* arena = detail::HandlerArena::Current();
+    if (arena) {
+        return QName{NamespaceText::Kept(arena->Keep(it->second)), WMString(local)};
+    }
     return QName{it->second, WMString(local)};
 }
+
+namespace detail {
+
+namespace {
+
+constexpr std::size_t kAlign = alignof(std::max_align_t);
+constexpr std::size_t kBlockBytes = 64 * 1024;
+
+thread_local HandlerArena* t_currentArena = nullptr;
+
+std::size_t RoundUp(std::size_t size) {
+    return (size + kAlign - 1) & ~(kAlign - 1);
+}
+
+}  // namespace
+
+HandlerArena::~HandlerArena() {
+    for (void* block : m_blocks) {
+        std::free(block);
+    }
+}
+
+void* HandlerArena::Allocate(std::size_t size) {
+    size = RoundUp(size);
+    if (size > m_left) {
+        // An object larger than a quarter block gets a block of its own, so that the rest of
+        // the current block is not wasted.
+        const bool own = size > kBlockBytes / 4;
+        const std::size_t bytes = own ? size : kBlockBytes;
+        void* block = std::malloc(bytes);
+        if (!block) {
+            throw std::bad_alloc();
+        }
+        m_blocks.push_back(block);
+        if (own) {
+            return block;
+        }
+        m_next = static_cast<char*>(block);
+        m_left = bytes;
+    }
+    void* result = m_next;
+    m_next += size;
+    m_left -= size;
+    return result;
+}
+
+const WMString& HandlerArena::Keep(WStringView text) {
+    for (const WMString* recent : m_recent) {
+        if (recent && TextEquals(*recent, text)) {
+            return *recent;
+        }
+    }
+    const WMString* kept;
+    auto it = m_keptIndex.find(text);
+    if (it != m_keptIndex.end()) {
+        kept = it->second;
+    } else {
+        // A deque never moves what it holds, so the index may key on the kept texts.
+        kept = &m_kept.emplace_back(text);
+        m_keptIndex.emplace(*kept, kept);
+    }
+    m_recent[m_recentNext] = kept;
+    m_recentNext = (m_recentNext + 1) % std::size(m_recent);
+    return *kept;
+}
+
+HandlerArena* HandlerArena::Current() {
+    return t_currentArena;
+}
+
+HandlerArena::Use::Use(HandlerArena* arena) : m_previous(t_currentArena) {
+    t_currentArena = arena;
+}
+
+HandlerArena::Use::~Use() {
+    t_currentArena = m_previous;
+}
+
+}  // namespace detail
 
 }  // namespace corvane
 
 WMWSDLEventHandler::~WMWSDLEventHandler() = default;
+
+// Each handler is preceded by one aligned word saying where it lives, because a description is
+// released on whatever thread lets go of it last, long after its load.
+void* WMWSDLEventHandler::operator new(std::size_t size) {
+    using corvane::detail::HandlerArena;
+    const std::size_t header = corvane::detail::kAlign;
+    HandlerArena* arena = HandlerArena::Current();
+    void* block = arena ? arena->Allocate(header + size) : ::operator new(header + size);
+    *static_cast<HandlerArena**>(block) = arena;
+    return static_cast<char*>(block) + header;
+}
+
+void WMWSDLEventHandler::operator delete(void* pointer) {
+    if (!pointer) {
+        return;
+    }
+    const std::size_t header = corvane::detail::kAlign;
+    void* block = static_cast<char*>(pointer) - header;
+    if (!*static_cast<corvane::detail::HandlerArena**>(block)) {
+        ::operator delete(block);
+    }
+}
 
 bool WMWSDLEventHandler::EndElement() {
     return true;
@@ -91,7 +200,13 @@ void WMWSDLEventHandler::CharacterData(corvane::WStringView) {}
 void WMWSDLEventHandler::ReadAttributes(const corvane::StartTag&) {}
 
 void WMWSDLEventHandler::SetTargetNS(corvane::WStringView ns) {
-    m_targetNS = std::make_shared<const WMString>(ns);
+    if (corvane::detail::HandlerArena* arena = corvane::detail::HandlerArena::Current()) {
+        m_targetNS = &arena->Keep(ns);
+        m_ownedTargetNS.reset();
+    } else {
+        m_ownedTargetNS = std::make_shared<const WMString>(ns);
+        m_targetNS = m_ownedTargetNS.get();
+    }
 }
 
 const WMString& WMWSDLEventHandler::GetTargetNS() const {

@@ -5,6 +5,11 @@
 
 #include <corvane/types.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -12,6 +17,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "text/equal.h"
 
@@ -20,6 +26,54 @@ class WMWSDLParseEventHandler;
 namespace corvane {
 
 using WStringView = std::u16string_view;
+
+namespace detail {
+
+// The memory of the handlers one load makes, released in one piece with the description: a
+// description is tens of thousands of small objects, and handing each back to the heap was a
+// fifth of a load. The handlers' destructors still run; only their storage stays here. The
+// loads of a document's imports use the arena of the load that imports them, because their
+// handlers move into its description.
+class HandlerArena : public std::enable_shared_from_this<HandlerArena> {
+public:
+    HandlerArena() = default;
+    HandlerArena(const HandlerArena&) = delete;
+    HandlerArena& operator=(const HandlerArena&) = delete;
+    ~HandlerArena();
+
+    void* Allocate(std::size_t size);
+
+    // The one copy of `text` this arena keeps; it lives as long as the arena.
+    const WMString& Keep(WStringView text);
+
+    // The arena of the load running on this thread, or null.
+    static HandlerArena* Current();
+
+    // Makes `arena` the current one of this thread while it lives.
+    class Use {
+    public:
+        explicit Use(HandlerArena* arena);
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+        ~Use();
+
+    private:
+        HandlerArena* m_previous;
+    };
+
+private:
+    std::vector<void*> m_blocks;
+    char* m_next = nullptr;
+    std::size_t m_left = 0;
+    std::deque<WMString> m_kept;
+    std::unordered_map<WStringView, const WMString*, std::hash<WStringView>, TextEqualTo>
+        m_keptIndex;
+    // The texts asked for last: a description names two or three URIs over and over.
+    const WMString* m_recent[4] = {};
+    std::size_t m_recentNext = 0;
+};
+
+}  // namespace detail
 
 // Namespace prefix to URI, as declared at the point of the document being read.
 using PrefixMap = std::map<WMString, WMString, std::less<>>;
@@ -34,10 +88,127 @@ extern const WMString kSoapEncNS;
 
 bool IsSchemaNS(WStringView ns);
 
+// The namespace URI of a QName. The names a load reads refer to the one copy of their URI the
+// load's arena keeps, instead of each holding tens of code units of their own; any other, and
+// every copy, owns its text. It reads as a const WMString&.
+class NamespaceText {
+public:
+    NamespaceText() = default;
+    NamespaceText(const WMString& text) : m_own(text) {}
+    NamespaceText(WMString&& text) : m_own(std::move(text)) {}
+    NamespaceText(const char16_t* text) : m_own(text) {}
+    NamespaceText(const NamespaceText& other) : m_own(other.Get()) {}
+    NamespaceText(NamespaceText&& other) noexcept
+        : m_kept(other.m_kept), m_own(std::move(other.m_own)) {}
+    NamespaceText& operator=(const NamespaceText& other) {
+        if (this != &other) {
+            m_own = other.Get();
+            m_kept = nullptr;
+        }
+        return *this;
+    }
+    NamespaceText& operator=(NamespaceText&& other) noexcept {
+        m_kept = other.m_kept;
+        m_own = std::move(other.m_own);
+        return *this;
+    }
+
+    // Refers to `kept`, which must outlive this and every object this is moved into.
+    static NamespaceText Kept(const WMString& kept) {
+        NamespaceText text;
+        text.m_kept = &kept;
+        return text;
+    }
+
+    const WMString& Get() const { return m_kept ? *m_kept : m_own; }
+    operator const WMString&() const { return Get(); }
+    operator WStringView() const { return Get(); }
+    bool empty() const { return Get().empty(); }
+    std::size_t size() const { return Get().size(); }
+
+private:
+    const WMString* m_kept = nullptr;
+    WMString m_own;
+};
+
+inline bool operator==(const NamespaceText& a, const NamespaceText& b) {
+    return TextEquals(a.Get(), b.Get());
+}
+inline bool operator==(const NamespaceText& a, const WMString& b) {
+    return TextEquals(a.Get(), b);
+}
+inline bool operator==(const WMString& a, const NamespaceText& b) {
+    return TextEquals(a, b.Get());
+}
+inline bool operator==(const NamespaceText& a, WStringView b) {
+    return TextEquals(a.Get(), b);
+}
+inline bool operator==(WStringView a, const NamespaceText& b) {
+    return TextEquals(a, b.Get());
+}
+inline bool operator==(const NamespaceText& a, const char16_t* b) {
+    return TextEquals(a.Get(), b);
+}
+inline bool operator!=(const NamespaceText& a, const NamespaceText& b) {
+    return !(a == b);
+}
+inline bool operator!=(const NamespaceText& a, const WMString& b) {
+    return !(a == b);
+}
+inline bool operator!=(const WMString& a, const NamespaceText& b) {
+    return !(a == b);
+}
+inline bool operator!=(const NamespaceText& a, WStringView b) {
+    return !(a == b);
+}
+inline bool operator!=(WStringView a, const NamespaceText& b) {
+    return !(a == b);
+}
+inline bool operator!=(const NamespaceText& a, const char16_t* b) {
+    return !(a == b);
+}
+inline WMString operator+(const char16_t* a, const NamespaceText& b) {
+    return a + b.Get();
+}
+inline WMString operator+(const WMString& a, const NamespaceText& b) {
+    return a + b.Get();
+}
+inline WMString operator+(const NamespaceText& a, const char16_t* b) {
+    return a.Get() + b;
+}
+inline WMString operator+(const NamespaceText& a, const WMString& b) {
+    return a.Get() + b;
+}
+
 // A qualified name as (namespace URI, local part).
 struct QName {
-    WMString ns;
+    NamespaceText ns;
     WMString local;
+};
+
+// Plain code-unit order of two texts. The names of a description share long prefixes
+// ("operation1234Request"), so the common prefix is skipped four code units at a time.
+struct CodeUnitLess {
+    using is_transparent = void;
+    bool operator()(WStringView a, WStringView b) const {
+        const std::size_t n = std::min(a.size(), b.size());
+        std::size_t i = 0;
+        for (; i + 4 <= n; i += 4) {
+            std::uint64_t x;
+            std::uint64_t y;
+            std::memcpy(&x, a.data() + i, sizeof x);
+            std::memcpy(&y, b.data() + i, sizeof y);
+            if (x != y) {
+                break;
+            }
+        }
+        for (; i < n; ++i) {
+            if (a[i] != b[i]) {
+                return a[i] < b[i];
+            }
+        }
+        return a.size() < b.size();
+    }
 };
 
 // Named handlers owned by their parent, enumerated in plain code-unit order of the names and
@@ -46,23 +217,27 @@ struct QName {
 template <class T>
 class HandlerTable {
 public:
-    using Map = std::map<WMString, std::unique_ptr<T>, std::less<>>;
+    using Map = std::map<WMString, std::unique_ptr<T>, CodeUnitLess>;
 
     // Files `handler` under `name` unless the name is taken; true when it was filed.
     bool Insert(WStringView name, std::unique_ptr<T>& handler) {
         // The index holds every name of the table, so a taken name costs no key.
-        if (m_index.count(name) != 0) {
+        const std::size_t hash = std::hash<WStringView>()(name);
+        if (Find(name, hash)) {
             return false;
         }
         auto it = m_entries.try_emplace(WMString(name), std::move(handler)).first;
-        // The key lives in the map's node, which never moves.
-        m_index.emplace(WStringView(it->first), it->second.get());
+        if ((m_entries.size() + 1) * 2 > m_slots.size()) {
+            Grow();
+        } else {
+            // The key lives in the map's node, which never moves.
+            Place(Slot{it->first, hash, it->second.get()});
+        }
         return true;
     }
 
     const T* Find(WStringView name) const {
-        auto it = m_index.find(name);
-        return it == m_index.end() ? nullptr : it->second;
+        return m_slots.empty() ? nullptr : Find(name, std::hash<WStringView>()(name));
     }
 
     // Moves the entries whose names this table lacks out of `from`; the rest stay there.
@@ -72,7 +247,7 @@ public:
                 Insert(name, handler);
             }
         }
-        from.m_index.clear();
+        from.m_slots.clear();
     }
 
     typename Map::const_iterator begin() const { return m_entries.begin(); }
@@ -81,8 +256,52 @@ public:
     bool empty() const { return m_entries.empty(); }
 
 private:
+    // Open addressing over a power-of-two array kept at most half full: one allocation per
+    // doubling instead of one per name.
+    struct Slot {
+        WStringView name;
+        std::size_t hash = 0;
+        T* handler = nullptr;
+    };
+
+    const T* Find(WStringView name, std::size_t hash) const {
+        if (m_slots.empty()) {
+            return nullptr;
+        }
+        const std::size_t mask = m_slots.size() - 1;
+        for (std::size_t i = hash & mask; m_slots[i].handler; i = (i + 1) & mask) {
+            if (m_slots[i].hash == hash && TextEquals(m_slots[i].name, name)) {
+                return m_slots[i].handler;
+            }
+        }
+        return nullptr;
+    }
+
+    void Place(const Slot& slot) {
+        const std::size_t mask = m_slots.size() - 1;
+        std::size_t i = slot.hash & mask;
+        while (m_slots[i].handler) {
+            i = (i + 1) & mask;
+        }
+        m_slots[i] = slot;
+    }
+
+    // Rebuilds the index from the entries in an array at least twice their number.
+    void Grow() {
+        std::size_t size = m_slots.empty() ? 8 : m_slots.size();
+        while ((m_entries.size() + 1) * 2 > size) {
+            size *= 2;
+        }
+        m_slots.assign(size, Slot{});
+        for (const auto& [name, handler] : m_entries) {
+            if (handler) {
+                Place(Slot{name, std::hash<WStringView>()(name), handler.get()});
+            }
+        }
+    }
+
     Map m_entries;
-    std::unordered_map<WStringView, T*, std::hash<WStringView>, corvane::TextEqualTo> m_index;
+    std::vector<Slot> m_slots;
 };
 
 template <class T>
@@ -107,7 +326,7 @@ public:
     WStringView qname;
 
     bool Is(WStringView elementNS, WStringView elementLocal) const {
-        return local == elementLocal && ns == elementNS;
+        return local == elementLocal && TextEquals(ns, elementNS);
     }
     // In any of the XML Schema namespaces.
     bool IsSchema(WStringView elementLocal) const {
@@ -184,6 +403,10 @@ public:
     WMWSDLEventHandler& operator=(const WMWSDLEventHandler&) = delete;
     virtual ~WMWSDLEventHandler();
 
+    // Handlers made during a load live in its arena (see HandlerArena); others on the heap.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* pointer);
+
     // The handler that reads the child element, or null when the child is not known here (the
     // frame then skips it with its whole subtree).
     virtual WMWSDLEventHandler* StartChildElement(const corvane::StartTag& tag,
@@ -196,10 +419,17 @@ public:
     virtual const WMString& GetTargetNS() const;
     // Takes the target namespace of `parent` without copying the text: most handlers of a
     // description share one or two namespaces.
-    void InheritTargetNS(const WMWSDLEventHandler& parent) { m_targetNS = parent.m_targetNS; }
+    void InheritTargetNS(const WMWSDLEventHandler& parent) {
+        m_targetNS = parent.m_targetNS;
+        m_ownedTargetNS = parent.m_ownedTargetNS;
+    }
 
 private:
-    std::shared_ptr<const WMString> m_targetNS;
+    // During a load the text is the one the load's arena keeps, which outlives every handler of
+    // the description without a shared count to maintain; otherwise the handlers that share it
+    // own it together.
+    const WMString* m_targetNS = nullptr;
+    std::shared_ptr<const WMString> m_ownedTargetNS;
 };
 
 #endif

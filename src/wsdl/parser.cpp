@@ -109,8 +109,15 @@ bool WMWSDLParser::GetAndParseWSDLFile(const WMString& host, const WMString& uri
 }
 
 bool WMWSDLParser::ParseWSDLText(const WMString& text) {
+    using corvane::detail::HandlerArena;
     auto desc = std::make_shared<WMSOAPWSDLDesc>();
     desc->SetDocBase(m_docBase);
+    // An import's handlers move into the importing description, so they share its arena.
+    HandlerArena* importing = HandlerArena::Current();
+    std::shared_ptr<HandlerArena> arena =
+        importing ? importing->shared_from_this() : std::make_shared<HandlerArena>();
+    desc->SetArena(arena);
+    HandlerArena::Use use(arena.get());
     m_desc = desc;
     int documentCount = 0;
     corvane::detail::ImportChain root;

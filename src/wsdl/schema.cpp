@@ -110,7 +110,7 @@ void WMSchemaElemHandler::ReadAttributes(const StartTag& tag) {
         m_type = tag.Resolve(*ref, u"ref", u"element");
         m_isRef = true;
     } else {
-        m_type = QName{corvane::kXsdNS2001, u"anyType"};
+        m_type = QName{corvane::NamespaceText::Kept(corvane::kXsdNS2001), u"anyType"};
     }
 }
 

@@ -5,6 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "support/support.h"
 
 namespace {
 
@@ -43,6 +47,26 @@ TEST(TlsLoaderWithoutLibraries, LoadsFromTheDirectoryGivenLater) {
     EXPECT_EQ(DynSSL::SSL_library_init(), 1);
     EXPECT_EQ(DynSSL::m_bLoadSuccess, 1);
     EXPECT_NE(DynSSL::m_SSL_library_init, nullptr);
+}
+
+// Failed attempts are not repeated while their directory stays as it was, yet libraries that
+// arrive there afterwards are found.
+TEST(TlsLoaderWithoutLibraries, LoadsLibrariesPlacedInTheDirectoryAfterAFailure) {
+    namespace fs = std::filesystem;
+    corvane::test::TempDir empty;
+    WMString const wideDir(empty.Path().begin(), empty.Path().end());
+    DynSSL::SetLibraryDirectory(wideDir);
+    EXPECT_EQ(DynSSL::SSL_library_init(), 1);
+    DynSSL::SSL_load_error_strings();
+    EXPECT_EQ(DynSSL::m_bLoadSuccess, 0);
+
+    std::u16string const source = CORVANE_TLS_LIBRARY_DIR;
+    fs::path const from(std::string(source.begin(), source.end()));
+    for (char const* name : {"libcrypto.so.3", "libssl.so.3"}) {
+        fs::create_symlink(fs::canonical(from / name), fs::path(empty.File(name)));
+    }
+    EXPECT_EQ(DynSSL::SSL_library_init(), 1);
+    EXPECT_EQ(DynSSL::m_bLoadSuccess, 1);
 }
 #endif
 
