@@ -314,7 +314,7 @@ TEST(XsdBindingView, JavaAndDotNetStyles) {
 
 TEST(XsdBindingView, WrappedNeedsAPlainSequenceNamedLikeTheOperation) {
     // One operation per shape of the input wrapper; the output is always a plain wrapper.
-    const std::string skeleton = ReadFile(DataPath("xsd/wrapped_template.wsdl"));
+    const std::string skeleton = ReadFile(DataPath("xsd/wrapped.wsdl.in"));
     for (const TableRow& row : Rows("wrapped")) {
         const std::string wrapper = Text(row.input);
         const bool wrapped = row.expected == "true";
