@@ -9,6 +9,8 @@
 #include <corvane/wsdl.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <optional>
@@ -32,6 +34,26 @@ inline WMString Wide(std::string const& utf8) {
 
 inline std::string Narrow(WMString const& text) {
     return corvane::test::Utf8(text);
+}
+
+// A table cell as a value: L:long, D:double, F:the float nearest, S:text, T:an empty struct,
+// B:every byte value once.
+inline WMSOAPStructMember ValueOf(std::string const& cell) {
+    std::string const rest = cell.substr(2);
+    switch (cell[0]) {
+        case 'L':
+            return {u"", static_cast<std::int32_t>(std::stol(rest))};
+        case 'D':
+            return {u"", std::strtod(rest.c_str(), nullptr)};
+        case 'F':
+            return {u"", static_cast<double>(std::strtof(rest.c_str(), nullptr))};
+        case 'T':
+            return WMSOAPStructMember(u"", WMSOAPStructType());
+        case 'B':
+            return {u"", corvane::test::AllBytes()};
+        default:
+            return {u"", corvane::test::Unescape(rest)};
+    }
 }
 
 inline WMString ReadText(std::string const& relative) {

@@ -3,12 +3,18 @@
 #include <corvane/message.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "soap/deserializer_text.h"
 #include "soap/parse_handlers.h"
+#include "support/support.h"
+#include "support/values.h"
 
 namespace {
 
@@ -45,42 +51,30 @@ WMSOAPStructMember Read(WMString const& type, WMString const& text,
     return member;
 }
 
-using Kind = WMSOAPStructMember::SOAPDataMember;
-
-TEST(BuiltInTypes, IntegerKindsAndBoolean) {
-    WMSOAPStructMember m = Read(u"int", u"42");
-    EXPECT_EQ(m.GetDataType(), Kind::SOAP_LONG);
-    EXPECT_EQ(m.LongValue(), 42);
-    EXPECT_EQ(m.GetName(), u"v");
-    EXPECT_EQ(Read(u"int", u"abc").LongValue(), 0);
-    EXPECT_EQ(Read(u"boolean", u"true").LongValue(), 0);
-    EXPECT_EQ(Read(u"boolean", u"1").LongValue(), 1);
-    EXPECT_EQ(Read(u"unsignedInt", u"4294967295").LongValue(), 2147483647);
-    EXPECT_EQ(Read(u"long", u"-99999999999").LongValue(), std::numeric_limits<std::int32_t>::min());
-    EXPECT_EQ(Read(u"short", u"  -12x").LongValue(), -12);
-}
-
-TEST(BuiltInTypes, FloatingKindsPassThroughSinglePrecision) {
-    WMSOAPStructMember m = Read(u"double", u"0.1");
-    EXPECT_EQ(m.GetDataType(), Kind::SOAP_DOUBLE);
-    EXPECT_EQ(m.DoubleValue(), static_cast<double>(0.1f));
-    EXPECT_NE(m.DoubleValue(), 0.1);
-    EXPECT_EQ(Read(u"decimal", u"12.500000").DoubleValue(), 12.5);
-    EXPECT_EQ(Read(u"float", u"junk").DoubleValue(), 0.0);
-    EXPECT_EQ(Read(u"float", u"1e3").DoubleValue(), 1000.0);
-}
-
-TEST(BuiltInTypes, StringsNilAndUnknownTypes) {
-    WMSOAPStructMember s = Read(u"hexBinary", u"0A1B");
-    EXPECT_EQ(s.GetDataType(), Kind::SOAP_STRING);
-    EXPECT_EQ(s.StringValue(), u"0A1B");
-    for (WMString const nil : {u"true", u"1"}) {
-        WMSOAPStructMember n = Read(u"int", u"5", nil);
-        EXPECT_EQ(n.GetDataType(), Kind::SOAP_STRING);
-        EXPECT_EQ(n.StringValue(), u"");
-        EXPECT_EQ(n.GetName(), u"");  // not named on this path
+// The cells of a table row's input "a|b|c", at least three.
+std::vector<WMString> Cells(std::string const& input) {
+    std::vector<WMString> cells{WMString()};
+    for (char16_t c : corvane::test::Unescape(input)) {
+        if (c == u'|') {
+            cells.emplace_back();
+        } else {
+            cells.back().push_back(c);
+        }
     }
-    EXPECT_EQ(Read(u"int", u"5", u"false").LongValue(), 5);
+    cells.resize(std::max<std::size_t>(cells.size(), 3));
+    return cells;
+}
+
+TEST(BuiltInTypes, EachTypeReadsAsItsKindAndValue) {
+    // "type|text[|nil]" => name=value, doubles exactly: the kind shows in the print.
+    for (const corvane::test::TableRow& row :
+         corvane::test::ReadTable("expected/soap/built_in_types.txt")) {
+        std::vector<WMString> const cells = Cells(row.input);
+        WMSOAPStructMember const m = Read(cells[0], cells[1], cells[2]);
+        EXPECT_EQ(corvane::test::Narrow(m.GetName()) + "=" + corvane::test::Show(m, true),
+                  row.expected)
+            << row.where;
+    }
     // Outside the table: success, and the member keeps what it had.
     Probe probe;
     Element element(u"2001-01-01T00:00:00Z");
@@ -90,50 +84,27 @@ TEST(BuiltInTypes, StringsNilAndUnknownTypes) {
     EXPECT_EQ(kept.LongValue(), 9);
 }
 
-double DateTime(WMString const& text) {
-    Probe probe;
-    Element element(text);
-    double result = -1.0;
-    EXPECT_TRUE(probe.DeserializeDateTime(&element.handler, &result)) << text.size();
-    return result;
-}
-
-TEST(DateAndTime, DateTimeWithZones) {
-    double const noon = 37257.5;  // 2002-01-01 12:00 as an automation date
-    EXPECT_DOUBLE_EQ(DateTime(u"2002-01-01T12:00:00Z"), noon);
-    EXPECT_DOUBLE_EQ(DateTime(u"2002-01-01T12:00:00+01:00"), noon - 1.0 / 24);
-    EXPECT_DOUBLE_EQ(DateTime(u"2002-01-01T12:00:00-01:00"), noon + 1.0 / 24);
-    EXPECT_DOUBLE_EQ(DateTime(u"2002-01-01T12:00:00"), noon);  // no zone: UTC
-    EXPECT_DOUBLE_EQ(DateTime(u"1899-12-30T00:00:00Z"), 0.0);
-
-    Probe probe;
-    double result = 0.0;
-    for (WMString const bad :
-         {u"2002-01-01 12:00:00", u"2002-13-01T12:00:00Z", u"2001-02-29T12:00:00Z",
-          u"2002-01-01T25:00:00Z", u"2002-01-01T12:00:00+1"}) {
-        Element element(bad);
-        EXPECT_FALSE(probe.DeserializeDateTime(&element.handler, &result));
+TEST(DateAndTime, ReadingsAsAutomationDates) {
+    // "dateTime|text", "time|text" or "date|text" => the day number to six places, or
+    // "refused" when the reader fails and leaves the result untouched.
+    for (const corvane::test::TableRow& row :
+         corvane::test::ReadTable("expected/soap/date_readings.txt")) {
+        std::vector<WMString> const cells = Cells(row.input);
+        Probe probe;
+        Element element(cells[1]);
+        double result = -7.0;
+        bool const read = cells[0] == u"dateTime"
+                              ? probe.DeserializeDateTime(&element.handler, &result)
+                          : cells[0] == u"time" ? probe.DeserializeTime(&element.handler, &result)
+                                                : probe.DeserializeDate(&element.handler, &result);
+        char printed[64];
+        std::snprintf(printed, sizeof printed, "%.6f", result);
+        EXPECT_EQ(read             ? std::string(printed)
+                  : result == -7.0 ? "refused"
+                                   : "refused, written",
+                  row.expected)
+            << row.where;
     }
-}
-
-TEST(DateAndTime, TimeAndDate) {
-    Probe probe;
-    double result = 0.0;
-    std::pair<WMString, double> const times[] = {
-        {u"12:00:00+01:00", 1.0 + 11.0 / 24}, {u"12:00:00-01:00", 13.0 / 24}, {u"06:00:00Z", 0.25}};
-    for (auto const& [text, expected] : times) {
-        Element element(text);
-        ASSERT_TRUE(probe.DeserializeTime(&element.handler, &result));
-        EXPECT_DOUBLE_EQ(result, expected);
-    }
-
-    Element date(u"2000-02-29trailing");
-    ASSERT_TRUE(probe.DeserializeDate(&date.handler, &result));
-    EXPECT_DOUBLE_EQ(result, 36585.0);
-    Element badDate(u"0099-01-01");
-    result = 7.0;
-    EXPECT_FALSE(probe.DeserializeDate(&badDate.handler, &result));
-    EXPECT_EQ(result, 7.0);  // untouched on failure
 }
 
 TEST(NumberReaders, WtolAndScanFloatEdges) {

@@ -33,16 +33,16 @@ std::string PlainUTF8(WMString text) {
     return out;
 }
 
-// Texts of ASCII runs of every length around the word sizes, broken by one odd unit: two- and
-// three-byte characters, a pair, a pair split by the end of a word, lone halves, the top of the
-// 7-bit range.
+// Texts of ASCII runs of every length across the first blocks of sixteen units, broken by one
+// odd unit: two- and three-byte characters, a pair, a pair split by the end of a word, lone
+// halves, the top of the 7-bit range. Long tails put the odd unit inside a whole later block.
 TEST(ServerTextWords, AgreesWithThePlainConversionAtEveryOffset) {
     WMString const odd[] = {
         u"\u00E9", u"\u20AC", u"\U0001F600", WMString(1, u'\xD800'), WMString(1, u'\xDC00'),
         u"\u007F", u"\u0080", u"\uFFFF"};
-    for (std::size_t before = 0; before <= 17; ++before) {
+    for (std::size_t before = 0; before <= 40; ++before) {
         for (WMString const& unit : odd) {
-            for (std::size_t after : {0, 1, 7, 8, 9}) {
+            for (std::size_t after : {0, 1, 7, 8, 9, 17}) {
                 WMString const text = WMString(before, u'a') + unit + WMString(after, u'<');
                 SCOPED_TRACE(before);
                 std::string out = "prefix";
@@ -87,6 +87,9 @@ TEST(ServerTextWords, ABadByteAfterALongRunMakesTheWholeBodyLatin1) {
     EXPECT_EQ(corvane::DecodeHTTPText(run + "\xC3"), WMString(19, u'x') + u"\u00C3");
     EXPECT_EQ(corvane::DecodeHTTPText(run + "\xC3\xA9" + std::string(9, 'y')),
               WMString(19, u'x') + u"\u00E9" + WMString(9, u'y'));
+    // The bad byte in the third block.
+    EXPECT_EQ(corvane::DecodeHTTPText(std::string(37, 'x') + "\xE9" + std::string(20, 'y')),
+              WMString(37, u'x') + u"\u00E9" + WMString(20, u'y'));
 }
 
 std::string StructArrayRequest(int n) {
@@ -102,23 +105,31 @@ std::string StructArrayRequest(int n) {
         std::to_string(n) + "]\">" + items + "</inputStructArray></m:echoStructArray>");
 }
 
-// Taking the value over, copying it, and reading the parameter twice all answer the same bytes;
-// reading does not empty the parameter.
+// Taking the value over, copying it, and taking the parameter over (an extension) all answer
+// the same bytes; reading does not empty the parameter, taking it does.
 TEST(ServerCallInPlace, ReturnValueTakenOverOrCopiedAnswersAlike) {
-    std::string answers[2];
-    for (int moved = 0; moved < 2; ++moved) {
+    std::string answers[3];
+    for (int mode = 0; mode < 3; ++mode) {
         WMSOAPServerCall call(deser_test::Round2Base());
         ASSERT_TRUE(call.ReadRequest(StructArrayRequest(40), "\"http://\""));
         WMSOAPStructMember first;
         WMSOAPStructMember second;
-        ASSERT_TRUE(call.GetParam(u"inputStructArray", first));
-        ASSERT_TRUE(call.GetParam(u"inputStructArray", second));
+        if (mode == 2) {
+            ASSERT_TRUE(call.TakeParam(u"inputStructArray", first));
+            ASSERT_TRUE(call.GetParam(u"inputStructArray", second));
+            EXPECT_TRUE(second.ArrayValue().empty());
+            EXPECT_FALSE(call.TakeParam(u"outputStructArray", second));
+        } else {
+            ASSERT_TRUE(call.GetParam(u"inputStructArray", first));
+            ASSERT_TRUE(call.GetParam(u"inputStructArray", second));
+            EXPECT_EQ(second.ArrayValue().size(), 40u);
+        }
         EXPECT_EQ(first.ArrayValue().size(), 40u);
-        EXPECT_EQ(second.ArrayValue().size(), 40u);
-        ASSERT_TRUE(moved ? call.SetReturnValue(std::move(first)) : call.SetReturnValue(first));
-        EXPECT_EQ(call.WriteResponse(answers[moved]), 200);
+        ASSERT_TRUE(mode ? call.SetReturnValue(std::move(first)) : call.SetReturnValue(first));
+        EXPECT_EQ(call.WriteResponse(answers[mode]), 200);
     }
     EXPECT_EQ(answers[0], answers[1]);
+    EXPECT_EQ(answers[0], answers[2]);
     EXPECT_NE(answers[0].find(">s39</varString>"), std::string::npos);
     EXPECT_EQ(answers[0].find("inputStructArray"), std::string::npos);
 }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "soap/deserializer_test_util.h"
 #include "soap/standard_values.h"
 #include "support/support.h"
 #include "support/values.h"
@@ -25,27 +26,11 @@ using corvane::test::AllBytes;
 using corvane::test::Difference;
 using corvane::test::Show;
 using corvane::test::Utf8;
+using deser_test::ValueOf;
 using Kind = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-// A table cell as a value: L:long, D:double, F:the float nearest, S:text, T: an empty struct.
-WMSOAPStructMember ValueOf(std::string const& cell) {
-    std::string const rest = cell.substr(2);
-    switch (cell[0]) {
-        case 'L':
-            return {u"", static_cast<std::int32_t>(std::stol(rest))};
-        case 'D':
-            return {u"", std::strtod(rest.c_str(), nullptr)};
-        case 'F':
-            return {u"", static_cast<double>(std::strtof(rest.c_str(), nullptr))};
-        case 'T':
-            return WMSOAPStructMember(u"", WMSOAPStructType());
-        default:
-            return {u"", corvane::test::Unescape(rest)};
-    }
-}
 
 // Rows of one section as type, the other input cell, and the expected cell.
 std::vector<std::array<std::string, 3>> Rows(std::string const& section) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/values.h"
+
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -47,13 +49,9 @@ TEST(WMSOAPStructMember, NaturalArgumentsPickTheirKind) {
     st.SetMember(u"d", 1.5);
     st.SetMemberQN(u"e", u"urn:x", std::size_t{3});
     st.SetMemberQN(u"f", u"urn:x", u"text");
-    Kind::DATATYPE const expected[] = {Kind::SOAP_LONG,   Kind::SOAP_LONG, Kind::SOAP_STRING,
-                                       Kind::SOAP_DOUBLE, Kind::SOAP_LONG, Kind::SOAP_STRING};
-    long position = -1;
-    for (Kind::DATATYPE kind : expected) {
-        ASSERT_TRUE(st.GetNextMember(nullptr, m, &position));
-        EXPECT_EQ(m.GetDataType(), kind) << position;
-    }
+    // Exact: a double prints in hexadecimal, so each kind shows.
+    EXPECT_EQ(corvane::test::ShowStruct(st, true),
+              "{a=5,b=7,c=\"text\",d=0x1.8p+0,e=3,f=\"text\"}");
 }
 
 TEST(WMSOAPStructMember, SlotsAreSideBySideAndAllCopied) {
@@ -181,15 +179,9 @@ TEST(WMSOAPStructType, CopiesAreDeep) {
     array[0].SetMember(u"z", 3);
 
     WMSOAPStructMember m;
-    WMSOAPStructMember probe;
-    ASSERT_TRUE(outer.GetMember(u"inner", m));
-    EXPECT_FALSE(m.StructValue().GetMember(u"y", probe));
     ASSERT_TRUE(outer.GetMember(u"array", m));
-    ASSERT_EQ(m.ArrayValue().size(), 2u);
-    EXPECT_FALSE(m.ArrayValue()[0].GetMember(u"z", probe));
     m.ArrayValue()[0].SetMember(u"w", 4);  // changes the read copy only
-    ASSERT_TRUE(outer.GetMember(u"array", m));
-    EXPECT_FALSE(m.ArrayValue()[0].GetMember(u"w", probe));
+    EXPECT_EQ(corvane::test::ShowStruct(outer), "{inner={x=1},array=[{x=1},{x=1}]}");
 }
 
 }  // namespace
