@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <new>
 #include <utility>
 
-#include "text/equal.h"
 #include "xml/chars.h"
 #include "xml/model_impl.h"
 #include "xml/noinline.h"
@@ -21,6 +21,32 @@ using namespace std::string_view_literals;  // literals of known length, compare
 namespace {
 
 constexpr std::uint64_t kPrime = 0x100000001b3ULL;
+
+// Equality of short texts (names, prefixes) without a library call: most are a few code units,
+// where memcmp's call costs more than the compare.
+inline bool SameShort(std::u16string_view a, std::u16string_view b) {
+    if (a.size() != b.size()) {
+        return false;
+    }
+    char16_t const* x = a.data();
+    char16_t const* y = b.data();
+    std::size_t n = a.size();
+    for (; n >= 4; n -= 4, x += 4, y += 4) {
+        std::uint64_t u;
+        std::uint64_t v;
+        std::memcpy(&u, x, sizeof u);
+        std::memcpy(&v, y, sizeof v);
+        if (u != v) {
+            return false;
+        }
+    }
+    for (; n != 0; --n) {
+        if (*x++ != *y++) {
+            return false;
+        }
+    }
+    return true;
+}
 
 std::uint64_t Fold(std::uint64_t hash, std::u16string_view text) {
     for (char16_t c : text) {
@@ -646,6 +672,18 @@ private:
         XMLNamespace const* ns = nullptr;  // last resolution, null before the first
         std::uint32_t scope = 0;           // scope of the last resolution made in one
         std::int64_t slot = -1;            // which string of that scope it took
+        // The name's shape, found once: its first colon, whether another follows, and the
+        // prefix's index when the colon is past the start.
+        std::size_t colon = std::u16string_view::npos;
+        bool manyColons = false;
+        std::size_t prefixIndex = 0;
+    };
+
+    // The shape of a name, from its record when it has one.
+    struct NameShape {
+        std::size_t colon;
+        bool manyColons;
+        std::size_t prefixIndex;
     };
     // Slots of resolution: the empty URI of unprefixed attributes, a scope's default, or the
     // entry of a prefix (kSlotPrefix + the prefix's index).
@@ -938,7 +976,7 @@ private:
         m_attrs.push_back(attr);
         if (!m_names.Insert(
                 m_attrs.size() - 1, [this](std::size_t i) { return NameHash(m_attrs[i].qname); },
-                [this, name](std::size_t i) { return m_attrs[i].qname == name; })) {
+                [this, name](std::size_t i) { return SameShort(m_attrs[i].qname, name); })) {
             Error();
         }
         return true;
@@ -1028,7 +1066,7 @@ private:
             (qname.size() * 31 + qname.front() * 7 + qname.back() + qname[qname.size() / 2] * 3) &
             (kFront - 1);
         NameRecord* cached = m_front[front];
-        if (cached && TextEquals(cached->qname, qname)) {
+        if (cached && SameShort(cached->qname, qname)) {
             return cached;
         }
         std::uint64_t const hash = NameHash(qname);
@@ -1036,7 +1074,7 @@ private:
         std::size_t i = hash & mask;
         for (; m_recordSlots[i]; i = (i + 1) & mask) {
             NameRecord* record = m_recordSlots[i];
-            if (record->hash == hash && TextEquals(record->qname, qname)) {
+            if (record->hash == hash && SameShort(record->qname, qname)) {
                 m_front[front] = record;
                 return record;
             }
@@ -1045,6 +1083,10 @@ private:
         NameRecord* record = &m_records.back();
         record->qname = qname;
         record->hash = hash;
+        NameShape const shape = ShapeOf(qname);
+        record->colon = shape.colon;
+        record->manyColons = shape.manyColons;
+        record->prefixIndex = shape.prefixIndex;
         if ((m_records.size() + 1) * 2 > m_recordSlots.size()) {
             m_recordSlots.assign(m_recordSlots.size() * 2, nullptr);
             mask = m_recordSlots.size() - 1;
@@ -1060,6 +1102,24 @@ private:
         }
         m_front[front] = record;
         return record;
+    }
+
+    NameShape ShapeOf(std::u16string_view qname) {
+        NameShape shape{qname.find(u':'), false, 0};
+        if (shape.colon != std::u16string_view::npos) {
+            shape.manyColons = qname.find(u':', shape.colon + 1) != std::u16string_view::npos;
+            if (shape.colon != 0) {
+                shape.prefixIndex = PrefixIndex(qname.substr(0, shape.colon));
+            }
+        }
+        return shape;
+    }
+
+    NameShape ShapeOf(std::u16string_view qname, NameRecord const* record) {
+        if (record) {
+            return NameShape{record->colon, record->manyColons, record->prefixIndex};
+        }
+        return ShapeOf(qname);
     }
 
     // What WMXMLParser charges for resolving a name to (ns, local) in `scope` through `slot`.
@@ -1101,7 +1161,7 @@ private:
 
     std::size_t PrefixIndex(std::u16string_view prefix) {
         if (m_lastPrefixIndex < m_prefixes.size() &&
-            TextEquals(m_prefixes[m_lastPrefixIndex].prefix, prefix)) {
+            SameShort(m_prefixes[m_lastPrefixIndex].prefix, prefix)) {
             return m_lastPrefixIndex;
         }
         std::uint64_t const hash = Fold(m_seed ^ 0x5bd1e995u, prefix);
@@ -1109,7 +1169,7 @@ private:
         std::size_t i = hash & mask;
         for (; m_prefixSlots[i].second; i = (i + 1) & mask) {
             std::size_t const index = m_prefixSlots[i].second - 1;
-            if (m_prefixSlots[i].first == hash && TextEquals(m_prefixes[index].prefix, prefix)) {
+            if (m_prefixSlots[i].first == hash && SameShort(m_prefixes[index].prefix, prefix)) {
                 m_lastPrefixIndex = index;
                 return index;
             }
@@ -1185,8 +1245,9 @@ private:
         std::uint32_t const scopeId = scope ? scope->id : 0;
 
         std::u16string_view const qname = element->qname;
-        std::size_t const colon = qname.find(u':');
         NameRecord* record = Record(qname);
+        NameShape const shape = ShapeOf(qname, record);
+        std::size_t const colon = shape.colon;
         if (colon == std::u16string_view::npos || colon == 0) {
             element->ns = scope ? scope->defaultNS : &m_namespaces.none;
             element->localStart = 0;
@@ -1194,9 +1255,9 @@ private:
                 Error();
             }
         } else {
-            std::size_t const index = PrefixIndex(qname.substr(0, colon));
+            std::size_t const index = shape.prefixIndex;
             XMLNamespace const* uri = m_prefixes[index].uri;
-            if (!uri || qname.find(u':', colon + 1) != std::u16string_view::npos) {
+            if (!uri || shape.manyColons) {
                 Error();
             }
             element->ns = uri;
@@ -1226,7 +1287,9 @@ private:
             if (IsDeclaration(attr.qname)) {
                 continue;
             }
-            std::size_t const attrColon = attr.qname.find(u':');
+            NameRecord* const attrRecord = Record(attr.qname);
+            NameShape const attrShape = ShapeOf(attr.qname, attrRecord);
+            std::size_t const attrColon = attrShape.colon;
             std::int64_t slot = kSlotEmpty;
             std::size_t keySize;
             if (attrColon == std::u16string_view::npos) {
@@ -1238,10 +1301,10 @@ private:
                 XMLNamespace const* uri = nullptr;
                 std::size_t index = 0;
                 if (attrColon != 0) {
-                    index = PrefixIndex(attr.qname.substr(0, attrColon));
+                    index = attrShape.prefixIndex;
                     uri = m_prefixes[index].uri;
                 }
-                if (!uri || attr.qname.find(u':', attrColon + 1) != std::u16string_view::npos) {
+                if (!uri || attrShape.manyColons) {
                     Error();
                 }
                 attr.ns = uri;
@@ -1250,8 +1313,8 @@ private:
                 slot = kSlotPrefix + static_cast<std::int64_t>(index);
                 keySize = uri->uri.size() + attr.qname.size() - attrColon - 1;
             }
-            if (!Charge(keySize) || !ChargeResolution(Record(attr.qname), scopeId, slot, attr.ns,
-                                                      attr.Local().size())) {
+            if (!Charge(keySize) ||
+                !ChargeResolution(attrRecord, scopeId, slot, attr.ns, attr.Local().size())) {
                 Error();
             }
             attrs[n] = attr;
@@ -1470,7 +1533,7 @@ private:
                                    ? m_cur[qname.size()]
                                    : char16_t{0};
         if (static_cast<std::size_t>(m_end - m_cur) < qname.size() ||
-            std::u16string_view(m_cur, qname.size()) != qname ||
+            !SameShort(std::u16string_view(m_cur, qname.size()), qname) ||
             (after < 0x80 ? kNameTable.ascii[after] : IsNameChar(after))) {
             Error();
         }
