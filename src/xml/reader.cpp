@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
 #include <new>
 #include <utility>
@@ -21,32 +20,6 @@ using namespace std::string_view_literals;  // literals of known length, compare
 namespace {
 
 constexpr std::uint64_t kPrime = 0x100000001b3ULL;
-
-// Equality of short texts (names, prefixes) without a library call: most are a few code units,
-// where memcmp's call costs more than the compare.
-inline bool SameShort(std::u16string_view a, std::u16string_view b) {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    char16_t const* x = a.data();
-    char16_t const* y = b.data();
-    std::size_t n = a.size();
-    for (; n >= 4; n -= 4, x += 4, y += 4) {
-        std::uint64_t u;
-        std::uint64_t v;
-        std::memcpy(&u, x, sizeof u);
-        std::memcpy(&v, y, sizeof v);
-        if (u != v) {
-            return false;
-        }
-    }
-    for (; n != 0; --n) {
-        if (*x++ != *y++) {
-            return false;
-        }
-    }
-    return true;
-}
 
 std::uint64_t Fold(std::uint64_t hash, std::u16string_view text) {
     for (char16_t c : text) {
