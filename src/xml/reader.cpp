@@ -11,6 +11,7 @@
 #include "xml/chars.h"
 #include "xml/model_impl.h"
 #include "xml/noinline.h"
+#include "xml/reader_scan.h"
 
 namespace corvane {
 namespace detail {
@@ -428,7 +429,11 @@ public:
     void PutEscaped(std::u16string_view text, bool attribute) {
         char16_t const* run = text.data();
         char16_t const* const end = run + text.size();
-        for (char16_t const* p = run; p != end; ++p) {
+        auto const skip = [attribute, end](char16_t const* from) {
+            return attribute ? SkipOthers<u'&', u'<', u'"', u'\''>(from, end)
+                             : SkipOthers<u'&', u'<', u'>'>(from, end);
+        };
+        for (char16_t const* p = skip(run); p != end; ++p) {
             // Every character that is escaped sorts at or below '>'.
             if (*p > u'>') {
                 continue;
@@ -457,6 +462,7 @@ public:
                 Put(std::u16string_view(run, static_cast<std::size_t>(p - run)));
                 Put(entity);
                 run = p + 1;
+                p = skip(run) - 1;
             }
         }
         Put(std::u16string_view(run, static_cast<std::size_t>(end - run)));
@@ -898,8 +904,11 @@ private:
         char16_t const* run = m_cur;
         char16_t const* p = m_cur;
         for (;;) {
-            while (*p > u'<') {  // nothing above "<" needs a look
-                ++p;
+            if (*p > u'<') {  // nothing above "<" needs a look
+                p = SkipOthers<u'"', u'\'', u'<', u'&', u'\n', u'\r', 0>(p + 1, m_end);
+                while (*p > u'<') {
+                    ++p;
+                }
             }
             char16_t const c = *p;
             if (c == quote) {
@@ -1042,6 +1051,11 @@ private:
         if (cached && SameShort(cached->qname, qname)) {
             return cached;
         }
+        return FindRecord(qname, front);
+    }
+
+    // The seeded table behind the cache; makes the record of a name met for the first time.
+    NOINLINE NameRecord* FindRecord(std::u16string_view qname, std::size_t front) {
         std::uint64_t const hash = NameHash(qname);
         std::size_t mask = m_recordSlots.size() - 1;
         std::size_t i = hash & mask;
@@ -1447,10 +1461,16 @@ private:
         char16_t const* p = m_cur;
         XMLNode* last = nullptr;
         for (;;) {
-            char16_t const c = *p;
+            char16_t c = *p;
             if (c > u'<' && c != u']') {
-                ++p;
-                continue;
+                // Most content is empty or short: the first unit alone decides whether a long
+                // run is worth a wide scan.
+                p = SkipOthers<u'<', u'&', u'\n', u'\r', u']', 0>(p + 1, m_end);
+                c = *p;
+                if (c > u'<' && c != u']') {
+                    ++p;
+                    continue;
+                }
             }
             switch (c) {
                 case 0:
