@@ -60,17 +60,29 @@ float ScanFloat(std::u16string_view text) {
     }
     // Narrow the number-shaped prefix to ASCII; any other code unit ends it, as it would end
     // strtof's reading of the narrowed text.
-    std::string ascii;
-    for (; i < text.size(); ++i) {
-        char16_t const c = text[i];
+    std::size_t end = i;
+    for (; end < text.size(); ++end) {
+        char16_t const c = text[end];
         bool const allowed = IsDigit(c) || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') ||
                              c == u'.' || c == u'+' || c == u'-' || c == u'(' || c == u')' ||
                              c == u'_';
         if (!allowed) {
             break;
         }
-        ascii.push_back(static_cast<char>(c));
     }
+    // Numbers are short: the narrowed copy goes on the stack unless it is long.
+    char small[32];
+    std::string large;
+    std::size_t const length = end - i;
+    char* out = small;
+    if (length > sizeof small) {
+        large.resize(length);
+        out = large.data();
+    }
+    for (std::size_t k = 0; k < length; ++k) {
+        out[k] = static_cast<char>(text[i + k]);
+    }
+    std::string_view const ascii(out, length);
     char const* first = ascii.data();
     char const* const last = ascii.data() + ascii.size();
     auto format = std::chars_format::general;

@@ -706,7 +706,17 @@ private:
         }
     }
 
+    // `expected` is never a line end, so a match reads as one step; a miss goes the long way,
+    // which may count a line end it steps back over.
     bool ParseCh(char16_t expected) {
+        if (!m_overrun && m_cur < m_end && *m_cur == expected) {
+            ++m_cur;
+            return true;
+        }
+        return MissCh(expected);
+    }
+
+    NOINLINE bool MissCh(char16_t expected) {
         if (NextCh() == expected) {
             return true;
         }
@@ -729,6 +739,10 @@ private:
         if (!m_overrun && m_cur<m_end&& * m_cur> 0x20 && *m_cur < 0x85) {
             return false;
         }
+        return SkipWhiteSpace();
+    }
+
+    NOINLINE bool SkipWhiteSpace() {
         bool any = false;
         for (;;) {
             char16_t const c = NextCh();
@@ -976,6 +990,16 @@ private:
         // Adds `index` unless an earlier entry is equal to it; false then.
         template <class HashOf, class Equal>
         bool Insert(std::size_t index, HashOf hashOf, Equal equal) {
+            if (m_count == 0) {
+                m_scan[m_count++] = index;
+                return true;
+            }
+            return Add(index, hashOf, equal);
+        }
+
+    private:
+        template <class HashOf, class Equal>
+        NOINLINE bool Add(std::size_t index, HashOf hashOf, Equal equal) {
             if (m_count < kScan) {
                 for (std::size_t j = 0; j < m_count; ++j) {
                     if (equal(m_scan[j])) {
@@ -1012,7 +1036,6 @@ private:
             return true;
         }
 
-    private:
         static constexpr std::size_t kScan = 16;
         static constexpr std::size_t kEmpty = ~std::size_t{0};
         void Place(std::pair<std::uint64_t, std::size_t> entry) {
