@@ -275,11 +275,6 @@ ParamAttrs ScanParamAttrs(XMLNode const& node, XMLNamespace const*& xsi) {
     if (node.attrCount == 0) {
         return found;
     }
-    View const elementNS = node.ns->uri;
-    View const elementName = node.Local();
-    std::size_t const elementSize = elementNS.size() + elementName.size();
-    Key const idKey{{elementNS, elementName, u"id"}, elementSize + 2};
-    Key const hrefKey{{elementNS, elementName, u"href"}, elementSize + 4};
     // A key is one of these at most (they differ from each other: only the element's own two end
     // in "id" and "href"), so the first match ends the search.
     for (std::uint32_t i = 0; i < node.attrCount; ++i) {
@@ -288,6 +283,11 @@ ParamAttrs ScanParamAttrs(XMLNode const& node, XMLNamespace const*& xsi) {
             found.type[0] = attr;
             continue;
         }
+        View const elementNS = node.ns->uri;
+        View const elementName = node.Local();
+        std::size_t const elementSize = elementNS.size() + elementName.size();
+        Key const idKey{{elementNS, elementName, u"id"}, elementSize + 2};
+        Key const hrefKey{{elementNS, elementName, u"href"}, elementSize + 4};
         Key const key = KeyOf(node, *attr);
         if (KeyIs(key, idKey)) {
             found.id = attr;

@@ -433,9 +433,15 @@ public:
             return attribute ? SkipOthers<u'&', u'<', u'"', u'\''>(from, end)
                              : SkipOthers<u'&', u'<', u'>'>(from, end);
         };
+        // Every character that is escaped sorts below 64: one bit each.
+        constexpr std::uint64_t kAttributeSet =
+            (std::uint64_t{1} << u'&') | (std::uint64_t{1} << u'<') | (std::uint64_t{1} << u'"') |
+            (std::uint64_t{1} << u'\'');
+        constexpr std::uint64_t kContentSet =
+            (std::uint64_t{1} << u'&') | (std::uint64_t{1} << u'<') | (std::uint64_t{1} << u'>');
+        std::uint64_t const set = attribute ? kAttributeSet : kContentSet;
         for (char16_t const* p = skip(run); p != end; ++p) {
-            // Every character that is escaped sorts at or below '>'.
-            if (*p > u'>') {
+            if (*p >= 64 || ((set >> *p) & 1) == 0) {
                 continue;
             }
             std::u16string_view entity;
@@ -1219,7 +1225,7 @@ private:
     // ---- resolution
 
     static bool StartsWithXmlns(std::u16string_view name) {
-        return name.size() >= 5 && name.substr(0, 5) == u"xmlns"sv;
+        return name.size() >= 5 && name[0] == u'x' && SameShort(name.substr(0, 5), u"xmlns"sv);
     }
 
     // Takes the declarations out of the attributes, makes the element's scope, resolves the
