@@ -492,6 +492,25 @@ private:
     char16_t m_buffer[kSize];
 };
 
+// Writes the attribute (if any) and what follows it in a start tag that declares nothing; true
+// when the element is empty and so complete.
+bool FinishStartTag(XMLNode const& element, XMLAttr const* attr, TextWriter& out) {
+    if (attr) {
+        out.Put(u' ');
+        out.Put(attr->qname);
+        out.Put(u"=\""sv);
+        out.PutEscaped(attr->value, true);
+        out.Put(u'"');
+    }
+    if (element.text.empty() && !element.firstChild) {
+        out.Put(u" />"sv);
+        return true;
+    }
+    out.Put(u'>');
+    out.PutEscaped(element.text, false);
+    return false;
+}
+
 // `parentAdded` is the declaration that an added attribute gave the parent, if any: the parent's
 // prefixes then differ from the element's even where they share a scope.
 NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, TextWriter& out,
@@ -500,6 +519,10 @@ NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, T
     out.Put(u'<');
     out.Put(element.qname);
     bool const ownScope = !parent || parent->scope != element.scope;
+    if (!added && !ownScope && element.attrCount <= 1) {
+        // Nearly every element of a message: nothing declared, nothing to sort.
+        return FinishStartTag(element, element.attrCount == 1 ? &element.attrs[0] : nullptr, out);
+    }
     std::vector<XMLReadScope::Entry> const inScope =
         added || ownScope ? MergedEntries(element.scope) : std::vector<XMLReadScope::Entry>();
     AddedPlace const place = added ? PlaceAdded(element, *added, inScope) : AddedPlace();
@@ -571,13 +594,7 @@ NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, T
             out.Put(u'"');
         }
     }
-    if (element.text.empty() && !element.firstChild) {
-        out.Put(u" />"sv);
-        return true;
-    }
-    out.Put(u'>');
-    out.PutEscaped(element.text, false);
-    return false;
+    return FinishStartTag(element, nullptr, out);
 }
 
 // Whether `added` declares its prefix on the element.
