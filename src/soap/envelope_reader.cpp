@@ -494,11 +494,15 @@ private:
 
     // The URI a prefix is bound to as the handlers see the reported mappings. A default
     // namespace bound to the empty URI counts as undeclared: the parser reports the root's
-    // default namespace even when the document declares none.
-    View const* LookUpPrefix(View prefix) const {
-        for (auto const& entry : m_prefixes) {
-            if (SameShort(entry.first, prefix)) {
-                return prefix.empty() && entry.second.empty() ? nullptr : &entry.second;
+    // default namespace even when the document declares none. A prefix found moves to the front
+    // (each is there once, so order does not matter): type values name few prefixes, over and
+    // over.
+    View const* LookUpPrefix(View prefix) {
+        for (auto it = m_prefixes.begin(); it != m_prefixes.end(); ++it) {
+            if (SameShort(it->first, prefix)) {
+                std::rotate(m_prefixes.begin(), it, it + 1);
+                View const& uri = m_prefixes.front().second;
+                return prefix.empty() && uri.empty() ? nullptr : &uri;
             }
         }
         return nullptr;
