@@ -766,7 +766,15 @@ private:
     }
 
     NOINLINE bool SkipWhiteSpace() {
-        bool any = false;
+        // Spaces and tabs first: they count no line and need no step back.
+        char16_t const* const start = m_cur;
+        while (m_cur < m_end && (*m_cur == u' ' || *m_cur == u'\t')) {
+            ++m_cur;
+        }
+        bool any = m_cur != start;
+        if (any && m_cur<m_end&& * m_cur> 0x20 && *m_cur < 0x85) {
+            return true;
+        }
         for (;;) {
             char16_t const c = NextCh();
             if (c == 0 || !IsXMLSpace(c)) {
@@ -1301,10 +1309,9 @@ private:
             }
         }
 
-        std::size_t count = 0;
-        for (std::size_t i = 0; i < m_attrs.size(); ++i) {
-            count += IsDeclaration(m_attrs[i].qname) ? 0 : 1;
-        }
+        // Every declaration was found above; names are unique, so "xmlns" is there once at most.
+        std::size_t const count =
+            m_attrs.size() - m_decls.size() - (defaultIndex < m_attrs.size() ? 1 : 0);
         element->attrCount = static_cast<std::uint32_t>(count);
         if (count == 0) {
             element->attrs = nullptr;
