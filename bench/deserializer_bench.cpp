@@ -134,7 +134,7 @@ BENCHMARK(BM_DecodeStructArrayExported)->Arg(100)->Arg(10000)->Unit(benchmark::k
 
 // Processor time, not wall time: the machine is shared.
 // The message's destruction (freeing the values) counts, as PHP's freeing of its DOM does.
-double BestCorvaneNanos(Fixture& f, int runs, bool exported) {
+double BestCorvaneNanosInProcess(Fixture& f, int runs, bool exported) {
     double best = 1e300;
     for (int run = 0; run < runs; ++run) {
         auto message = std::make_unique<WMSOAPMessage>();
@@ -143,6 +143,23 @@ double BestCorvaneNanos(Fixture& f, int runs, bool exported) {
         f.Read(*message, exported);
         message.reset();
         best = std::min(best, 1e9 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
+    }
+    return best;
+}
+
+// PHP's time per call falls into one of two levels from one process to the next, so each side
+// is timed as the best of its runs in each of several processes, and the best of those counts.
+constexpr int kTimingProcesses = 3;
+
+template <class Measure>
+double InChild(Measure measure);
+
+double BestCorvaneNanos(Fixture& f, int runs, bool exported) {
+    double best = 1e300;
+    for (int process = 0; process < kTimingProcesses; ++process) {
+        best = std::min(best, InChild([&f, runs, exported] {
+                            return BestCorvaneNanosInProcess(f, runs, exported);
+                        }));
     }
     return best;
 }
@@ -251,8 +268,9 @@ double InChild(Measure measure) {
 
 // What PHP's SoapClient measures of one answer of `items` items, __doRequest returning the
 // answer: the processor time from the moment the answer is handed back to the values' release
-// (best of as many runs as Corvane has), and, in a process of its own after a call with a 100-item
-// answer, the growth of the resident set's peak and memory_get_peak_usage over one call.
+// (best of as many runs and processes as Corvane has), and, in a process of its own after a call
+// with a 100-item answer, the growth of the resident set's peak and memory_get_peak_usage over one
+// call.
 struct PhpFigures {
     double nanos = 0;
     double residentBytes = 0;
@@ -296,13 +314,21 @@ bool RunPhp(int items, int runs, PhpFigures& figures) {
         " $r = $c->echoStructArray(array());"
         " echo 1000 * (kb(\"VmHWM\") - $rss), \" \", memory_get_peak_usage() - $m0, \"\\n\";";
     bool ran = true;
-    for (std::string const* part : {&timing, &memory}) {
-        std::string const command = "php -r '" + common + *part + "' >> '" + out.string() + "'";
+    for (int process = 0; process < kTimingProcesses; ++process) {
+        std::string const command = "php -r '" + common + timing + "' >> '" + out.string() + "'";
         ran = ran && std::system(command.c_str()) == 0;
     }
+    std::string const command = "php -r '" + common + memory + "' >> '" + out.string() + "'";
+    ran = ran && std::system(command.c_str()) == 0;
     std::ifstream in(out);
-    bool const read =
-        ran && static_cast<bool>(in >> figures.nanos >> figures.residentBytes >> figures.heapBytes);
+    bool read = ran;
+    figures.nanos = 1e300;
+    for (int process = 0; read && process < kTimingProcesses; ++process) {
+        double nanos = 0;
+        read = static_cast<bool>(in >> nanos);
+        figures.nanos = std::min(figures.nanos, nanos);
+    }
+    read = read && static_cast<bool>(in >> figures.residentBytes >> figures.heapBytes);
     in.close();
     std::filesystem::remove(out);
     std::filesystem::remove(answer);
