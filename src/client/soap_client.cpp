@@ -230,7 +230,8 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
     bool read = false;
     try {
         // What Deserialize and ProcessRPC read, without the exported element and handler trees.
-        corvane::detail::ReadResponse(m_message, m_wsdlClient);
+        // The client's message is its own and never shows its literal body, so none is made.
+        corvane::detail::ReadResponse(m_message, m_wsdlClient, corvane::detail::BodyText::kLeftOut);
         read = true;
     } catch (WMSOAPFault* raised) {
         // The response could not be read: its reason becomes the message's fault.
