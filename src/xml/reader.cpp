@@ -739,7 +739,7 @@ private:
         return MissCh(expected);
     }
 
-    NOINLINE bool MissCh(char16_t expected) {
+    bool MissCh(char16_t expected) {
         if (NextCh() == expected) {
             return true;
         }
