@@ -26,26 +26,18 @@ int __ns1__echoString(soap* context, _ns1__echoString* input, _ns1__echoStringRe
     output.return_ = input->text;
     return SOAP_OK;
 }
-int __ns1__echoInt(soap*, _ns1__echoInt* input, _ns1__echoIntResponse& output) {
-    output.return_ = input->value;
-    return SOAP_OK;
-}
-int __ns1__echoItem(soap*, _ns1__echoItem* input, _ns1__echoItemResponse& output) {
-    output.return_ = input->item;
-    return SOAP_OK;
-}
-int __ns1__echoItems(soap*, _ns1__echoItems* input, _ns1__echoItemsResponse& output) {
-    output.return_ = input->items;
-    return SOAP_OK;
-}
-int __ns1__echoStrings(soap*, _ns1__echoStrings* input, _ns1__echoStringsResponse& output) {
-    output.return_ = input->value;
-    return SOAP_OK;
-}
-int __ns1__echoNillable(soap*, _ns1__echoNillable* input, _ns1__echoNillableResponse& output) {
-    output.return_ = input->value;
-    return SOAP_OK;
-}
+// The other operations hand the request's one member back as the response's.
+#define ECHO(op, member)                                                                  \
+    int __ns1__echo##op(soap*, _ns1__echo##op* input, _ns1__echo##op##Response& output) { \
+        output.return_ = input->member;                                                   \
+        return SOAP_OK;                                                                   \
+    }
+ECHO(Int, value)
+ECHO(Item, item)
+ECHO(Items, items)
+ECHO(Strings, value)
+ECHO(Nillable, value)
+#undef ECHO
 
 int main(int argc, char** argv) {
     // SOAP_C_UTFSTRING: std::string holds the UTF-8 bytes as they came. SOAP_XML_TREE: the
