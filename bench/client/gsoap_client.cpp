@@ -14,12 +14,11 @@
 #include <vector>
 
 int main(int argc, char** argv) {
-    gsoap_bench::Arguments arguments;
-    if (!gsoap_bench::ReadArguments(argc, argv, arguments)) {
+    if (!gsoap_bench::ValidArguments(argc, argv)) {
         return gsoap_bench::Fail("usage: gsoap_client ENDPOINT CASE CALLS [kept]");
     }
-    std::string const& testCase = arguments.testCase;
-    InteropTestBindingProxy proxy(arguments.endpoint, arguments.mode);
+    std::string const testCase = argv[2];
+    InteropTestBindingProxy proxy(argv[1], gsoap_bench::Mode(argc));
 
     // The request is built once, as the other clients build theirs; each call frees what its
     // answer allocated in the context, as a long-running gSOAP client must.
@@ -61,5 +60,5 @@ int main(int argc, char** argv) {
             return right;
         };
     }
-    return gsoap_bench::TimeCalls(proxy, arguments.calls, call);
+    return gsoap_bench::TimeCalls(proxy, std::atoi(argv[3]), call);
 }

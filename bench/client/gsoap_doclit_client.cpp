@@ -14,13 +14,12 @@
 
 int main(int argc, char** argv) {
     std::string const prefix = "items-";
-    gsoap_bench::Arguments arguments;
-    if (!gsoap_bench::ReadArguments(argc, argv, arguments) ||
-        arguments.testCase.compare(0, prefix.size(), prefix) != 0) {
+    if (!gsoap_bench::ValidArguments(argc, argv) ||
+        std::string(argv[2]).compare(0, prefix.size(), prefix) != 0) {
         return gsoap_bench::Fail("usage: gsoap_doclit_client ENDPOINT items-N CALLS [kept]");
     }
-    int const count = std::atoi(arguments.testCase.c_str() + prefix.size());
-    EchoBindingProxy proxy(arguments.endpoint, arguments.mode);
+    int const count = std::atoi(argv[2] + prefix.size());
+    EchoBindingProxy proxy(argv[1], gsoap_bench::Mode(argc));
 
     // The request is built once, as the other clients build theirs; each call frees what its
     // answer allocated in the context, as a long-running gSOAP client must.
@@ -35,7 +34,7 @@ int main(int argc, char** argv) {
     _ns1__echoItems request;
     request.items = &list;
 
-    return gsoap_bench::TimeCalls(proxy, arguments.calls, [&](bool checkValues) {
+    return gsoap_bench::TimeCalls(proxy, std::atoi(argv[3]), [&](bool checkValues) {
         _ns1__echoItemsResponse response;
         bool right = proxy.echoItems(&request, response) == SOAP_OK &&
                      response.return_ != nullptr &&

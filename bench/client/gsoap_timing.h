@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <string>
 
@@ -18,25 +17,14 @@ inline int Fail(char const* why) {
     return 1;
 }
 
-struct Arguments {
-    char const* endpoint = nullptr;
-    std::string testCase;
-    int calls = 0;
-    soap_mode mode = SOAP_C_UTFSTRING;  // "kept" adds SOAP_IO_KEEPALIVE: one connection for all
-};
+// Whether the arguments are ENDPOINT CASE CALLS [kept].
+inline bool ValidArguments(int argc, char** argv) {
+    return argc == 4 || (argc == 5 && std::string(argv[4]) == "kept");
+}
 
-// False when the arguments are not ENDPOINT CASE CALLS [kept].
-inline bool ReadArguments(int argc, char** argv, Arguments& arguments) {
-    if (argc != 4 && !(argc == 5 && std::string(argv[4]) == "kept")) {
-        return false;
-    }
-    arguments.endpoint = argv[1];
-    arguments.testCase = argv[2];
-    arguments.calls = std::atoi(argv[3]);
-    if (argc == 5) {
-        arguments.mode |= SOAP_IO_KEEPALIVE;
-    }
-    return true;
+// "kept" keeps one connection open for all the calls instead of opening one per call.
+inline soap_mode Mode(int argc) {
+    return argc == 5 ? SOAP_IO_KEEPALIVE | SOAP_C_UTFSTRING : SOAP_C_UTFSTRING;
 }
 
 // `call(checkValues)` makes one call and tells whether its answer was whole. The warm-up call
