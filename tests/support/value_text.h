@@ -1,0 +1,119 @@
+// The reverse of Show (values.h): a value from its text, so that tables of values can live in
+// data files; and a whole call as one line of that text. A number with '.', an exponent, "inf" or
+// "nan" is a double (C's hexadecimal form too), any other number an integer; a string takes \uXXXX
+// for any code unit (a quote or a backslash inside must be one, as must a character beyond the BMP)
+// and UTF-8 for the rest. Header only, on the exported interface alone. A malformed text throws
+// std::out_of_range.
+#ifndef CORVANE_TESTS_SUPPORT_VALUE_TEXT_H
+#define CORVANE_TESTS_SUPPORT_VALUE_TEXT_H
+
+#include <corvane/client.h>
+#include <corvane/utf8.h>
+#include <corvane/values.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/values.h"
+
+namespace corvane::test {
+
+inline WMSOAPStructMember ValueAt(const std::string& text, std::size_t& at);
+
+inline WMSOAPStructType StructAt(const std::string& text, std::size_t& at) {
+    WMSOAPStructType value;
+    for (++at; text.at(at) != '}'; at += text[at] == ',') {
+        const std::size_t equals = text.find('=', at);
+        WMString name;
+        UTF8ToWideString(text.substr(at, equals - at), name);
+        at = equals + 1;
+        WMSOAPStructMember member = ValueAt(text, at);
+        member.SetName(name);
+        value.SetMember(member);
+    }
+    ++at;
+    return value;
+}
+
+inline WMSOAPStructMember ValueAt(const std::string& text, std::size_t& at) {
+    if (text.at(at) == '{') {
+        return WMSOAPStructMember(u"", StructAt(text, at));
+    }
+    if (text[at] == '[') {
+        std::vector<WMSOAPStructType> items;
+        for (++at; text.at(at) != ']'; at += text[at] == ',') {
+            items.push_back(StructAt(text, at));
+        }
+        ++at;
+        return WMSOAPStructMember(u"", items);
+    }
+    if (text[at] == '"') {
+        WMString value;
+        for (++at; text.at(at) != '"';) {
+            const std::size_t end = std::min(text.find('"', at), text.find('\\', at));
+            WMString piece;
+            UTF8ToWideString(text.substr(at, end - at), piece);
+            value += piece;
+            at = end;
+            if (text.at(at) == '\\') {
+                value += static_cast<WMChar>(std::stoul(text.substr(at + 2, 4), nullptr, 16));
+                at += 6;
+            }
+        }
+        ++at;
+        return WMSOAPStructMember(u"", value);
+    }
+    const std::size_t end = std::min(text.find_first_of(",}]", at), text.size());
+    const std::string token = text.substr(at, end - at);
+    at = end;
+    if (token == "nil") {
+        return WMSOAPStructMember();
+    }
+    if (token.find_first_of(".eEpPnN") != std::string::npos) {
+        return WMSOAPStructMember(u"", std::strtod(token.c_str(), nullptr));
+    }
+    return WMSOAPStructMember(u"", std::stoi(token));
+}
+
+// The value that the whole of `text` shows.
+inline WMSOAPStructMember ValueOf(const std::string& text) {
+    std::size_t at = 0;
+    WMSOAPStructMember value = ValueAt(text, at);
+    return at == text.size() ? value : throw std::out_of_range("trailing text: " + text);
+}
+
+// Calls `operation` with `params`, each named by its part: the return value and then every
+// parameter named output... as Show prints a struct, {return=...,outputX=...}; "fault " and the
+// fault as FaultOf gives it; or "failed: " with what was sent and received.
+inline std::string CallText(WMSOAPClient& client, const WMString& operation,
+                            std::vector<WMSOAPStructMember> params, bool exact = false) {
+    std::vector<WMString> names;
+    for (const WMSOAPStructMember& param : params) {
+        names.push_back(param.GetName());
+    }
+    WMSOAPStructMember returned(u"", WMString(u"unchanged"));
+    if (!client.InvokeSOAPMethod(operation, names.data(), params.data(),
+                                 static_cast<int>(params.size()), returned)) {
+        return "failed: " + FaultOf(client) + "; sent " + Utf8(*client.GetXMLOut()) +
+               "; received " + Utf8(client.GetXMLIn());
+    }
+    if (client.IsSOAPFault()) {
+        return "fault " + FaultOf(client);
+    }
+    WMSOAPStructType shown;
+    returned.SetName(u"return");
+    shown.SetMember(returned);
+    for (const WMSOAPStructMember& param : params) {
+        if (param.GetName().rfind(u"output", 0) == 0) {
+            shown.SetMember(param);
+        }
+    }
+    return ShowStruct(shown, exact);
+}
+
+}  // namespace corvane::test
+
+#endif
