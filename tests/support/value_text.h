@@ -114,6 +114,23 @@ inline std::string CallText(WMSOAPClient& client, const WMString& operation,
     return ShowStruct(shown, exact);
 }
 
+// A call as the tables write it, `operation {parameters}`: CallText of it, values exactly.
+inline std::string CallOf(WMSOAPClient& client, const std::string& call) {
+    const std::size_t space = call.find(' ');
+    std::vector<WMSOAPStructMember> params;
+    for (const auto& param : MembersOf(ValueOf(call.substr(space + 1)).StructValue())) {
+        params.push_back(param.second);
+    }
+    WMString operation;
+    UTF8ToWideString(call.substr(0, space), operation);
+    return CallText(client, operation, params, true);
+}
+
+// What CallOf gives when it gives `text`: a value shown exactly; any other text as it is.
+inline std::string Exactly(const std::string& text) {
+    return text.rfind('{', 0) == 0 ? Show(ValueOf(text), true) : text;
+}
+
 }  // namespace corvane::test
 
 #endif
