@@ -1,9 +1,9 @@
 // The reverse of Show (values.h): a value from its text, so that tables of values can live in
-// data files; and a whole call as one line of that text. A number with '.', an exponent, "inf" or
-// "nan" is a double (C's hexadecimal form too), any other number an integer; a string takes \uXXXX
-// for any code unit (a quote or a backslash inside must be one, as must a character beyond the BMP)
-// and UTF-8 for the rest. Header only, on the exported interface alone. A malformed text throws
-// std::out_of_range.
+// data files; and a whole call and its outcome as lines of that text. A number with '.', an
+// exponent, "inf" or "nan" is a double (C's hexadecimal form too), any other number an integer;
+// a string takes \uXXXX for any code unit (a quote or a backslash inside must be one, as must a
+// character beyond the BMP) and UTF-8 for the rest. Header only, on the exported interface
+// alone. A malformed text throws std::out_of_range.
 #ifndef CORVANE_TESTS_SUPPORT_VALUE_TEXT_H
 #define CORVANE_TESTS_SUPPORT_VALUE_TEXT_H
 
@@ -85,15 +85,20 @@ inline WMSOAPStructMember ValueOf(const std::string& text) {
     return at == text.size() ? value : throw std::out_of_range("trailing text: " + text);
 }
 
-// Calls `operation` with `params`, each named by its part: the return value and then every
-// parameter named output... as Show prints a struct, {return=...,outputX=...}; "fault " and the
-// fault as FaultOf gives it; or "failed: " with what was sent and received.
-inline std::string CallText(WMSOAPClient& client, const WMString& operation,
-                            std::vector<WMSOAPStructMember> params, bool exact = false) {
+// Calls the call as the tables write it, `operation {parameters}` with each parameter named by
+// its part. The result: the return value and then every parameter named output... as Show
+// prints a struct exactly, {return=...,outputX=...}; or "fault " and FaultOf's text; or
+// "failed: " with that and what was sent and received.
+inline std::string CallOf(WMSOAPClient& client, const std::string& call) {
+    const std::size_t space = call.find(' ');
     std::vector<WMString> names;
-    for (const WMSOAPStructMember& param : params) {
-        names.push_back(param.GetName());
+    std::vector<WMSOAPStructMember> params;
+    for (const auto& param : MembersOf(ValueOf(call.substr(space + 1)).StructValue())) {
+        names.push_back(param.first);
+        params.push_back(param.second);
     }
+    WMString operation;
+    UTF8ToWideString(call.substr(0, space), operation);
     WMSOAPStructMember returned(u"", WMString(u"unchanged"));
     if (!client.InvokeSOAPMethod(operation, names.data(), params.data(),
                                  static_cast<int>(params.size()), returned)) {
@@ -111,19 +116,7 @@ inline std::string CallText(WMSOAPClient& client, const WMString& operation,
             shown.SetMember(param);
         }
     }
-    return ShowStruct(shown, exact);
-}
-
-// A call as the tables write it, `operation {parameters}`: CallText of it, values exactly.
-inline std::string CallOf(WMSOAPClient& client, const std::string& call) {
-    const std::size_t space = call.find(' ');
-    std::vector<WMSOAPStructMember> params;
-    for (const auto& param : MembersOf(ValueOf(call.substr(space + 1)).StructValue())) {
-        params.push_back(param.second);
-    }
-    WMString operation;
-    UTF8ToWideString(call.substr(0, space), operation);
-    return CallText(client, operation, params, true);
+    return ShowStruct(shown, true);
 }
 
 // What CallOf gives when it gives `text`: a value shown exactly; any other text as it is.
