@@ -6,8 +6,7 @@
 #include <string>
 
 #include "client/name_list.h"
-#include "support/loopback.h"
-#include "support/support.h"
+#include "support/peer_calls.h"
 #include "support/values.h"
 
 namespace corvane::test {
@@ -74,9 +73,7 @@ class ClientTest : public ::testing::Test {
 protected:
     // The location of a copy of calls.wsdl whose endpoint is the given port.
     WMString Description(int port) {
-        std::string wsdl = ReadFile(DataPath("client/calls.wsdl"));
-        wsdl.replace(wsdl.find("PORT"), 4, std::to_string(port));
-        return u"file://" + Widen(dir_.Write("calls" + std::to_string(port) + ".wsdl", wsdl));
+        return DescriptionCopy(dir_, "client/calls.wsdl", "PORT", std::to_string(port));
     }
 
     void StartAndInitialize(std::string const& probeAnswer = CheckSSLAnswer("0")) {

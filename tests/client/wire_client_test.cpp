@@ -5,8 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "support/loopback.h"
-#include "support/support.h"
+#include "support/peer_calls.h"
 
 namespace corvane::test {
 namespace {
@@ -29,25 +28,19 @@ bool Contains(std::string const& text, std::string const& part) {
 
 class WireClient : public ::testing::Test {
 protected:
-    // calls.wsdl with the given address (PORT stands for the server's port).
-    WMString Description(std::string address) {
-        std::size_t const port = address.find("PORT");
-        if (port != std::string::npos) {
-            address.replace(port, 4, std::to_string(server_.Port()));
-        }
-        std::string wsdl = ReadFile(DataPath("client/calls.wsdl"));
-        std::string const original = "http://127.0.0.1:PORT/svc";
-        wsdl.replace(wsdl.find(original), original.size(), address);
-        return u"file://" + Widen(dir_.Write("calls.wsdl", wsdl));
+    // calls.wsdl with the given address.
+    WMString Description(std::string const& address) {
+        return DescriptionCopy(dir_, "client/calls.wsdl", "http://127.0.0.1:PORT/svc", address);
     }
 
-    bool Initialize(std::string const& address = "http://127.0.0.1:PORT/svc") {
+    bool Initialize() {
         WMWireOptions options;
         options.standard = true;
         options.gzip = false;
         client_.SetWireOptions(options);
-        return client_.Initialize(Description(address), u"Calls", u"CallsPort", u"", u"tester", u"",
-                                  false);
+        return client_.Initialize(
+            Description("http://127.0.0.1:" + std::to_string(server_.Port()) + "/svc"), u"Calls",
+            u"CallsPort", u"", u"tester", u"", false);
     }
 
     bool Swap() {
