@@ -85,22 +85,18 @@ TEST(WireProxy, FailuresSayWhy) {
     WMSOAPAutomationProxy proxy = StandardProxy();
     WMSOAPMessage message;
     message.SetBuffer(u"<x>\xD83D</x>");
-    const int closed = UnusedPort();
-    EXPECT_EQ(Exchange(proxy, closed, message).message,
+    const std::string closed = std::to_string(UnusedPort());
+    EXPECT_EQ(Exchange(proxy, std::stoi(closed), message).message,
               u"Request Message: The request holds an unpaired surrogate at 3.");
     EXPECT_EQ(*message.GetBufferPtr(), u"<x>\xD83D</x>");  // left with the message
     message.SetBuffer(u"<x/>");
-    const std::string expected =
-        "Request Message: Could not connect to 127.0.0.1:" + std::to_string(closed) +
-        ": connection refused.";
-    EXPECT_EQ(Exchange(proxy, closed, message).message, WMString(expected.begin(), expected.end()));
+    EXPECT_EQ(
+        Narrow(Exchange(proxy, std::stoi(closed), message).message),
+        "Request Message: Could not connect to 127.0.0.1:" + closed + ": connection refused.");
     // A whole URL as the path names the endpoint; host and port are not used.
-    const std::string url = "http://127.0.0.2:" + std::to_string(closed) + "/x";
-    const std::string other =
-        "Request Message: Could not connect to 127.0.0.2:" + std::to_string(closed) +
-        ": connection refused.";
-    EXPECT_EQ(Exchange(proxy, 1, message, WMString(url.begin(), url.end())).message,
-              WMString(other.begin(), other.end()));
+    EXPECT_EQ(
+        Narrow(Exchange(proxy, 1, message, Widen("http://127.0.0.2:" + closed + "/x")).message),
+        "Request Message: Could not connect to 127.0.0.2:" + closed + ": connection refused.");
     // A copy keeps the options but not the connection.
     WMSOAPAutomationProxy copy(proxy);
     EXPECT_TRUE(copy.GetWireOptions().standard);
