@@ -14,23 +14,12 @@ namespace {
 
 using ::testing::ContainsRegex;
 
-// The canned envelope `name` of tests/data/client/answers.txt.
-std::string Envelope(std::string const& name) {
-    for (TableRow const& row : ReadTable("client/answers.txt")) {
-        if (row.input == name) {
-            return row.expected;
-        }
-    }
-    ADD_FAILURE() << "no canned envelope " << name;
-    return "";
-}
-
 std::string Ok(std::string const& name) {
-    return HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8", Envelope(name));
+    return HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8", CannedEnvelope(name));
 }
 
 std::string Fault() {
-    return HttpAnswer("HTTP/1.1 500 Internal Server Error", "text/xml", Envelope("fault"));
+    return HttpAnswer("HTTP/1.1 500 Internal Server Error", "text/xml", CannedEnvelope("fault"));
 }
 
 bool Contains(std::string const& text, std::string const& part) {
@@ -178,7 +167,7 @@ TEST_F(ClientTest, ServerFaultIsHeldByTheMessageAndIsNotAFailure) {
 }
 
 TEST_F(ClientTest, UnreadableAnswersFailWithAFaultAndRefusedOnesWithout) {
-    std::string const body = Envelope("swap nothing");
+    std::string const body = CannedEnvelope("swap nothing");
     server_.SetAnswer(
         2, HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8", "<SOAP-ENV:Envelope <broken"));
     server_.SetAnswer(

@@ -11,17 +11,8 @@
 namespace corvane::test {
 namespace {
 
-std::string Ok(std::string const& body) {
-    return HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8",
-                      "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/"
-                      "envelope/\" xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
-                      "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"><SOAP-ENV:Body>" +
-                          body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>");
-}
-
 std::string const kSwapAnswer =
-    Ok("<m:swapResponse xmlns:m=\"urn:calls\"><return xsi:type=\"xsd:string\">"
-       "T\xC5\x8Dky\xC5\x8D</return></m:swapResponse>");
+    HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8", CannedEnvelope("wire swap"));
 
 bool Contains(std::string const& text, std::string const& part) {
     return text.find(part) != std::string::npos;

@@ -1,5 +1,6 @@
 // The SOAP servers of tests/peers for the client suites: one process per kind for the whole
-// program, and copies of descriptions that name the port a server got.
+// program, copies of descriptions that name the port a server got, and the canned answers of
+// the loopback server.
 #ifndef CORVANE_TESTS_SUPPORT_PEER_CALLS_H
 #define CORVANE_TESTS_SUPPORT_PEER_CALLS_H
 
@@ -40,6 +41,16 @@ inline WMString DescriptionCopy(const TempDir& dir, const std::string& relative,
     std::string text = ReadFile(DataPath(relative));
     text.replace(text.find(from), from.size(), to);
     return u"file://" + Widen(dir.Write(relative.substr(relative.rfind('/') + 1), text));
+}
+
+// The canned envelope `name` of tests/data/client/answers.txt.
+inline std::string CannedEnvelope(const std::string& name) {
+    for (const TableRow& row : ReadTable("client/answers.txt")) {
+        if (row.input == name) {
+            return row.expected;
+        }
+    }
+    return "no canned envelope " + name;
 }
 
 }  // namespace corvane::test
