@@ -1,10 +1,10 @@
 // The SOAP servers of tests/peers for the client suites: one process per kind for the whole
-// program, copies of descriptions that name the port a server got, and the canned answers of
-// the loopback server.
+// program, copies of descriptions that name the port a server got; the canned answers of the
+// loopback server, and the automation proxy's exchanges with it.
 #ifndef CORVANE_TESTS_SUPPORT_PEER_CALLS_H
 #define CORVANE_TESTS_SUPPORT_PEER_CALLS_H
 
-#include <corvane/types.h>
+#include <corvane/client.h>
 
 #include <map>
 #include <memory>
@@ -51,6 +51,20 @@ inline std::string CannedEnvelope(const std::string& name) {
         }
     }
     return "no canned envelope " + name;
+}
+
+// One exchange of the automation proxy with 127.0.0.1:`port`, or with the URL `path`: "" when
+// it completes, else the fault it raises as "context: message".
+inline WMString ProxyExchange(WMSOAPAutomationProxy& proxy, int port, WMSOAPMessage& message,
+                              const WMString& path = u"/svc") {
+    try {
+        return proxy.InvokeSOAPMethod(u"\"urn:a\"", u"127.0.0.1", port, path, u"tester", message)
+                   ? u""
+                   : u"not completed, no fault";
+    } catch (WMSOAPProxyFault* raised) {
+        std::unique_ptr<WMSOAPProxyFault> fault(raised);
+        return fault->GetContext() + u": " + fault->GetMessageText();
+    }
 }
 
 }  // namespace corvane::test
