@@ -3,7 +3,7 @@
 // exponent, "inf" or "nan" is a double (C's hexadecimal form too), any other number an integer;
 // a string takes \uXXXX for any code unit (a quote or a backslash inside must be one, as must a
 // character beyond the BMP) and UTF-8 for the rest. Header only, on the exported interface
-// alone. A malformed text throws std::out_of_range.
+// alone. A malformed text throws a std::logic_error.
 #ifndef CORVANE_TESTS_SUPPORT_VALUE_TEXT_H
 #define CORVANE_TESTS_SUPPORT_VALUE_TEXT_H
 
