@@ -1158,13 +1158,19 @@ private:
         XMLReadScope const* inherited = parent ? parent->scope : nullptr;
         bool declares = false;
         bool xmlnsLike = false;
+        // Unprefixed attributes share their key's stem and differ in name (ParseAttribute
+        // refused a repeated name), so only a prefixed one can repeat a key.
+        bool anyPrefixed = false;
         std::size_t defaultIndex = m_attrs.size();
         m_decls.clear();
         for (std::size_t i = 0; i < m_attrs.size(); ++i) {
             std::u16string_view const name = m_attrs[i].qname;
             if (!StartsWithXmlns(name)) {
+                anyPrefixed = anyPrefixed || name.find(u':') != std::u16string_view::npos;
                 continue;
             }
+            anyPrefixed = anyPrefixed ||
+                          (!IsDeclaration(name) && name.find(u':') != std::u16string_view::npos);
             xmlnsLike = true;
             if (name.size() == 5) {
                 defaultIndex = i;
@@ -1262,7 +1268,10 @@ private:
                                          : Fold(element->ns->hashState, element->Local());
                 return Fold(hash, joined.part[attrs[j].prefixed ? 1 : 2]);
             };
-            if (!m_names.Insert(n, keyHash, [element, attrs, n](std::size_t j) {
+            if (anyPrefixed && !m_names.Insert(n, keyHash, [element, attrs, n](std::size_t j) {
+                    if (!attrs[n].prefixed && !attrs[j].prefixed) {
+                        return false;
+                    }
                     Joined const key = KeyOf(*element, attrs[n]);
                     Joined const other = KeyOf(*element, attrs[j]);
                     return other.size() == key.size() && CompareJoined(other, key) == 0;
