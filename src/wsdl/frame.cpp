@@ -167,19 +167,11 @@ void WMWSDLParseEventHandler::Characters(corvane::WStringView text) {
 
 void WMWSDLParseEventHandler::StartNSMapping(corvane::WStringView prefix,
                                              corvane::WStringView uri) {
-    auto it = m_prefixes.find(prefix);
-    if (it == m_prefixes.end()) {
-        m_prefixes.emplace(WMString(prefix), WMString(uri));
-    } else {
-        it->second.assign(uri);
-    }
+    m_prefixes.Bind(prefix, uri);
 }
 
 void WMWSDLParseEventHandler::EndNSMapping(corvane::WStringView prefix) {
-    auto it = m_prefixes.find(prefix);
-    if (it != m_prefixes.end()) {
-        m_prefixes.erase(it);
-    }
+    m_prefixes.Unbind(prefix);
 }
 
 WMWSDLEventHandler* WMWSDLParseEventHandler::Adopt(std::unique_ptr<WMWSDLEventHandler> handler) {
