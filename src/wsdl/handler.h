@@ -301,14 +301,28 @@ public:
 
     // Files `handler` under `name` unless the name is taken; true when it was filed.
     bool Insert(WStringView name, std::unique_ptr<T>& handler) {
-        // The index holds every name of the table, so a taken name costs no key.
-        const std::size_t hash = std::hash<WStringView>()(name);
-        if (Find(name, hash)) {
-            return false;
+        std::size_t hash = 0;
+        if (m_slots.empty()) {
+            if (Find(name)) {
+                return false;
+            }
+        } else {
+            // The index holds every name of the table, so a taken name costs no key.
+            hash = std::hash<WStringView>()(name);
+            if (Find(name, hash)) {
+                return false;
+            }
+        }
+        if (m_entries.empty()) {
+            m_entries.reserve(4);
         }
         m_entries.emplace_back(WMString(name), std::move(handler));
         m_ordered.store(false, std::memory_order_relaxed);
-        if ((m_entries.size() + 1) * 2 > m_slots.size()) {
+        if (m_slots.empty()) {
+            if (m_entries.size() > kScanned) {
+                Grow();
+            }
+        } else if ((m_entries.size() + 1) * 2 > m_slots.size()) {
             Grow();
         } else {
             Place(Slot{hash, m_entries.size() - 1});
@@ -317,17 +331,25 @@ public:
     }
 
     const T* Find(WStringView name) const {
-        return m_slots.empty() ? nullptr : Find(name, std::hash<WStringView>()(name));
+        if (m_slots.empty()) {
+            for (const Entry& entry : m_entries) {
+                if (TextEquals(entry.first, name)) {
+                    return entry.second.get();
+                }
+            }
+            return nullptr;
+        }
+        return Find(name, std::hash<WStringView>()(name));
     }
 
-    // Moves the entries whose names this table lacks out of `from`; the rest stay there.
+    // Moves the entries whose names this table lacks out of `from` and releases the rest.
     void TakeMissing(HandlerTable& from) {
         for (auto& [name, handler] : from.m_entries) {
-            if (handler) {
-                Insert(name, handler);
-            }
+            Insert(name, handler);
         }
+        from.m_entries.clear();
         from.m_slots.clear();
+        from.m_ordered.store(false, std::memory_order_relaxed);
     }
 
     const_iterator begin() const { return const_iterator(Order().data()); }
@@ -336,9 +358,11 @@ public:
     bool empty() const { return m_entries.empty(); }
 
 private:
-    // Open addressing over a power-of-two array kept at most half full: one allocation per
-    // doubling instead of one per name. A slot refers to its entry by position, since the
-    // entries move as they grow.
+    // A table of a few names (a message's parts, an operation's faults) is searched in order;
+    // a larger one through open addressing over a power-of-two array kept at most half full,
+    // one allocation per doubling instead of one per name. A slot refers to its entry by
+    // position, since the entries move as they grow.
+    static constexpr std::size_t kScanned = 8;
     static constexpr std::size_t kFree = ~std::size_t{0};
     struct Slot {
         std::size_t hash = 0;
@@ -370,15 +394,13 @@ private:
 
     // Rebuilds the index from the entries in an array at least twice their number.
     void Grow() {
-        std::size_t size = m_slots.empty() ? 8 : m_slots.size();
+        std::size_t size = m_slots.empty() ? 16 : m_slots.size();
         while ((m_entries.size() + 1) * 2 > size) {
             size *= 2;
         }
         m_slots.assign(size, Slot{});
         for (std::size_t i = 0; i < m_entries.size(); ++i) {
-            if (m_entries[i].second) {
-                Place(Slot{std::hash<WStringView>()(m_entries[i].first), i});
-            }
+            Place(Slot{std::hash<WStringView>()(m_entries[i].first), i});
         }
     }
 
