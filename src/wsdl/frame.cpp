@@ -45,7 +45,9 @@ private:
             if (attr.prefixed) {
                 found = key.Equals(Key{{attr.ns->uri, attr.Local(), {}}});
             } else if (ownStem) {
-                found = TextEquals(attr.qname, name);
+                // Names of one length mostly differ in their first unit ("name", "type").
+                found = attr.qname.size() == name.size() && attr.qname[0] == name[0] &&
+                        TextEquals(attr.qname, name);
             } else if (elementNS) {
                 found = rest.Equals(Key{{local, attr.qname, {}}});
             } else {
