@@ -119,6 +119,11 @@ void EnvelopeWriter::Close() {
         WriteTagBody(frame);
         m_out.append(u" />");
     }
+    if (m_depth == 1 && !m_hoisted.empty()) {
+        // One move of the text written since, once per envelope.
+        m_out.insert(m_rootTagEnd, m_hoisted);
+        m_hoisted.clear();
+    }
     --m_depth;
 }
 
@@ -133,6 +138,9 @@ void EnvelopeWriter::WriteName(Frame const& frame) {
 void EnvelopeWriter::WriteStartTag() {
     Frame& frame = Top();
     WriteTagBody(frame);
+    if (m_depth == 1) {
+        m_rootTagEnd = m_out.size();
+    }
     m_out.push_back(u'>');
     frame.tagWritten = true;
 }
@@ -147,7 +155,7 @@ EnvelopeWriter::WrittenTag& EnvelopeWriter::WrittenSlot(Frame const& frame) {
 }
 
 bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
-                                  Frame const* parent) const {
+                                  std::vector<std::pair<View, View>> const& inherited) const {
     auto const same = [](View a, View b) { return a.data() == b.data() && a.size() == b.size(); };
     auto const samePairs = [&same](std::vector<std::pair<View, View>> const& a,
                                    std::vector<std::pair<View, View>> const& b) {
@@ -167,8 +175,7 @@ bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
         !samePairs(tag.prefixes, frame.prefixes)) {
         return false;
     }
-    static std::vector<std::pair<View, View>> const kNone;
-    if (!samePairs(tag.parentPrefixes, parent != nullptr ? parent->prefixes : kNone)) {
+    if (!samePairs(tag.parentPrefixes, inherited)) {
         return false;
     }
     for (std::size_t i = 0; i < tag.attributes.size(); ++i) {
@@ -182,10 +189,40 @@ bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
     return true;
 }
 
+void EnvelopeWriter::Inherited(Frame const& frame) {
+    m_inherited.clear();
+    for (auto const& entry : frame.prefixes) {
+        View bound;
+        for (std::size_t depth = m_depth - 1; depth > 0; --depth) {
+            auto const& prefixes = m_frames[depth - 1].prefixes;
+            auto at = std::lower_bound(prefixes.begin(), prefixes.end(), entry.first,
+                                       [](auto const& e, View p) { return e.first < p; });
+            if (at != prefixes.end() && at->first == entry.first) {
+                bound = at->second;
+                break;
+            }
+        }
+        m_inherited.emplace_back(entry.first, bound);
+    }
+}
+
+void EnvelopeWriter::AppendDeclaration(View prefix, View uri) {
+    m_out.append(prefix.empty() ? u" xmlns" : u" xmlns:");
+    m_out.append(prefix);
+    m_out.append(u"=\"");
+    AppendAttributeText(uri);
+    m_out.push_back(u'"');
+}
+
 void EnvelopeWriter::WriteTagBody(Frame& frame) {
+    static std::vector<std::pair<View, View>> const kNone;
     Frame const* parent = m_depth > 1 ? &m_frames[m_depth - 2] : nullptr;
+    if (m_hoist) {
+        Inherited(frame);
+    }
+    auto const& inherited = m_hoist ? m_inherited : parent != nullptr ? parent->prefixes : kNone;
     WrittenTag& written = WrittenSlot(frame);
-    if (WrittenAlike(written, frame, parent)) {
+    if (WrittenAlike(written, frame, inherited)) {
         m_out.append(written.text);
         return;
     }
@@ -194,11 +231,7 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
     written.local.assign(frame.local);
     written.attributes = frame.attributes;
     written.prefixes = frame.prefixes;
-    if (parent != nullptr) {
-        written.parentPrefixes = parent->prefixes;
-    } else {
-        written.parentPrefixes.clear();
-    }
+    written.parentPrefixes = inherited;
     written.escapeCarriageReturn = m_escapeCarriageReturn;
     std::size_t const start = m_out.size();
 
@@ -219,6 +252,12 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         AppendAttributeText(attribute.value);
         m_out.push_back(u'"');
     }
+    if (m_hoist) {
+        WriteHoisting(frame);
+        written.text.assign(m_out, start, WMString::npos);
+        written.used = true;
+        return;
+    }
     for (auto const& [prefix, uri] : frame.prefixes) {
         if (parent != nullptr) {
             bool alike = false;
@@ -232,14 +271,32 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
                 continue;
             }
         }
-        m_out.append(prefix.empty() ? u" xmlns" : u" xmlns:");
-        m_out.append(prefix);
-        m_out.append(u"=\"");
-        AppendAttributeText(uri);
-        m_out.push_back(u'"');
+        AppendDeclaration(prefix, uri);
     }
     written.text.assign(m_out, start, WMString::npos);
     written.used = true;
+}
+
+void EnvelopeWriter::WriteHoisting(Frame const& frame) {
+    for (std::size_t i = 0; i < frame.prefixes.size(); ++i) {
+        auto const& [prefix, uri] = frame.prefixes[i];
+        View const bound = m_inherited[i].second;
+        if (bound.data() != nullptr && bound == uri) {
+            continue;
+        }
+        std::size_t const at = m_out.size();
+        AppendDeclaration(prefix, uri);
+        // A default namespace stays where it is: on the outermost element it would take in
+        // every unqualified name of the envelope.
+        if (bound.data() == nullptr && !prefix.empty() && m_depth > 1) {
+            m_hoisted.append(m_out, at, WMString::npos);
+            m_out.resize(at);
+            auto& outer = m_frames[0].prefixes;
+            outer.emplace(std::lower_bound(outer.begin(), outer.end(), prefix,
+                                           [](auto const& e, View p) { return e.first < p; }),
+                          prefix, uri);
+        }
+    }
 }
 
 void EnvelopeWriter::AppendAttributeText(View text) {
@@ -257,50 +314,46 @@ void EnvelopeWriter::AppendAttributeText(View text) {
 }
 
 void EnvelopeWriter::AppendEscaped(View text, bool attribute) {
+    // The characters to escape, as bits below 64: the scan tests one bit per character and
+    // copies the runs between them whole.
+    constexpr std::uint64_t kBoth = std::uint64_t{1} << u'&' | std::uint64_t{1} << u'<';
+    constexpr std::uint64_t kText = kBoth | std::uint64_t{1} << u'>';
+    constexpr std::uint64_t kAttribute =
+        kBoth | std::uint64_t{1} << u'"' | std::uint64_t{1} << u'\'';
+    std::uint64_t const special =
+        (attribute ? kAttribute : kText) | (m_escapeCarriageReturn ? std::uint64_t{1} << u'\r' : 0);
+    WMChar const* const data = text.data();
+    std::size_t const size = text.size();
     std::size_t run = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        // Every character that may need escaping sorts at or below '>'.
-        if (text[i] > u'>') {
+    for (std::size_t i = 0; i < size; ++i) {
+        WMChar const c = data[i];
+        if (c >= 64 || ((special >> c) & 1) == 0) {
             continue;
         }
-        View entity;
-        switch (text[i]) {
+        m_out.append(data + run, i - run);
+        switch (c) {
             case u'&':
-                entity = u"&amp;";
+                m_out.append(u"&amp;");
                 break;
             case u'<':
-                entity = u"&lt;";
+                m_out.append(u"&lt;");
                 break;
             case u'>':
-                if (!attribute) {
-                    entity = u"&gt;";
-                }
+                m_out.append(u"&gt;");
                 break;
             case u'"':
-                if (attribute) {
-                    entity = u"&quot;";
-                }
+                m_out.append(u"&quot;");
                 break;
             case u'\'':
-                if (attribute) {
-                    entity = u"&apos;";
-                }
-                break;
-            case u'\r':
-                if (m_escapeCarriageReturn) {
-                    entity = u"&#xD;";
-                }
+                m_out.append(u"&apos;");
                 break;
             default:
+                m_out.append(u"&#xD;");
                 break;
         }
-        if (!entity.empty()) {
-            m_out.append(text.substr(run, i - run));
-            m_out.append(entity);
-            run = i + 1;
-        }
+        run = i + 1;
     }
-    m_out.append(text.substr(run));
+    m_out.append(data + run, size - run);
 }
 
 SchemaType& TypeCache::Type(WMString const& name, WMString const& ns) {
