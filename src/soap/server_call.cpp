@@ -55,8 +55,12 @@ bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& s
     m_message.SetStandardWireMode(m_wire.standard);
     WMString text;
     if (m_wire.standard) {
+        // A body with a byte order mark takes the general decoder, which reads UTF-16 too.
+        unsigned char const first = body.empty() ? 0 : static_cast<unsigned char>(body[0]);
         std::string error;
-        if (!corvane::detail::DecodeText(body, "utf-8", text, error)) {
+        if (first == 0xEF || first == 0xFE || first == 0xFF
+                ? !corvane::detail::DecodeText(body, "utf-8", text, error)
+                : !corvane::DecodeStrictUTF8(body, text)) {
             m_message.SetSOAPFault(u"SOAP-ENV:Client", u"The request body is not valid UTF-8.",
                                    WMString(), false);
             return false;
@@ -177,11 +181,9 @@ int WMSOAPServerCall::WriteResponse(std::string& body) {
                 corvane::AppendUTF8(*m_message.GetBufferPtr(), body);
                 return 200;
             }
-            std::size_t bad = 0;
-            if (corvane::detail::EncodeUtf8(*m_message.GetBufferPtr(), body, bad)) {
+            if (corvane::AppendStrictUTF8(*m_message.GetBufferPtr(), body)) {
                 return 200;
             }
-            body.clear();
             SetFault(kServerFault, kUnpaired);
         } else {
             SetFault(kServerFault, kUnserializable);
