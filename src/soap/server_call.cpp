@@ -176,7 +176,15 @@ int WMSOAPServerCall::WriteResponse(std::string& body) {
         params.erase(std::remove_if(params.begin(), params.end(),
                                     [](auto const& param) { return !param->m_isOutput; }),
                      params.end());
+        if (m_message.m_nextHopURL.empty()) {
+            // Only a forwarding node sends the body it received; the text of that body is
+            // about the request's size again, and the answer is written beside it.
+            m_message.m_bodyElemLit.reset();
+        }
         if (m_message.Serialize(*m_wsdl)) {
+            // The values are in the answer's text now; the UTF-8 copy need not sit beside them.
+            m_message.m_returnValue = WMSOAPStructMember();
+            params.clear();
             if (!m_wire.standard) {
                 corvane::AppendUTF8(*m_message.GetBufferPtr(), body);
                 return 200;
