@@ -181,6 +181,9 @@ int WMSOAPServerCall::WriteResponse(std::string& body) {
             // about the request's size again, and the answer is written beside it.
             m_message.m_bodyElemLit.reset();
         }
+        // Serialize empties the request's text but keeps its memory until the answer replaces
+        // it; released here, it is not held while the answer grows.
+        WMString().swap(m_message.m_buffer);
         if (m_message.Serialize(*m_wsdl)) {
             // The values are in the answer's text now; the UTF-8 copy need not sit beside them.
             m_message.m_returnValue = WMSOAPStructMember();
