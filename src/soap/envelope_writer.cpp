@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace corvane::detail {
 
@@ -25,6 +26,15 @@ bool KeyLess(std::u16string_view uri1, std::u16string_view local1, std::u16strin
         }
     }
     return size1 < size2;
+}
+
+// Equal texts; the same URIs and prefixes come back by the same address most of the time, and
+// the prefixes that differ (xsi and xsd, nsa and nss, SOAP-ENV and SOAP-ENC) differ at the end.
+bool SameText(std::u16string_view a, std::u16string_view b) {
+    if (a.size() != b.size() || a.data() == b.data() || a.empty()) {
+        return a.size() == b.size();
+    }
+    return a.back() == b.back() && std::memcmp(a.data(), b.data(), a.size() * sizeof(WMChar)) == 0;
 }
 
 bool KeyEqual(std::u16string_view uri1, std::u16string_view local1, std::u16string_view uri2,
@@ -119,6 +129,9 @@ void EnvelopeWriter::Close() {
         WriteTagBody(frame);
         m_out.append(u" />");
     }
+    while (!m_local.empty() && m_local.back().depth == m_depth) {
+        m_local.pop_back();
+    }
     if (m_depth == 1 && !m_hoisted.empty()) {
         // One move of the text written since, once per envelope.
         m_out.insert(m_rootTagEnd, m_hoisted);
@@ -190,19 +203,40 @@ bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
 }
 
 void EnvelopeWriter::Inherited(Frame const& frame) {
+    // Below the outermost element a binding differs from the outermost one only where an
+    // element declared it itself; those few are looked at first.
     m_inherited.clear();
     for (auto const& entry : frame.prefixes) {
         View bound;
-        for (std::size_t depth = m_depth - 1; depth > 0; --depth) {
-            auto const& prefixes = m_frames[depth - 1].prefixes;
-            auto at = std::lower_bound(prefixes.begin(), prefixes.end(), entry.first,
-                                       [](auto const& e, View p) { return e.first < p; });
-            if (at != prefixes.end() && at->first == entry.first) {
-                bound = at->second;
-                break;
+        if (m_depth > 1) {
+            auto local = std::find_if(m_local.rbegin(), m_local.rend(), [&](Local const& l) {
+                return SameText(l.prefix, entry.first);
+            });
+            if (local != m_local.rend()) {
+                bound = local->uri;
+            } else {
+                for (auto const& outer : m_frames[0].prefixes) {
+                    if (SameText(outer.first, entry.first)) {
+                        bound = outer.second;
+                        break;
+                    }
+                }
             }
         }
         m_inherited.emplace_back(entry.first, bound);
+    }
+}
+
+void EnvelopeWriter::RecordLocal(Frame const& frame) {
+    if (m_depth < 2) {
+        return;
+    }
+    for (std::size_t i = 0; i < frame.prefixes.size(); ++i) {
+        auto const& [prefix, uri] = frame.prefixes[i];
+        View const bound = m_inherited[i].second;
+        if (bound.data() == nullptr ? prefix.empty() : !SameText(bound, uri)) {
+            m_local.push_back(Local{m_depth, prefix, uri});
+        }
     }
 }
 
@@ -224,6 +258,9 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
     WrittenTag& written = WrittenSlot(frame);
     if (WrittenAlike(written, frame, inherited)) {
         m_out.append(written.text);
+        if (m_hoist) {
+            RecordLocal(frame);
+        }
         return;
     }
     written.used = false;
@@ -254,6 +291,7 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
     }
     if (m_hoist) {
         WriteHoisting(frame);
+        RecordLocal(frame);
         written.text.assign(m_out, start, WMString::npos);
         written.used = true;
         return;
@@ -281,7 +319,7 @@ void EnvelopeWriter::WriteHoisting(Frame const& frame) {
     for (std::size_t i = 0; i < frame.prefixes.size(); ++i) {
         auto const& [prefix, uri] = frame.prefixes[i];
         View const bound = m_inherited[i].second;
-        if (bound.data() != nullptr && bound == uri) {
+        if (bound.data() != nullptr && SameText(bound, uri)) {
             continue;
         }
         std::size_t const at = m_out.size();

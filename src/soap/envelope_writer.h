@@ -124,6 +124,9 @@ private:
     // For each prefix of the frame, the URI it is bound to where the frame stands (empty with
     // a null data pointer when it is unbound); what the omitted declarations depend on.
     void Inherited(Frame const& frame);
+    // Notes the declarations the frame made itself, which its descendants see instead of the
+    // outermost element's.
+    void RecordLocal(Frame const& frame);
     // The declarations of the frame's prefixes in the hoisting mode.
     void WriteHoisting(Frame const& frame);
     void AppendDeclaration(View prefix, View uri);
@@ -138,6 +141,12 @@ private:
     bool m_escapeCarriageReturn = false;
     bool m_hoist = false;
     std::vector<std::pair<View, View>> m_inherited;
+    struct Local {
+        std::size_t depth;
+        View prefix;
+        View uri;
+    };
+    std::vector<Local> m_local;
     // Declarations bound on the outermost element after its start tag was written, and where
     // they go in the text.
     WMString m_hoisted;
