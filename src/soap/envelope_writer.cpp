@@ -131,6 +131,7 @@ void EnvelopeWriter::Close() {
     }
     while (!m_local.empty() && m_local.back().depth == m_depth) {
         m_local.pop_back();
+        ++m_generation;
     }
     if (m_depth == 1 && !m_hoisted.empty()) {
         // One move of the text written since, once per envelope.
@@ -202,28 +203,37 @@ bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
     return true;
 }
 
-void EnvelopeWriter::Inherited(Frame const& frame) {
+EnvelopeWriter::View EnvelopeWriter::Bound(View prefix) {
+    // The items of an array ask for the same few prefixes, by the same address, while no
+    // binding comes or goes: the answer is remembered until one does.
+    Resolved& slot = m_resolved[(reinterpret_cast<std::uintptr_t>(prefix.data()) >> 1) % 8];
+    if (slot.generation == m_generation && slot.prefix == prefix.data() &&
+        slot.size == prefix.size()) {
+        return slot.bound;
+    }
     // Below the outermost element a binding differs from the outermost one only where an
     // element declared it itself; those few are looked at first.
-    m_inherited.clear();
-    for (auto const& entry : frame.prefixes) {
-        View bound;
-        if (m_depth > 1) {
-            auto local = std::find_if(m_local.rbegin(), m_local.rend(), [&](Local const& l) {
-                return SameText(l.prefix, entry.first);
-            });
-            if (local != m_local.rend()) {
-                bound = local->uri;
-            } else {
-                for (auto const& outer : m_frames[0].prefixes) {
-                    if (SameText(outer.first, entry.first)) {
-                        bound = outer.second;
-                        break;
-                    }
-                }
+    View bound;
+    auto local = std::find_if(m_local.rbegin(), m_local.rend(),
+                              [&](Local const& l) { return SameText(l.prefix, prefix); });
+    if (local != m_local.rend()) {
+        bound = local->uri;
+    } else {
+        for (auto const& outer : m_frames[0].prefixes) {
+            if (SameText(outer.first, prefix)) {
+                bound = outer.second;
+                break;
             }
         }
-        m_inherited.emplace_back(entry.first, bound);
+    }
+    slot = Resolved{prefix.data(), prefix.size(), m_generation, bound};
+    return bound;
+}
+
+void EnvelopeWriter::Inherited(Frame const& frame) {
+    m_inherited.clear();
+    for (auto const& entry : frame.prefixes) {
+        m_inherited.emplace_back(entry.first, m_depth > 1 ? Bound(entry.first) : View());
     }
 }
 
@@ -236,6 +246,7 @@ void EnvelopeWriter::RecordLocal(Frame const& frame) {
         View const bound = m_inherited[i].second;
         if (bound.data() == nullptr ? prefix.empty() : !SameText(bound, uri)) {
             m_local.push_back(Local{m_depth, prefix, uri});
+            ++m_generation;
         }
     }
 }
@@ -330,6 +341,7 @@ void EnvelopeWriter::WriteHoisting(Frame const& frame) {
             m_hoisted.append(m_out, at, WMString::npos);
             m_out.resize(at);
             auto& outer = m_frames[0].prefixes;
+            ++m_generation;
             outer.emplace(std::lower_bound(outer.begin(), outer.end(), prefix,
                                            [](auto const& e, View p) { return e.first < p; }),
                           prefix, uri);

@@ -124,6 +124,7 @@ private:
     // For each prefix of the frame, the URI it is bound to where the frame stands (empty with
     // a null data pointer when it is unbound); what the omitted declarations depend on.
     void Inherited(Frame const& frame);
+    View Bound(View prefix);
     // Notes the declarations the frame made itself, which its descendants see instead of the
     // outermost element's.
     void RecordLocal(Frame const& frame);
@@ -147,6 +148,15 @@ private:
         View uri;
     };
     std::vector<Local> m_local;
+    // Bound()'s recent answers; a generation ends whenever a binding comes or goes.
+    struct Resolved {
+        WMChar const* prefix = nullptr;
+        std::size_t size = 0;
+        std::size_t generation = 0;
+        View bound;
+    };
+    Resolved m_resolved[8];
+    std::size_t m_generation = 1;
     // Declarations bound on the outermost element after its start tag was written, and where
     // they go in the text.
     WMString m_hoisted;
