@@ -31,20 +31,9 @@ std::vector<WMString> OddInputs() {
 
 void ExpectSame(WMString const& text, std::string const& what) {
     for (bool buildTree : {true, false}) {
-        std::string const expected = readerdiff::ParserResult(text, buildTree);
-        std::string const actual = readerdiff::ReaderResult(text, buildTree);
-        // Only the first lines that differ are shown: a whole document can be large.
-        if (expected != actual) {
-            std::size_t at = 0;
-            while (at < expected.size() && at < actual.size() && expected[at] == actual[at]) {
-                ++at;
-            }
-            std::size_t const from =
-                expected.rfind('\n', at) == std::string::npos ? 0 : expected.rfind('\n', at) + 1;
-            ADD_FAILURE() << what << (buildTree ? " (tree)" : " (events)")
-                          << "\nparser: " << expected.substr(from, 400)
-                          << "\nreader: " << actual.substr(from, 400);
-        }
+        EXPECT_EQ("", corvane::test::FirstDifference(readerdiff::ParserResult(text, buildTree),
+                                                     readerdiff::ReaderResult(text, buildTree)))
+            << what << (buildTree ? " (tree)" : " (events)");
     }
 }
 
