@@ -3,27 +3,32 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "soap/deserializer_test_util.h"
 
 namespace {
 
 TEST(MessageSetup, NewMessageStateAndInitialize) {
+    // Local fault, no fault, not literal, response, implicit typing, default actor, ultimate
+    // receiver, RPC, checks mustUnderstand.
     WMSOAPMessage message;
-    EXPECT_TRUE(message.IsLocalFault());
-    EXPECT_FALSE(message.IsSOAPFault());
-    EXPECT_FALSE(message.IsLiteralFault());
-    EXPECT_FALSE(message.IsRequestPhase());
-    EXPECT_FALSE(message.UseExplicitTyping());
-    EXPECT_TRUE(message.IsDefaultActor());
-    EXPECT_FALSE(message.IsIntermediary());
-    EXPECT_TRUE(message.IsRPCStyle());
-    EXPECT_TRUE(message.CheckMustUnderstand());
+    auto const flags = [&message] {
+        std::string out;
+        for (bool flag :
+             {message.IsLocalFault(), message.IsSOAPFault(), message.IsLiteralFault(),
+              message.IsRequestPhase(), message.UseExplicitTyping(), message.IsDefaultActor(),
+              message.IsIntermediary(), message.IsRPCStyle(), message.CheckMustUnderstand()}) {
+            out += flag ? '1' : '0';
+        }
+        return out;
+    };
+    EXPECT_EQ(flags(), "100001011");
 
     message.SetBuffer(u"<kept/>");
     EXPECT_TRUE(message.Initialize(nullptr, 0, u"svc", u"port", u"", u"\"act\"", u"", true));
     EXPECT_EQ(*message.GetBufferPtr(), u"<kept/>");
-    EXPECT_TRUE(message.IsRequestPhase());
-    EXPECT_TRUE(message.UseExplicitTyping());
+    EXPECT_EQ(flags(), "100111011");
     EXPECT_EQ(message.GetServiceName(), u"svc");
     EXPECT_EQ(message.GetPortName(), u"port");
     EXPECT_EQ(message.GetSOAPAction(), u"\"act\"");
@@ -33,8 +38,7 @@ TEST(MessageSetup, NewMessageStateAndInitialize) {
     message.Initialize(text, 3, u"", u"", u"urn:me", u"", u"http://next/", false);
     EXPECT_EQ(*message.GetBufferPtr(), u"<a>longer</a>");
     EXPECT_EQ(message.GetBufferLength(), 13u);
-    EXPECT_FALSE(message.IsDefaultActor());
-    EXPECT_TRUE(message.IsIntermediary());
+    EXPECT_EQ(flags(), "100100111");
     message.SetActorURI(u"");
     EXPECT_TRUE(message.IsDefaultActor());
 }
@@ -94,39 +98,29 @@ TEST(MessageEntries, IterationKeepsOrderAndStopsAtTheEnd) {
     WMSOAPMessage message;
     message.AddMethodParam(u"", u"x", WMSOAPStructMember(u"x", 1), true, false);
     message.AddMethodParam(u"", u"x", WMSOAPStructMember(u"x", 2), false, true);
-    EXPECT_EQ(message.GetNumMethodParams(), 2);
+    EXPECT_EQ(deser_test::ShowParams(message), "x<=1 x>=2");
 
-    WMString ns, name;
+    // The walk starts at 0 whatever the position held; at the end it leaves everything alone.
+    WMString ns, name, xml, actor, style;
     WMSOAPStructMember value;
-    bool in = false, out = false;
+    bool in = false, out = false, mustUnderstand = false;
     long position = 7;
     ASSERT_TRUE(message.GetFirstMethodParam(ns, name, value, in, out, position));
     EXPECT_EQ(position, 0);
-    EXPECT_EQ(value.LongValue(), 1);
-    EXPECT_TRUE(in);
-    EXPECT_FALSE(out);
     ASSERT_TRUE(message.GetNextMethodParam(ns, name, value, in, out, position));
-    EXPECT_EQ(position, 1);
-    EXPECT_EQ(name, u"x");
-    EXPECT_EQ(value.LongValue(), 2);
-    EXPECT_TRUE(out);
     EXPECT_FALSE(message.GetNextMethodParam(ns, name, value, in, out, position));
     EXPECT_EQ(position, 1);
     EXPECT_EQ(value.LongValue(), 2);
-
-    WMString xml, actor, style;
-    bool mustUnderstand = false;
     EXPECT_FALSE(
         message.GetFirstHeaderElemLit(ns, name, xml, mustUnderstand, actor, style, position));
     EXPECT_EQ(position, 1);
+
     message.AddFaultHeaderElemLit(u"urn:h", u"a", u"<a/>", true, u"urn:act", u"urn:enc");
     ASSERT_TRUE(
         message.GetFirstFaultHeaderElemLit(ns, name, xml, mustUnderstand, actor, style, position));
-    EXPECT_EQ(ns, u"urn:h");
-    EXPECT_EQ(xml, u"<a/>");
+    EXPECT_EQ(deser_test::Narrow(ns + u"|" + name + u"|" + xml + u"|" + actor + u"|" + style),
+              "urn:h|a|<a/>|urn:act|urn:enc");
     EXPECT_TRUE(mustUnderstand);
-    EXPECT_EQ(actor, u"urn:act");
-    EXPECT_EQ(style, u"urn:enc");
     EXPECT_FALSE(
         message.GetNextFaultHeaderElemLit(ns, name, xml, mustUnderstand, actor, style, position));
 

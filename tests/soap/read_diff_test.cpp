@@ -74,14 +74,15 @@ int Compare(std::string const& what, WMString const& text) {
                 input.operation = operation;
                 input.actorURI = u"urn:me";
                 description.wsdl->GetMethodSOAPAction(operation, input.soapAction);
-                std::string const exported = ReadAndDump(*description.wsdl, input, false);
-                std::string const own = ReadAndDump(*description.wsdl, input, true);
-                if (exported != own && ++differences == 1) {
+                std::string const difference =
+                    corvane::test::FirstDifference(ReadAndDump(*description.wsdl, input, false),
+                                                   ReadAndDump(*description.wsdl, input, true));
+                if (!difference.empty() && ++differences == 1) {
                     ADD_FAILURE() << what
                                   << (input.request ? " as request of " : " as response of ")
                                   << corvane::test::Narrow(operation)
-                                  << (input.standard ? " (standard)" : "")
-                                  << "\nexported:" << exported << "\nown:" << own;
+                                  << (input.standard ? " (standard)" : "") << "\n"
+                                  << difference;
                 }
             }
         }
