@@ -217,41 +217,32 @@ TEST(SerializerFault, LiteralFaultIsTheWholeBody) {
 }
 
 TEST(SerializerFailure, UnknownPartsAndBrokenLiteralsLeaveNoText) {
-    WMSOAPMessage message;
-    Prepare(message, u"echoString", INTEROP);
-    message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"ok"), true, false);
-    message.AddMethodParam(u"", u"notAPart", WMSOAPStructMember(u"s", u"x"), true, false);
-    message.SetBuffer(u"old text");
-    EXPECT_FALSE(message.Serialize(Round2Base()));
-    EXPECT_EQ(Text(message), u"");
-
-    // The output part is not an input part.
-    Prepare(message, u"echoString", INTEROP);
-    message.ClearMethodParams();
-    message.AddMethodParam(u"", u"outputString", WMSOAPStructMember(u"s", u"x"), true, false);
-    EXPECT_FALSE(message.Serialize(Round2Base()));
-
-    // An unknown operation.
-    Prepare(message, u"echoNothing", INTEROP);
-    message.ClearMethodParams();
-    message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"x"), true, false);
-    EXPECT_FALSE(message.Serialize(Round2Base()));
-
-    // A struct member that SOAPStruct does not declare.
     WMSOAPStructType odd;
     odd.SetMember(u"varString", u"s");
-    odd.SetMember(u"varColour", u"red");
-    Prepare(message, u"echoStruct", INTEROP);
-    message.ClearMethodParams();
-    message.AddMethodParam(u"", u"inputStruct", WMSOAPStructMember(u"s", odd), true, false);
-    EXPECT_FALSE(message.Serialize(Round2Base()));
-    EXPECT_EQ(message.GetBufferLength(), 0u);
-
-    // A literal header that does not parse.
-    Prepare(message, u"echoVoid", INTEROP);
-    message.ClearMethodParams();
-    message.AddHeaderElemLit(u"urn:x", u"x", u"<x:open xmlns:x='urn:x'>", false, u"", u"");
-    EXPECT_FALSE(message.Serialize(Round2Base()));
+    odd.SetMember(u"varColour", u"red");  // SOAPStruct declares no such member
+    struct Case {
+        char16_t const* method;
+        char16_t const* part;
+        WMSOAPStructMember value;
+        char16_t const* header;  // a literal header entry, when not null
+    } const cases[] = {
+        {u"echoString", u"notAPart", {u"s", u"x"}, nullptr},
+        {u"echoString", u"outputString", {u"s", u"x"}, nullptr},  // not an input part
+        {u"echoNothing", u"inputString", {u"s", u"x"}, nullptr},
+        {u"echoStruct", u"inputStruct", {u"s", odd}, nullptr},
+        {u"echoString", u"inputString", {u"s", u"x"}, u"<x:open xmlns:x='urn:x'>"},
+    };
+    for (Case const& c : cases) {
+        WMSOAPMessage message;
+        Prepare(message, c.method, INTEROP);
+        message.AddMethodParam(u"", c.part, c.value, true, false);
+        if (c.header) {
+            message.AddHeaderElemLit(u"urn:x", u"x", c.header, false, u"", u"");
+        }
+        message.SetBuffer(u"old text");
+        EXPECT_FALSE(message.Serialize(Round2Base())) << deser_test::Narrow(c.part);
+        EXPECT_EQ(message.GetBufferLength(), 0u);
+    }
 
     // A literal fault whose slot is empty.
     WMSOAPMessage fault;
