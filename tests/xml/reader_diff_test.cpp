@@ -126,4 +126,29 @@ TEST(XMLReaderDiff, CopyBudgetRunsOutOnTheSameLine) {
     ExpectSame(manyAttributes + u" n999x2='w'/>", "many attributes, one repeated");
 }
 
+// Written texts longer than the reader's write buffer, with every escaped character before, at
+// and across its boundary.
+WMString Document(std::size_t pad) {
+    WMString const filler(pad, u'x');
+    WMString const specials = u"&amp;&lt;&gt;&quot;&apos;";
+    return u"<r a='" + filler + specials + u"' b=\"" + specials + filler + u"\">" + filler +
+           specials + u"\"'<c/>" +
+           Repeat(u"<e f='&quot;" + filler.substr(0, pad % 97) + u"'>&lt;" + filler + u"</e>", 30) +
+           u"</r>";
+}
+
+TEST(XMLReaderWriting, TextsAcrossTheWriteBufferWriteAlike) {
+    for (std::size_t pad : {0u, 1u, 2040u, 2046u, 2047u, 2048u, 2049u, 4100u}) {
+        ExpectSame(Document(pad), "pad " + std::to_string(pad));
+    }
+}
+
+// Documents read one after another on the blocks the thread kept from the one before.
+TEST(XMLReaderWriting, ReadsOnKeptBlocksReadAlike) {
+    WMString const large = Repeat(u"<n a='1'>text &amp; more</n>", 5000);
+    for (WMString const& body : {large, WMString(u"<m b='2'/>"), large + u"<m/>"}) {
+        ExpectSame(u"<r xmlns:p='urn:p'>" + body + u"</r>", "kept blocks");
+    }
+}
+
 }  // namespace
