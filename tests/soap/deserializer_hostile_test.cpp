@@ -1,6 +1,6 @@
 // Hostile input: reference cycles, shared references that would expand exponentially, and
 // reference chains deeper than the parser's depth limit end in faults. (Nesting in the text
-// itself is the parser's: tests/xml/hostile_test.cpp.)
+// itself is the parser's: tests/xml/parser_test.cpp.)
 #include <corvane/xml_parser.h>
 #include <gtest/gtest.h>
 

@@ -1,14 +1,19 @@
 // Responses of the three literal styles read into return value, outputs, header entries and a
-// typed fault, in both SOAP versions.
+// typed fault, in both SOAP versions; then the writer's paths for each kind of value.
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "soap/literal_codec.h"
 #include "soap/literal_envelope.h"
 #include "support/support.h"
 
-#include <string>
-
 namespace corvane::test {
 namespace {
+
+using corvane::detail::LiteralWriter;
 
 namespace xsd = corvane::detail::xsd;
 using corvane::detail::LiteralAnswer;
@@ -157,6 +162,137 @@ TEST_F(LiteralEnvelope, WritesHeaderEntriesWithTheEnvelopesAttributes) {
                                                           nullptr, 0, headers, {}, out, error))
             << Narrow(error);
         EXPECT_NE(Narrow(out).find(expected), std::string::npos) << Narrow(out);
+    }
+}
+
+// The writer's tags, escaping and repeated groups byte for byte, and a wrapped answer whose
+// return stays among the outputs.
+const char kSchema[] =
+    "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/'"
+    " xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:tns='urn:t' xmlns:o='urn:o'"
+    " targetNamespace='urn:t'>"
+    "<types><xs:schema targetNamespace='urn:o' elementFormDefault='qualified'>"
+    "<xs:element name='other' type='xs:string'/></xs:schema>"
+    "<xs:schema targetNamespace='urn:t' elementFormDefault='qualified'>"
+    "<xs:import namespace='urn:o'/>"
+    "<xs:element name='root'><xs:complexType><xs:sequence>"
+    "<xs:element name='s' type='xs:string'/>"
+    "<xs:element ref='o:other' minOccurs='0' maxOccurs='2'/>"
+    "<xs:element name='plain' type='xs:string' form='unqualified' minOccurs='0'/>"
+    "<xs:sequence minOccurs='2' maxOccurs='3'>"
+    "<xs:element name='a' type='xs:int'/><xs:element name='b' type='xs:int'/></xs:sequence>"
+    "</xs:sequence><xs:attribute name='note' type='xs:string'/></xs:complexType></xs:element>"
+    "</xs:schema></types></definitions>";
+
+WMSOAPStructMember Member(const char* name, const char* text) {
+    return WMSOAPStructMember(Widen(name), Widen(text));
+}
+
+WMSOAPStructMember Member(const char* name, std::int32_t value) {
+    return WMSOAPStructMember(Widen(name), value);
+}
+
+TEST(LiteralWritePaths, TagsEscapingAndRepeatedGroups) {
+    WMString error;
+    auto const model = xsd::LoadModelFromText(Widen(kSchema), u"mem.wsdl", {}, error);
+    ASSERT_TRUE(model) << Narrow(error);
+    const xsd::Element* root = model->FindElement(xsd::Name{u"urn:t", u"root"});
+    ASSERT_TRUE(root);
+    auto const write = [&](std::vector<WMSOAPStructMember> members, std::string& failure) {
+        WMSOAPStructType st;
+        for (WMSOAPStructMember& member : members) {
+            st.SetMember(member);
+        }
+        WMSOAPStructMember value(u"root", st);
+        WMString out;
+        WMString wideError;
+        LiteralWriter writer(out);
+        writer.InScope(u"t", u"urn:t");
+        failure = writer.Write(*root, value, wideError) ? "" : Narrow(wideError);
+        return Narrow(out);
+    };
+    std::string failure;
+    // Text is escaped only where it must be; a foreign namespace is declared on each element
+    // that needs it, since a declaration ends with its element.
+    EXPECT_EQ(write({Member("@note", "q\"<&>\r"), Member("s", "q\"<&>\r"), Member("other", "x"),
+                     Member("other", "y"), Member("plain", "p"), Member("a", 1), Member("b", 2),
+                     Member("a", 3), Member("b", 4)},
+                    failure),
+              "<t:root note=\"q&quot;&lt;&amp;&gt;&#xD;\"><t:s>q\"&lt;&amp;&gt;&#xD;</t:s>"
+              "<ns1:other xmlns:ns1=\"urn:o\">x</ns1:other>"
+              "<ns1:other xmlns:ns1=\"urn:o\">y</ns1:other><plain>p</plain>"
+              "<t:a>1</t:a><t:b>2</t:b><t:a>3</t:a><t:b>4</t:b></t:root>");
+    EXPECT_EQ(failure, "");
+
+    struct Refused {
+        std::vector<WMSOAPStructMember> members;
+        const char* error;
+    } const refused[] = {
+        // The group repeats at most three times.
+        {{Member("s", "x"), Member("a", 1), Member("b", 2), Member("a", 3), Member("b", 4),
+          Member("a", 5), Member("b", 6), Member("a", 7), Member("b", 8)},
+         "Element 'root': 'a' is no element or attribute of an anonymous type."},
+        {{Member("s", "x"), Member("a", 1), Member("b", 2), Member("a", 3)},
+         "Element 'root': missing element 'b'."},
+        {{Member("s", "x"), Member("a", "one"), Member("b", 2), Member("a", 3), Member("b", 4)},
+         "Element 'a': the value is not a valid int."},
+    };
+    for (const Refused& c : refused) {
+        EXPECT_EQ(write(c.members, failure), "");
+        EXPECT_EQ(failure, c.error);
+    }
+}
+
+TEST(LiteralWritePaths, WrappedReturnStaysAmongTheOutputs) {
+    TempDir dir;
+    dir.Write(
+        "w.wsdl",
+        "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/'"
+        " xmlns:s='http://schemas.xmlsoap.org/wsdl/soap/'"
+        " xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:t='urn:t' targetNamespace='urn:t'>"
+        "<types><xs:schema targetNamespace='urn:t' elementFormDefault='qualified'>"
+        "<xs:element name='op'><xs:complexType><xs:sequence>"
+        "<xs:element name='x' type='xs:int'/></xs:sequence></xs:complexType></xs:element>"
+        "<xs:element name='opResponse'><xs:complexType><xs:sequence>"
+        "<xs:element name='x' type='xs:int'/><xs:element name='r' type='xs:int'/>"
+        "</xs:sequence></xs:complexType></xs:element></xs:schema></types>"
+        "<message name='in'><part name='p' element='t:op'/></message>"
+        "<message name='out'><part name='p' element='t:opResponse'/></message>"
+        "<portType name='P'><operation name='op'><input message='t:in'/>"
+        "<output message='t:out'/></operation></portType>"
+        "<binding name='B' type='t:P'><s:binding style='document'/><operation name='op'>"
+        "<s:operation soapAction='urn:op'/><input><s:body use='literal'/></input>"
+        "<output><s:body use='literal'/></output></operation></binding>"
+        "<service name='S'><port name='P' binding='t:B'>"
+        "<s:address location='http://127.0.0.1/'/></port></service></definitions>");
+    WMString error;
+    auto const port =
+        corvane::detail::LiteralPort::Load(Widen(dir.File("w.wsdl")), u"", u"", {}, error);
+    ASSERT_TRUE(port) << Narrow(error);
+    const xsd::OperationView& operation = *port->Find(u"op");
+    ASSERT_TRUE(operation.wrapped);
+    // An xml: attribute where the reader needs the prefix declared for it, at each alignment.
+    auto const envelope = [](std::size_t pad) {
+        return u"<e:Envelope xmlns:e='http://schemas.xmlsoap.org/soap/envelope/'><e:Body" +
+               WMString(pad + 1, u' ') +
+               u"xml:lang='en'><t:opResponse xmlns:t='urn:t'><t:x>1</t:x><t:r>2</t:r>"
+               u"</t:opResponse></e:Body></e:Envelope>";
+    };
+    for (std::size_t pad = 0; pad < 4; ++pad) {
+        bool const inOutputs = pad % 2 == 1;
+        corvane::detail::LiteralAnswer answer;
+        answer.returnInOutputs = inOutputs;
+        ASSERT_TRUE(
+            corvane::detail::ReadLiteralResponse(operation, envelope(pad), {}, answer, error))
+            << pad << ": " << Narrow(error);
+        ASSERT_TRUE(answer.hasReturn);
+        ASSERT_EQ(answer.outputs.size(), 2u);
+        // "x" is an input too, so the return is the first output that is not.
+        EXPECT_EQ(answer.returnIndex, 1u);
+        EXPECT_EQ(answer.returnValue.GetDataType(),
+                  inOutputs ? WMSOAPStructMember::SOAPDataMember::SOAP_NONE
+                            : WMSOAPStructMember::SOAPDataMember::SOAP_LONG);
+        EXPECT_EQ(answer.outputs[1].LongValue(), 2);
     }
 }
 

@@ -1,8 +1,10 @@
 // The query layer on a hand-made description that holds one of every construct it reads
-// (tests/data/expected/wsdl/handmade.wsdl).
+// (tests/data/expected/wsdl/handmade.wsdl), on the published descriptions, and the load errors.
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
+#include <sstream>
 
 #include "wsdl/wsdl_test_util.h"
 
@@ -118,6 +120,145 @@ TEST(QueriesWithoutDescription, AnswerFalseAndLeaveOutputs) {
               "kept|kept|5|9");
     EXPECT_EQ(Narrow(client.GetUserAgent()), "Dravik WSDL Client/1.0");
     EXPECT_EQ(Narrow(client.GetDefinitionsTNS()), "");
+}
+
+// Documents that break a rule of the description: each ends the load with its exact fault, and
+// nothing of the document is kept.
+class LoadFaults : public ::testing::Test {
+protected:
+    void ExpectFault(const std::string& document, const std::string& message) {
+        WMWSDLParser parser;
+        std::string path = m_dir.Write("doc.wsdl", document);
+        EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(path)));
+        EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
+        EXPECT_EQ(Narrow(parser.GetLoadErrorCategory()), "WSDL Schema Error");
+        EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()), message);
+    }
+
+    TempDir m_dir;
+};
+
+// Where each section of the table places its row.
+std::string Document(const std::string& section, const std::string& row) {
+    const std::string input =
+        "<portType name='P'><operation name='o'><input message='tns:m'/></operation></portType>"
+        "<message name='m'><part name='p' type='xsd:string'/></message>"
+        "<binding name='B' type='tns:P'><operation name='o'><input>";
+    if (section == "types") {
+        return Definitions("<types>" + row + "</types>");
+    }
+    if (section == "input") {
+        return Definitions(input + row + "</input></operation></binding>");
+    }
+    if (section == "headerfault") {
+        return Definitions(input + "<soap:header message='tns:m' part='p' use='literal'>" + row +
+                           "</soap:header></input></operation></binding>");
+    }
+    return section == "document" ? row : Definitions(row);
+}
+
+TEST_F(LoadFaults, BrokenRulesReportTheirExactMessages) {
+    for (const TableRow& row : ReadTable("expected/wsdl/load_faults.txt")) {
+        SCOPED_TRACE(row.where);
+        ExpectFault(Document(row.section, row.input), row.expected);
+    }
+}
+
+TEST_F(LoadFaults, DocumentThatImportsItselfEndsTheLoad) {
+    WMWSDLParser parser;
+    std::string path =
+        m_dir.Write("self.wsdl", Definitions("<import namespace='urn:t' location='self.wsdl'/>"));
+    parser.SetDocBase(Widen("file://" + m_dir.Path() + "/"));
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(path)));
+    EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
+              "Unable to process document referenced in 'import' element.");
+}
+
+TEST_F(LoadFaults, OtherFailuresKeepTheirReasonAndLeaveNoDescription) {
+    WMWSDLParser parser;
+    ASSERT_TRUE(parser.LoadAndParseWSDLFile(Widen(m_dir.Write("ok.wsdl", Definitions("")))));
+    EXPECT_NE(parser.GetWSDLDesc(), nullptr);
+
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(m_dir.Path() + "/missing.wsdl")));
+    EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
+    EXPECT_EQ(Narrow(parser.GetLoadErrorCategory()), "File Error");
+
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(
+        Widen(m_dir.Write("bad.wsdl", "<definitions>\n<message name='m'>\n</definitions>"))));
+    EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
+    EXPECT_EQ(Narrow(parser.GetLoadErrorCategory()), "XML Parse Error");
+    EXPECT_NE(Narrow(parser.GetLoadErrorMessage()).find("line 3"), std::string::npos);
+
+    // An empty file is an empty text: no root element, which the XML parser rejects.
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(m_dir.Write("empty.wsdl", ""))));
+    EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
+
+    ASSERT_TRUE(parser.LoadAndParseWSDLFile(Widen(m_dir.Write("ok2.wsdl", Definitions("")))));
+    EXPECT_TRUE(parser.GetLoadErrorCategory().empty());
+    EXPECT_TRUE(parser.GetLoadErrorMessage().empty());
+}
+
+// The queries against published service descriptions (tests/data/wsdl, see SOURCES.md there);
+// the answers are in tests/data/expected/wsdl/real_documents.txt.
+const std::string kXsd = "{http://www.w3.org/2001/XMLSchema}";
+
+WMString Location(const std::string& file) {
+    return Widen("file://" + DataDir() + "/" + file);
+}
+
+TEST(RealDocuments, AnswerTheirQueries) {
+    std::string document;
+    std::unique_ptr<WMSOAPWSDLClient> client;
+    for (const TableRow& row : ReadTable("expected/wsdl/real_documents.txt")) {
+        if (row.section != document) {
+            document = row.section;
+            std::istringstream words(document);
+            std::string file, service, port;
+            words >> file >> service >> port;
+            client = std::make_unique<WMSOAPWSDLClient>();
+            ASSERT_TRUE(client->ReadServiceDesc(Widen(service), Widen(port), Location(file)))
+                << row.where << " " << Narrow(client->GetLoadErrorMessage());
+        }
+        EXPECT_EQ(Ask(*client, row.input), row.expected) << row.where;
+    }
+}
+
+TEST(RealDocuments, AnonymousTypesOfElementPartsAndLargeTypes) {
+    WMSOAPWSDLClient round4;
+    ASSERT_TRUE(
+        round4.ReadServiceDesc(u"Round4XSDTest", u"Round4XSDTestSoap", Location("round4XSD.wsdl")));
+    // Element parts with anonymous types answer their GUID-named type, which has members.
+    WMString name;
+    WMString ns;
+    EXPECT_TRUE(round4.GetInputMsgPartType(u"echoString", u"parameters", name, ns));
+    EXPECT_EQ(name.size(), 36u);
+    EXPECT_EQ(Ask(round4, "StructMemberType " + Narrow(name) + "|" + Narrow(ns) + "|inputString|"),
+              kXsd + "string");
+
+    WMSOAPWSDLClient ndfd;
+    ASSERT_TRUE(ndfd.ReadServiceDesc(u"ndfdXML", u"ndfdXMLPort", Location("ndfdXML.wsdl")));
+    EXPECT_TRUE(ndfd.GetInputMsgPartType(u"NDFDgen", u"weatherParameters", name, ns));
+    const std::string members = Ask(ndfd, "StructMembers " + Narrow(name) + "|" + Narrow(ns));
+    EXPECT_EQ(std::count(members.begin(), members.end(), ' '), 56);
+}
+
+TEST(RealDocuments, ServiceOfAnImportedDocumentIsNotTheImporters) {
+    // The imported document's own service has another namespace than the importer's.
+    WMSOAPWSDLClient three;
+    EXPECT_FALSE(three.ReadServiceDesc(u"Import2", u"SoapInteropImport2Port",
+                                       Location("import3/Import3.wsdl")));
+}
+
+TEST(RealDocuments, RefusedDocuments) {
+    WMWSDLParser parser;
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(DataDir() + "/header.wsdl")));
+    EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
+              "Required attribute 'targetNamespace' missing on element: 'schema'.");
+    EXPECT_FALSE(parser.LoadAndParseWSDLFile(
+        Widen(DataDir() + "/Error-InputInOperationWithMissingMessageAttribute.wsdl")));
+    EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
+              "Required attribute 'message' missing on element: 'input'");
+    EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
 }
 
 }  // namespace
