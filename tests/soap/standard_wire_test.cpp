@@ -168,6 +168,10 @@ TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
 }
 
 TEST(StandardWire, ExactEnvelopes) {
+    WMSOAPStructType row;
+    for (char16_t const* cell : {u"c1", u"c2", u"c3"}) {
+        row.SetMember(u"item", WMString(cell));
+    }
     struct Case {
         char const* name;
         WMSOAPWSDLClient& wsdl;
@@ -184,16 +188,7 @@ TEST(StandardWire, ExactEnvelopes) {
          Round2GroupB(),
          u"echo2DStringArray",
          u"http://soapinterop.org/",
-         {{u"input2DStringArray", Member({u"",
-                                          [] {
-                                              std::vector<WMSOAPStructType> rows(2);
-                                              for (auto& row : rows) {
-                                                  row.SetMember(u"item", u"c1");
-                                                  row.SetMember(u"item", u"c2");
-                                                  row.SetMember(u"item", u"c3");
-                                              }
-                                              return rows;
-                                          }()})}}},
+         {{u"input2DStringArray", Member({u"", std::vector<WMSOAPStructType>(2, row)})}}},
         {"scalars",
          Types(),
          u"echoAll",
@@ -267,6 +262,8 @@ TEST(StandardClient, ABadValueInAnAnswerIsTheServersFault) {
 // value under each type, and the round trip between the two.
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kMax = std::numeric_limits<double>::max();
+constexpr double kMin = std::numeric_limits<double>::min();
 
 // Rows of one section as type, the other input cell, and the expected cell.
 std::vector<std::array<std::string, 3>> Rows(std::string const& section) {
@@ -325,18 +322,8 @@ void ExpectRoundTrip(char16_t const* type, WMSOAPStructMember value) {
 }
 
 TEST(StandardRoundTrip, EdgeValuesOfEachType) {
-    double const doubles[] = {0.1,
-                              -0.0,
-                              1e300,
-                              5e-324,
-                              kInf,
-                              -kInf,
-                              kNaN,
-                              std::numeric_limits<double>::max(),
-                              std::numeric_limits<double>::min(),
-                              1.0 / 3,
-                              -123.456,
-                              9007199254740993.0};
+    double const doubles[] = {0.1,  -0.0, 1e300, 5e-324,  kInf,     -kInf,
+                              kNaN, kMax, kMin,  1.0 / 3, -123.456, 9007199254740993.0};
     for (double d : doubles) {
         ExpectRoundTrip(u"double", {u"", d});
         ExpectRoundTrip(u"float", {u"", static_cast<double>(static_cast<float>(d))});

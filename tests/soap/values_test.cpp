@@ -322,30 +322,13 @@ std::string Written(double value) {
 }
 
 TEST(FixedFormat, EdgesOfTheShortcutPrintAsPrintfDoes) {
-    double const cases[] = {0.0,
-                            -0.0,
-                            0.5,
-                            -0.5,
-                            1e-7,
-                            -1e-7,
-                            4.9999999e-7,
-                            5e-7,
-                            1.0 / 128,
-                            -1.0 / 128,
-                            3.0 / 128,
-                            0.1,
-                            2.675,
-                            1234.5,
-                            7999.9999995,
-                            7999.999999,
-                            8000.0,
-                            8000.0000005,
-                            9.9e15,
-                            1e300,
-                            std::numeric_limits<double>::denorm_min(),
-                            std::numeric_limits<double>::infinity(),
-                            -std::numeric_limits<double>::infinity(),
-                            std::numeric_limits<double>::quiet_NaN()};
+    using Limits = std::numeric_limits<double>;
+    std::vector<double> cases = {0.0,         -0.0,         0.5,          -0.5,      1e-7,
+                                 -1e-7,       4.9999999e-7, 5e-7,         0.0078125, -0.0078125,
+                                 0.0234375,   0.1,          2.675,        1234.5,    7999.9999995,
+                                 7999.999999, 8000.0,       8000.0000005, 9.9e15,    1e300};
+    cases.insert(cases.end(), {Limits::denorm_min(), Limits::infinity(), -Limits::infinity(),
+                               Limits::quiet_NaN()});
     for (double value : cases) {
         EXPECT_EQ(Written(value), Reference(value)) << value;
     }
