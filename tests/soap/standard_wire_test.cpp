@@ -416,7 +416,7 @@ TEST(ServerCall, RefusedRequestsAnswerWithTheirFault) {
     };
     std::string const good =
         deser_test::RequestBytes("<m:echoString><inputString>x</inputString></m:echoString>");
-    // One of each kind; every fault text of the request side is in fault_delivery_test.cpp.
+    // One of each kind; every fault text of the request side is in deserializer_resp_test.cpp.
     Case const cases[] = {
         {good, "", u"SOAP-ENV:Client", u"Unrecognized 'SOAPAction' HTTP header received."},
         {deser_test::RequestBytes(""), "\"http://\"", u"SOAP-ENV:Client",
