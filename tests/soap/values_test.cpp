@@ -115,34 +115,28 @@ TEST(WMSOAPStructType, IterationPositions) {
     WMString ns;
     WMSOAPStructMember m(u"keep", 1);
     long position = 9;
-    EXPECT_FALSE(WMSOAPStructType().GetFirstMember(&name, m, &position));
-    EXPECT_FALSE(WMSOAPStructType().GetFirstMemberQN(&name, &ns, m, &position));
-    EXPECT_EQ(position, 9);
-    EXPECT_EQ(name, u"unset");
-    EXPECT_EQ(m.GetName(), u"keep");
-
+    // Each step as "name{ns} member=value@position", with "-" before it when it answers false.
+    std::string trace;
+    auto const step = [&](bool found) {
+        trace += (found ? "" : "-") +
+                 corvane::test::Narrow(name + u"{" + ns + u"} " + m.GetName()) + "=" +
+                 std::to_string(m.LongValue()) + "@" + std::to_string(position) + " ";
+    };
+    step(WMSOAPStructType().GetFirstMember(&name, m, &position));
+    step(WMSOAPStructType().GetFirstMemberQN(&name, &ns, m, &position));
     WMSOAPStructType st;
     st.SetMember(u"a", 1);
     st.SetMemberQN(u"b", u"urn:b", 2);
     st.SetMember(u"c", 3);
-    ASSERT_TRUE(st.GetFirstMemberQN(&name, &ns, m, &position));
-    EXPECT_EQ(position, 0);
-    EXPECT_EQ(name, u"a");
-    EXPECT_EQ(ns, u"");
-    ASSERT_TRUE(st.GetNextMemberQN(&name, &ns, m, &position));
-    EXPECT_EQ(position, 1);
-    EXPECT_EQ(ns, u"urn:b");
-    ASSERT_TRUE(st.GetNextMember(&name, m, &position));
-    EXPECT_EQ(position, 2);
-    EXPECT_FALSE(st.GetNextMember(&name, m, &position));
-    EXPECT_EQ(position, 2);
-    EXPECT_EQ(name, u"c");
-    EXPECT_EQ(m.LongValue(), 3);
-
+    step(st.GetFirstMemberQN(&name, &ns, m, &position));
+    step(st.GetNextMemberQN(&name, &ns, m, &position));
+    step(st.GetNextMember(&name, m, &position));
+    step(st.GetNextMember(&name, m, &position));
     position = -1;
-    ASSERT_TRUE(st.GetNextMember(&name, m, &position));
-    EXPECT_EQ(position, 0);
-    EXPECT_EQ(name, u"a");
+    step(st.GetNextMember(&name, m, &position));
+    EXPECT_EQ(trace,
+              "-unset{} keep=1@9 -unset{} keep=1@9 a{} a=1@0 b{urn:b} b=2@1 c{urn:b} c=3@2 "
+              "-c{urn:b} c=3@2 a{urn:b} a=1@0 ");
 
     // Positions this struct never handed out: nothing written.
     for (long bad : {-2L, 3L, LONG_MAX, LONG_MIN}) {
@@ -289,21 +283,21 @@ TEST(DateAndTime, ReadingsAsAutomationDates) {
 }
 
 TEST(NumberReaders, WtolAndScanFloatEdges) {
-    EXPECT_EQ(corvane::Wtol(u""), 0);
-    EXPECT_EQ(corvane::Wtol(u"\t\n +17,3"), 17);
-    EXPECT_EQ(corvane::Wtol(u"-2147483648"), std::numeric_limits<std::int32_t>::min());
-    EXPECT_EQ(corvane::Wtol(u"2147483648"), std::numeric_limits<std::int32_t>::max());
-    EXPECT_EQ(corvane::Wtol(u"99999999999999999999999"), std::numeric_limits<std::int32_t>::max());
-    EXPECT_EQ(corvane::Wtol(u"- 5"), 0);
-
-    EXPECT_EQ(corvane::ScanFloat(u" -2.5e1xyz"), -25.0f);
-    EXPECT_EQ(corvane::ScanFloat(u"+.5"), 0.5f);
-    EXPECT_EQ(corvane::ScanFloat(u"0x1p3"), 8.0f);
-    EXPECT_TRUE(std::isinf(corvane::ScanFloat(u"1e999")));
-    EXPECT_TRUE(std::isinf(corvane::ScanFloat(u"-INF")));
-    EXPECT_TRUE(std::isnan(corvane::ScanFloat(u"nan")));
-    EXPECT_EQ(corvane::ScanFloat(u"1e-999"), 0.0f);
-    EXPECT_EQ(corvane::ScanFloat(u"\u00e91"), 0.0f);
+    // Leading space and sign, then digits up to the first other character; clamped to 32 bits.
+    std::string read;
+    for (char16_t const* text :
+         {u"", u"\t\n +17,3", u"-2147483648", u"2147483648", u"99999999999999999999999", u"- 5"}) {
+        read += std::to_string(corvane::Wtol(text)) + " ";
+    }
+    EXPECT_EQ(read, "0 17 -2147483648 2147483647 2147483647 0 ");
+    read.clear();
+    for (char16_t const* text :
+         {u" -2.5e1xyz", u"+.5", u"0x1p3", u"1e999", u"-INF", u"nan", u"1e-999", u"\u00e91"}) {
+        char printed[32];
+        std::snprintf(printed, sizeof printed, "%g ", corvane::ScanFloat(text));
+        read += printed;
+    }
+    EXPECT_EQ(read, "-25 0.5 8 inf -inf nan 0 0 ");
 }
 
 // Doubles are written with a shortcut for values of moderate size; every value must come out
