@@ -59,6 +59,15 @@ TEST_F(Queries, MissingServicePortOrAddressFailButKeepTheDescription) {
     WMString action = u"unchanged";
     EXPECT_FALSE(lost.GetMethodSOAPAction(u"op", action));
     EXPECT_EQ(Narrow(action), "unchanged");
+    // So does every query of a missing binding, operation, part or type.
+    for (const char* query : {"SOAPBindingTransport", "OpBindingStyle op",
+                              "OpNamesBySOAPAction \"urn:act\"", "SOAPInputBodyUse op"}) {
+        EXPECT_EQ(Ask(lost, query), "false") << query;
+    }
+    for (const char* query :
+         {"OperationReturnType nope|a", "OperationParamIndex op|nope", "ArrayType nope|urn:s"}) {
+        EXPECT_EQ(Ask(m_client, query), "false") << query;
+    }
 }
 
 TEST_F(Queries, AnswerFromTheHandMadeDescriptionPortByPort) {
