@@ -395,7 +395,8 @@ TEST_F(LiteralCodec, ReadsTheShapesAndWritesThemBackUnchanged) {
     EXPECT_TRUE(value.StructValue().GetMemberQN(u"s", u"urn:t", m));
     EXPECT_TRUE(value.StructValue().GetMemberQN(u"extra", u"urn:x", m));
     ASSERT_TRUE(value.StructValue().GetMember(u"item", m));
-    EXPECT_TRUE(m.ArrayValue()[1].GetMemberQN(u"name", u"", m));
+    WMSOAPStructMember name;
+    EXPECT_TRUE(m.ArrayValue()[1].GetMemberQN(u"name", u"", name));
 
     EXPECT_EQ(Write(value, error), instance) << error;
 }
