@@ -8,6 +8,7 @@
 #include "literal_tools.h"
 #include "wsdl/description.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -73,9 +74,13 @@ bool ChooseServiceAndPort(WMString const& location, Options& options, std::strin
     return true;
 }
 
-// PART=JSON, converted with the part's type.
-bool ReadArgument(WMSOAPWSDLClient& wsdl, WMString const& operation, std::string const& text,
-                  WMString& name, WMSOAPStructMember& value, std::string& error) {
+// PART=JSON: converted with the part's type, or for a literal call as the schema converts it.
+bool ReadArgument(WMSOAPWSDLClient& wsdl, WMString const& operation, bool literal,
+                  std::string const& text, WMString& name, WMSOAPStructMember& value,
+                  std::string& error) {
+    if (literal) {
+        return ReadLiteralValue(text, name, value, error);
+    }
     std::size_t const equals = text.find('=');
     if (equals == std::string::npos || equals == 0) {
         error = "an argument is PART=JSON: " + text;
@@ -104,8 +109,9 @@ struct Header {
 };
 
 // NS:NAME=JSON; the name is the text after the last ":" before "=", since namespaces are URIs.
-bool ReadHeader(WMSOAPWSDLClient& wsdl, WMString const& operation, std::string const& text,
-                Header& header, std::string& error) {
+// Typed by the description, or for a literal call converted as the schema converts values.
+bool ReadHeader(WMSOAPWSDLClient& wsdl, WMString const& operation, bool literal,
+                std::string const& text, Header& header, std::string& error) {
     std::size_t const equals = text.find('=');
     std::size_t const colon = text.rfind(':', equals);
     if (equals == std::string::npos || colon == std::string::npos || colon + 1 == equals) {
@@ -114,6 +120,15 @@ bool ReadHeader(WMSOAPWSDLClient& wsdl, WMString const& operation, std::string c
     }
     header.ns = Wide(text.substr(0, colon));
     header.name = Wide(text.substr(colon + 1, equals - colon - 1));
+    Json const json = Json::parse(text.substr(equals + 1), nullptr, false);
+    if (literal) {
+        if (json.is_discarded()) {
+            error = "a header is NAMESPACE:NAME=JSON: " + text;
+            return false;
+        }
+        JsonToLiteral(json, header.name, header.value);
+        return true;
+    }
     WMString typeName;
     WMString typeNS;
     if (!wsdl.GetInputHeaderPartType(operation, header.name, header.ns, typeName, typeNS) &&
@@ -121,7 +136,6 @@ bool ReadHeader(WMSOAPWSDLClient& wsdl, WMString const& operation, std::string c
         error = "the description gives no type for the header " + text.substr(0, equals);
         return false;
     }
-    Json const json = Json::parse(text.substr(equals + 1), nullptr, false);
     if (json.is_discarded()) {
         error = "the value of the header " + Utf8(header.name) + " is not JSON";
         return false;
@@ -153,68 +167,110 @@ Json FaultDetail(WMSOAPWSDLClient& wsdl, WMString const& answer) {
     return detail;
 }
 
-int RunCall(Options options) {
-    if (options.wire.doclit) {
-        return RunLiteralCall(
-            {options.location, options.operation, options.arguments, options.service, options.port,
-             options.wire},
-            {options.headers, options.timeout, options.showRequest, options.showResponse});
+// The output-only parts of an rpc operation.
+std::vector<WMString> OutputNames(WMSOAPWSDLClient& wsdl, WMString const& operation) {
+    std::vector<WMString> names;
+    WMString name;
+    long index = 0;
+    for (bool found = wsdl.GetFirstOutParamName(operation, name, index); found;
+         found = wsdl.GetNextOutParamName(operation, name, index)) {
+        if (!wsdl.IsInputMsgPart(operation, name)) {
+            names.push_back(name);
+        }
     }
+    return names;
+}
+
+// Why a call that did not complete failed.
+std::string Failure(WMSOAPClient& client, WMSOAPWSDLClient& wsdl, Options const& options,
+                    std::string const& faultString) {
+    if (options.wire.doclit) {
+        return client.IsSOAPFault() ? faultString : "the call failed";
+    }
+    if (client.IsSOAPFault() && options.wire.standard && client.GetXMLInLength() == 0) {
+        // The standard mode keeps why the exchange failed as the fault string.
+        return "no usable answer from " + Utf8(wsdl.GetSOAPSvcLocation()) + ": " + faultString;
+    }
+    if (client.IsSOAPFault()) {
+        return "unreadable response: " + faultString;
+    }
+    if (client.GetXMLOutLength() == 0) {
+        return "the request could not be written: a value does not fit its type";
+    }
+    return "no usable answer from " + Utf8(wsdl.GetSOAPSvcHost()) + ":" +
+           std::to_string(wsdl.GetSOAPSvcPortNbr()) +
+           " (no connection, or an HTTP status other than 200 and 500, or a content type other "
+           "than text/xml)";
+}
+
+// Rpc operations are called by what the description says of their parts; literal ones (--doclit)
+// by the schema, through the extension.
+int RunCall(Options options) {
+    bool const literal = options.wire.doclit;
     WMString const location = ToLocation(options.location);
     WMString const operation = Wide(options.operation);
     std::string error;
-    if (!ChooseServiceAndPort(location, options, error)) {
-        return Fail(error);
+    WMWireOptions wire;
+    LiteralOperation literalOperation;
+    if (literal) {
+        wire = LiteralWireOptions(options.wire);
+        if (!literalOperation.Load({options.location, options.operation, options.arguments,
+                                    options.service, options.port, options.wire},
+                                   wire, error)) {
+            return Fail(error);
+        }
+    } else {
+        wire = ToWireOptions(options.wire);
+        if (!ChooseServiceAndPort(location, options, error)) {
+            return Fail(error);
+        }
     }
 
     WMSOAPClient client;
-    client.SetWireOptions(ToWireOptions(options.wire));
+    client.SetWireOptions(wire);
     if (options.timeout) {
         client.SetHTTPTimeout(*options.timeout);
     }
     if (!client.Initialize(location, Wide(options.service), Wide(options.port), WMString(),
                            Wide("Corvane/" CORVANE_VERSION " (corvane call)"), WMString(),
-                           options.explicitTyping)) {
+                           options.explicitTyping && !literal)) {
         return Fail("cannot read the service " + options.service + ", port " + options.port +
-                    " of " + Utf8(location));
+                    " of " + (literal ? options.location : Utf8(location)));
     }
     // The client keeps its description read-only; this copy shares it and answers queries.
     WMSOAPWSDLClient wsdl = client.GetWSDLClient();
-    WMString style;
-    if (!wsdl.GetOpBindingStyle(operation, style)) {
-        return Fail("port " + options.port + " has no operation named " + options.operation);
-    }
-    if (style != u"rpc") {
-        return Fail(options.operation + " is a " + Utf8(style) +
-                    "-style operation: only rpc operations can be called");
+    if (!literal) {
+        WMString style;
+        if (!wsdl.GetOpBindingStyle(operation, style)) {
+            return Fail("port " + options.port + " has no operation named " + options.operation);
+        }
+        if (style != u"rpc") {
+            return Fail(options.operation + " is a " + Utf8(style) +
+                        "-style operation: only rpc operations can be called");
+        }
     }
 
-    // The caller's arguments, then an empty slot for every output part that is not an input
-    // part, so that the client copies each returned parameter into one.
+    // The caller's arguments, then an empty slot for every output value not among them, so that
+    // the client copies each returned one into it.
     std::vector<WMString> names;
     std::vector<WMSOAPStructMember> values;
     for (std::string const& argument : options.arguments) {
-        WMString name;
-        WMSOAPStructMember value;
-        if (!ReadArgument(wsdl, operation, argument, name, value, error)) {
+        if (!ReadArgument(wsdl, operation, literal, argument, names.emplace_back(),
+                          values.emplace_back(), error)) {
             return Fail(error);
         }
-        names.push_back(name);
-        values.push_back(value);
     }
     std::size_t const inputCount = names.size();
-    WMString outName;
-    long index = 0;
-    for (bool found = wsdl.GetFirstOutParamName(operation, outName, index); found;
-         found = wsdl.GetNextOutParamName(operation, outName, index)) {
-        if (!wsdl.IsInputMsgPart(operation, outName)) {
-            names.push_back(outName);
+    for (WMString const& name :
+         literal ? literalOperation.OutputNames() : OutputNames(wsdl, operation)) {
+        if (std::find(names.begin(), names.end(), name) == names.end()) {
+            names.push_back(name);
             values.emplace_back();
         }
     }
     for (std::string const& text : options.headers) {
         Header header;
-        if (!ReadHeader(wsdl, operation, text, header, error)) {
+        if (!ReadHeader(wsdl, operation, literal, text, header, error)) {
             return Fail(error);
         }
         client.SetRequestHeaderEntry(header.ns, WMString(), header.name, header.value, false);
@@ -237,37 +293,26 @@ int RunCall(Options options) {
     client.GetSOAPFaultString(text);
     client.GetSOAPFaultActor(actor);
     if (!completed) {
-        if (client.IsSOAPFault() && options.wire.standard && client.GetXMLInLength() == 0) {
-            // The standard mode keeps why the exchange failed as the fault string.
-            return Fail("no usable answer from " + Utf8(wsdl.GetSOAPSvcLocation()) + ": " +
-                        Utf8(text));
-        }
-        if (client.IsSOAPFault()) {
-            return Fail("unreadable response: " + Utf8(text));
-        }
-        if (client.GetXMLOutLength() == 0) {
-            return Fail("the request could not be written: a value does not fit its type");
-        }
-        return Fail("no usable answer from " + Utf8(wsdl.GetSOAPSvcHost()) + ":" +
-                    std::to_string(wsdl.GetSOAPSvcPortNbr()) +
-                    " (no connection, or an HTTP status other than 200 and 500, or a "
-                    "content type other than text/xml)");
+        return Fail(Failure(client, wsdl, options, Utf8(text)));
     }
     if (client.IsSOAPFault()) {
+        Json const detail = literal ? literalOperation.FaultDetail(client.GetXMLIn())
+                                    : FaultDetail(wsdl, client.GetXMLIn());
         Json fault{{"code", Utf8(code)},
                    {"string", Utf8(text)},
                    {"actor", Utf8(actor)},
-                   {"detail", FaultDetail(wsdl, client.GetXMLIn())}};
+                   {"detail", detail}};
         std::cout << Json{{"fault", fault}}.dump(2) << "\n";
         return 2;
     }
 
     Json out = Json::object();
     for (std::size_t i = 0; i < names.size(); ++i) {
-        // An output-only slot that the answer filled carries the parameter's name; an in/out
+        // An output-only slot that the answer filled carries the parameter's name; an rpc in/out
         // argument holds the returned value when the answer had one, else what was sent.
-        bool const returnedHere = i >= inputCount ? !values[i].GetName().empty()
-                                                  : wsdl.IsOutputMsgPart(operation, names[i]);
+        bool const returnedHere = i >= inputCount
+                                      ? !values[i].GetName().empty()
+                                      : !literal && wsdl.IsOutputMsgPart(operation, names[i]);
         if (returnedHere) {
             out[Utf8(names[i])] = ValueToJson(values[i]);
         }

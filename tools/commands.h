@@ -4,6 +4,7 @@
 
 #include <corvane/types.h>
 #include <corvane/wire.h>
+#include <corvane/wsdl.h>
 
 #include <CLI/CLI.hpp>
 
@@ -44,6 +45,25 @@ void AddWireFlags(CLI::App* app, WireFlags& flags);
 void AddDoclitFlag(CLI::App* app, WireFlags& flags);
 // The library's options for the flags; also names the TLS library directory when one was given.
 WMWireOptions ToWireOptions(const WireFlags& flags);
+
+// The port that decode and envelope use: the service and port named, or else the first service
+// in name order and its first port that has a binding.
+struct PortRequest {
+    std::string service;
+    std::string port;
+    WMWireOptions wire;
+    std::string noMatch;  // the error when no port fits
+};
+struct OpenedOperation {
+    WMSOAPWSDLClient wsdl;
+    WMString service;
+    WMString port;
+    WMString style;  // of the operation's binding
+};
+// Reads the description at `location` for the port `request` names, and finds `operation` in
+// its binding. False with `error` saying why.
+bool OpenOperation(const WMString& location, const PortRequest& request,
+                   const std::string& operation, OpenedOperation& opened, std::string& error);
 
 }  // namespace corvane::tool
 

@@ -6,7 +6,6 @@
 
 #include "commands.h"
 #include "json_values.h"
-#include "wsdl/description.h"
 
 #include <filesystem>
 #include <fstream>
@@ -44,38 +43,6 @@ WMString ToLocation(std::string const& location) {
     std::error_code error;
     std::filesystem::path const absolute = std::filesystem::absolute(location, error);
     return Wide("file://" + (error ? location : absolute.lexically_normal().string()));
-}
-
-// The service and port named, or else the first service in name order and its first port
-// that has a binding.
-bool ChoosePort(WMString const& location, Options const& options, WMString& service, WMString& port,
-                std::string& error) {
-    WMSOAPWSDLImporter loader;
-    if (!loader.ReadServiceDesc(location, WMString()) || !loader.GetWSDLDesc()) {
-        std::string const category = Utf8(loader.GetLoadErrorCategory());
-        std::string const reason = Utf8(loader.GetLoadErrorMessage());
-        error = "cannot read " + Utf8(location) + ": " +
-                (category.empty() ? std::string() : category + ": ") +
-                (reason.empty() ? std::string("unknown reason") : reason);
-        return false;
-    }
-    WMSOAPDefinitionsHandler const& defs = loader.GetWSDLDesc()->GetDefinitions();
-    for (auto const& [serviceName, serviceHandler] : defs.GetServices()) {
-        if (!options.service.empty() && serviceName != Wide(options.service)) {
-            continue;
-        }
-        for (auto const& [portName, portHandler] : serviceHandler->GetPorts()) {
-            if ((!options.port.empty() && portName != Wide(options.port)) ||
-                (options.port.empty() && !defs.FindBinding(portHandler->GetBinding()))) {
-                continue;
-            }
-            service = serviceName;
-            port = portName;
-            return true;
-        }
-    }
-    error = "no matching service and port with a binding in " + Utf8(location);
-    return false;
 }
 
 bool ReadInput(std::string const& file, std::string& bytes) {
@@ -171,22 +138,16 @@ int RunDecode(Options const& options) {
         return Fail("LOCATION and OPERATION are required (see --help)");
     }
     WMString const location = ToLocation(options.location);
-    WMString service;
-    WMString port;
+    OpenedOperation opened;
     std::string error;
-    if (!ChoosePort(location, options, service, port, error)) {
+    if (!OpenOperation(location,
+                       {options.service, options.port, WMWireOptions(),
+                        "no matching service and port with a binding in " + Utf8(location)},
+                       options.operation, opened, error)) {
         return Fail(error);
     }
-    WMSOAPWSDLClient wsdl;
-    if (!wsdl.ReadServiceDesc(service, port, location)) {
-        return Fail("cannot use port " + Utf8(port) + " of service " + Utf8(service) +
-                    ": it has no SOAP address");
-    }
+    WMSOAPWSDLClient& wsdl = opened.wsdl;
     WMString const operation = Wide(options.operation);
-    WMString style;
-    if (!wsdl.GetOpBindingStyle(operation, style)) {
-        return Fail("port " + Utf8(port) + " has no operation named " + options.operation);
-    }
     std::string bytes;
     if (!ReadInput(options.file, bytes)) {
         return Fail("cannot read " +
@@ -202,7 +163,8 @@ int RunDecode(Options const& options) {
         if (!options.soapActionGiven) {
             wsdl.GetMethodSOAPAction(operation, soapAction);
         }
-        message.Initialize(nullptr, 0, service, port, WMString(), soapAction, WMString(), false);
+        message.Initialize(nullptr, 0, opened.service, opened.port, WMString(), soapAction,
+                           WMString(), false);
         message.SetBuffer(text);
     } else {
         message.SetBuffer(text);

@@ -6,7 +6,6 @@
 #include "commands.h"
 #include "json_values.h"
 #include "literal_tools.h"
-#include "wsdl/description.h"
 
 #include <iostream>
 #include <memory>
@@ -33,81 +32,38 @@ int Fail(std::string const& message) {
     return 1;
 }
 
-// The service and port to use: the ones named, or the first service in name order and its
-// first port that has a binding.
-bool ChoosePort(WMString const& location, Options const& options, WMString& service, WMString& port,
-                std::string& error) {
-    WMSOAPWSDLImporter loader;
-    loader.SetWireOptions(ToWireOptions(options.wire));
-    if (!loader.ReadServiceDesc(location, WMString()) || !loader.GetWSDLDesc()) {
-        std::string const category = Utf8(loader.GetLoadErrorCategory());
-        std::string const reason = Utf8(loader.GetLoadErrorMessage());
-        error = "cannot read " + Utf8(location) + ": " +
-                (category.empty() ? std::string() : category + ": ") +
-                (reason.empty() ? std::string("unknown reason") : reason);
-        return false;
-    }
-    WMSOAPDefinitionsHandler const& defs = loader.GetWSDLDesc()->GetDefinitions();
-    for (auto const& [serviceName, serviceHandler] : defs.GetServices()) {
-        if (!options.service.empty() && serviceName != Wide(options.service)) {
-            continue;
-        }
-        for (auto const& [portName, portHandler] : serviceHandler->GetPorts()) {
-            if (!options.port.empty() && portName != Wide(options.port)) {
-                continue;
-            }
-            if (options.port.empty() && !defs.FindBinding(portHandler->GetBinding())) {
-                continue;
-            }
-            service = serviceName;
-            port = portName;
-            return true;
-        }
-    }
-    error =
-        options.service.empty() && options.port.empty()
-            ? "the WSDL has no service with a bound port"
-            : "no port " + (options.port.empty() ? std::string("with a binding") : options.port) +
-                  " in " + (options.service.empty() ? "any service" : "service " + options.service);
-    return false;
-}
-
 int RunEnvelope(Options const& options) {
     if (options.wire.doclit) {
         return RunLiteralEnvelope({options.location, options.operation, options.values,
                                    options.service, options.port, options.wire},
                                   options.response, options.sample);
     }
+    std::string const noMatch =
+        options.service.empty() && options.port.empty()
+            ? "the WSDL has no service with a bound port"
+            : "no port " + (options.port.empty() ? std::string("with a binding") : options.port) +
+                  " in " + (options.service.empty() ? "any service" : "service " + options.service);
     WMString const location = ToLocation(options.location);
-    WMString service;
-    WMString port;
+    OpenedOperation opened;
     std::string error;
-    if (!ChoosePort(location, options, service, port, error)) {
+    if (!OpenOperation(location,
+                       {options.service, options.port, ToWireOptions(options.wire), noMatch},
+                       options.operation, opened, error)) {
         return Fail(error);
     }
-    WMSOAPWSDLClient wsdl;
-    wsdl.SetWireOptions(ToWireOptions(options.wire));
-    if (!wsdl.ReadServiceDesc(service, port, location)) {
-        return Fail("cannot use port " + Utf8(port) + " of service " + Utf8(service) +
-                    ": it has no SOAP address");
-    }
-
-    WMString const operation = Wide(options.operation);
-    WMString style;
-    if (!wsdl.GetOpBindingStyle(operation, style)) {
-        return Fail("port " + Utf8(port) + " has no operation named " + options.operation);
-    }
-    if (style != u"rpc") {
-        return Fail("operation " + options.operation + " is " + Utf8(style) +
+    if (opened.style != u"rpc") {
+        return Fail("operation " + options.operation + " is " + Utf8(opened.style) +
                     "-style; only RPC operations can be written");
     }
+    WMSOAPWSDLClient& wsdl = opened.wsdl;
+    WMString const operation = Wide(options.operation);
     WMString soapAction;
     WMString methodNS;
     wsdl.GetMethodSOAPAction(operation, soapAction);
     wsdl.GetMethodNamespaceURI(operation, methodNS);
 
     WMSOAPMessage message;
-    message.Initialize(nullptr, 0, service, port, WMString(), soapAction, WMString(),
+    message.Initialize(nullptr, 0, opened.service, opened.port, WMString(), soapAction, WMString(),
                        options.explicitTyping);
     message.SetMethodName(operation);
     message.SetMethodNS(methodNS);

@@ -1,8 +1,6 @@
-// `corvane call --doclit` and `corvane envelope --doclit`: document/literal and rpc/literal
-// operations, values converted by the WSDL's schema rather than by the JSON's own types.
+// Document/literal and rpc/literal operations for `corvane call --doclit` and `corvane envelope
+// --doclit`: values converted by the WSDL's schema rather than by the JSON's own types.
 #include "literal_tools.h"
-
-#include <corvane/client.h>
 
 #include "client/literal_fetch.h"
 #include "soap/literal_envelope.h"
@@ -21,63 +19,18 @@ namespace {
 
 namespace detail = corvane::detail;
 
-int Fail(const char* command, std::string const& reason) {
-    std::cerr << "corvane " << command << ": " << reason << "\n";
+int Fail(std::string const& reason) {
+    std::cerr << "corvane envelope: " << reason << "\n";
     return 1;
-}
-
-// A JSON value as a member that the schema then converts: objects are structs, arrays arrays,
-// numbers longs (when they fit) or doubles, booleans and strings text, null nil.
-void JsonToLiteral(Json const& json, WMString const& name, WMSOAPStructMember& value) {
-    value.SetName(name);
-    if (json.is_object()) {
-        WMSOAPStructType members;
-        for (auto const& [key, entry] : json.items()) {
-            WMSOAPStructMember member;
-            JsonToLiteral(entry, Wide(key), member);
-            members.SetMember(member);
-        }
-        value.SetValue(members);
-    } else if (json.is_array()) {
-        std::vector<WMSOAPStructType> items;
-        for (Json const& entry : json) {
-            WMSOAPStructMember item;
-            JsonToLiteral(entry, name, item);
-            if (entry.is_object()) {
-                items.push_back(item.StructValue());
-            } else {
-                items.emplace_back().SetMember(item);
-            }
-        }
-        value.SetValue(items);
-    } else if (json.is_number_integer() && json >= std::numeric_limits<std::int32_t>::min() &&
-               json <= std::numeric_limits<std::int32_t>::max()) {
-        value.SetValue(json.get<std::int32_t>());
-    } else if (json.is_number_float()) {
-        value.SetValue(json.get<double>());
-    } else if (json.is_string()) {
-        value.SetValue(Wide(json.get<std::string>()));
-    } else if (!json.is_null()) {
-        value.SetValue(Wide(json.dump()));  // booleans and integers beyond 32 bits, as text
-    }
 }
 
 // PART=JSON pairs, as names and values.
 bool ReadValues(std::vector<std::string> const& texts, std::vector<WMString>& names,
                 std::vector<WMSOAPStructMember>& values, std::string& error) {
     for (std::string const& text : texts) {
-        std::size_t const equals = text.find('=');
-        if (equals == std::string::npos || equals == 0) {
-            error = "\"" + text + "\" is not PART=JSON";
+        if (!ReadLiteralValue(text, names.emplace_back(), values.emplace_back(), error)) {
             return false;
         }
-        Json const json = Json::parse(text.substr(equals + 1), nullptr, false);
-        if (json.is_discarded()) {
-            error = text.substr(0, equals) + ": the value is not JSON text";
-            return false;
-        }
-        names.push_back(Wide(text.substr(0, equals)));
-        JsonToLiteral(json, names.back(), values.emplace_back());
     }
     return true;
 }
@@ -222,30 +175,94 @@ void AddSamples(detail::xsd::OperationView const& operation, bool response,
     }
 }
 
-std::shared_ptr<const detail::LiteralPort> LoadPort(LiteralToolArgs const& args,
-                                                    WMWireOptions const& wire, std::string& error) {
+}  // namespace
+
+void JsonToLiteral(Json const& json, WMString const& name, WMSOAPStructMember& value) {
+    value.SetName(name);
+    if (json.is_object()) {
+        WMSOAPStructType members;
+        for (auto const& [key, entry] : json.items()) {
+            WMSOAPStructMember member;
+            JsonToLiteral(entry, Wide(key), member);
+            members.SetMember(member);
+        }
+        value.SetValue(members);
+    } else if (json.is_array()) {
+        std::vector<WMSOAPStructType> items;
+        for (Json const& entry : json) {
+            WMSOAPStructMember item;
+            JsonToLiteral(entry, name, item);
+            if (entry.is_object()) {
+                items.push_back(item.StructValue());
+            } else {
+                items.emplace_back().SetMember(item);
+            }
+        }
+        value.SetValue(items);
+    } else if (json.is_number_integer() && json >= std::numeric_limits<std::int32_t>::min() &&
+               json <= std::numeric_limits<std::int32_t>::max()) {
+        value.SetValue(json.get<std::int32_t>());
+    } else if (json.is_number_float()) {
+        value.SetValue(json.get<double>());
+    } else if (json.is_string()) {
+        value.SetValue(Wide(json.get<std::string>()));
+    } else if (!json.is_null()) {
+        value.SetValue(Wide(json.dump()));  // booleans and integers beyond 32 bits, as text
+    }
+}
+
+bool ReadLiteralValue(std::string const& text, WMString& name, WMSOAPStructMember& value,
+                      std::string& error) {
+    std::size_t const equals = text.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        error = "\"" + text + "\" is not PART=JSON";
+        return false;
+    }
+    Json const json = Json::parse(text.substr(equals + 1), nullptr, false);
+    if (json.is_discarded()) {
+        error = text.substr(0, equals) + ": the value is not JSON text";
+        return false;
+    }
+    name = Wide(text.substr(0, equals));
+    JsonToLiteral(json, name, value);
+    return true;
+}
+
+bool LiteralOperation::Load(LiteralToolArgs const& args, WMWireOptions const& wire,
+                            std::string& error) {
     detail::xsd::LoadOptions options;
     options.fetch = detail::WireFetch(wire, 60000);
     WMString reason;
-    auto port = detail::LiteralPort::Load(ToLocation(args.location), Wide(args.service),
-                                          Wide(args.port), options, reason);
-    if (!port) {
+    m_port = detail::LiteralPort::Load(ToLocation(args.location), Wide(args.service),
+                                       Wide(args.port), options, reason);
+    if (!m_port) {
         error = "cannot read " + args.location + ": " + Utf8(reason);
+        return false;
     }
-    return port;
+    m_view = m_port->Find(Wide(args.operation));
+    if (!m_view) {
+        error = "the port has no operation named " + args.operation;
+        return false;
+    }
+    return true;
 }
 
-Json Values(std::vector<WMSOAPStructMember> const& values) {
+std::vector<WMString> LiteralOperation::OutputNames() const {
+    return detail::LiteralOutputNames(*m_view);
+}
+
+Json LiteralOperation::FaultDetail(WMString const& answer) const {
+    detail::LiteralAnswer read;
+    WMString reason;
+    detail::ReadLiteralResponse(*m_view, answer, detail::LiteralLimits(), read, reason);
     Json out = Json::array();
-    for (WMSOAPStructMember const& value : values) {
+    for (WMSOAPStructMember const& value : read.detail) {
         out.push_back(Json{{"namespace", Utf8(value.GetNS())},
                            {"name", Utf8(value.GetName())},
                            {"value", ValueToJson(value)}});
     }
     return out;
 }
-
-}  // namespace
 
 WMWireOptions LiteralWireOptions(WireFlags const& flags) {
     WMWireOptions wire = ToWireOptions(flags);
@@ -257,124 +274,29 @@ WMWireOptions LiteralWireOptions(WireFlags const& flags) {
 int RunLiteralEnvelope(LiteralToolArgs const& args, bool response, bool sample) {
     WMWireOptions const wire = LiteralWireOptions(args.wire);
     std::string error;
-    auto port = LoadPort(args, wire, error);
-    if (!port) {
-        return Fail("envelope", error);
-    }
-    detail::xsd::OperationView const* operation = port->Find(Wide(args.operation));
-    if (!operation) {
-        return Fail("envelope", "the port has no operation named " + args.operation);
+    LiteralOperation operation;
+    if (!operation.Load(args, wire, error)) {
+        return Fail(error);
     }
     std::vector<WMString> names;
     std::vector<WMSOAPStructMember> values;
     if (!ReadValues(args.values, names, values, error)) {
-        return Fail("envelope", error);
+        return Fail(error);
     }
     if (sample) {
-        AddSamples(*operation, response, names, values);
+        AddSamples(operation.View(), response, names, values);
     }
     std::vector<detail::LiteralHeader> headers;
     detail::LiteralLimits limits;
     limits.maxOccurs = wire.maxOccurs;
     WMString out;
     WMString reason;
-    if (!detail::WriteLiteralEnvelope(*operation, response, names.data(), values.data(),
+    if (!detail::WriteLiteralEnvelope(operation.View(), response, names.data(), values.data(),
                                       static_cast<int>(names.size()), headers, limits, out,
                                       reason)) {
-        return Fail("envelope", Utf8(reason));
+        return Fail(Utf8(reason));
     }
     std::cout << Utf8(out) << "\n";
-    return 0;
-}
-
-int RunLiteralCall(LiteralToolArgs const& args, LiteralCallExtras const& extras) {
-    WMWireOptions const wire = LiteralWireOptions(args.wire);
-    std::string error;
-    auto port = LoadPort(args, wire, error);
-    if (!port) {
-        return Fail("call", error);
-    }
-    detail::xsd::OperationView const* operation = port->Find(Wide(args.operation));
-    if (!operation) {
-        return Fail("call", "the port has no operation named " + args.operation);
-    }
-    WMSOAPClient client;
-    client.SetWireOptions(wire);
-    if (extras.timeout) {
-        client.SetHTTPTimeout(*extras.timeout);
-    }
-    if (!client.Initialize(ToLocation(args.location), Wide(args.service), Wide(args.port),
-                           WMString(), Wide("Corvane/" CORVANE_VERSION " (corvane call)"),
-                           WMString(), false)) {
-        return Fail("call", "cannot read the service " + args.service + ", port " + args.port +
-                                " of " + args.location);
-    }
-    std::vector<WMString> names;
-    std::vector<WMSOAPStructMember> values;
-    if (!ReadValues(args.values, names, values, error)) {
-        return Fail("call", error);
-    }
-    std::size_t const inputCount = names.size();
-    for (WMString const& name : detail::LiteralOutputNames(*operation)) {
-        if (std::find(names.begin(), names.end(), name) == names.end()) {
-            names.push_back(name);
-            values.emplace_back();
-        }
-    }
-    for (std::string const& text : extras.headers) {
-        std::size_t const equals = text.find('=');
-        std::size_t const colon = text.rfind(':', equals);
-        Json const json = equals == std::string::npos
-                              ? Json(Json::value_t::discarded)
-                              : Json::parse(text.substr(equals + 1), nullptr, false);
-        if (colon == std::string::npos || colon + 1 >= equals || json.is_discarded()) {
-            return Fail("call", "a header is NAMESPACE:NAME=JSON: " + text);
-        }
-        WMString const name = Wide(text.substr(colon + 1, equals - colon - 1));
-        WMSOAPStructMember value;
-        JsonToLiteral(json, name, value);
-        client.SetRequestHeaderEntry(Wide(text.substr(0, colon)), WMString(), name, value, false);
-    }
-
-    WMSOAPStructMember returned;
-    bool const completed =
-        client.InvokeSOAPMethod(Wide(args.operation), names.data(), values.data(),
-                                static_cast<int>(names.size()), returned);
-    if (extras.showRequest && client.GetXMLOutLength() > 0) {
-        std::cerr << Utf8(*client.GetXMLOut()) << "\n";
-    }
-    if (extras.showResponse && client.GetXMLInLength() > 0) {
-        std::cerr << Utf8(client.GetXMLIn()) << "\n";
-    }
-    WMString code;
-    WMString text;
-    WMString actor;
-    client.GetSOAPFaultCode(code);
-    client.GetSOAPFaultString(text);
-    client.GetSOAPFaultActor(actor);
-    if (!completed) {
-        return Fail("call", client.IsSOAPFault() ? Utf8(text) : std::string("the call failed"));
-    }
-    if (client.IsSOAPFault()) {
-        // The client offers detail entries by name only: read the answer again for all of them.
-        detail::LiteralAnswer answer;
-        WMString reason;
-        detail::ReadLiteralResponse(*operation, client.GetXMLIn(), detail::LiteralLimits(), answer,
-                                    reason);
-        Json fault{{"code", Utf8(code)},
-                   {"string", Utf8(text)},
-                   {"actor", Utf8(actor)},
-                   {"detail", Values(answer.detail)}};
-        std::cout << Json{{"fault", fault}}.dump(2) << "\n";
-        return 2;
-    }
-    Json out = Json::object();
-    for (std::size_t i = inputCount; i < names.size(); ++i) {
-        if (!values[i].GetName().empty()) {
-            out[Utf8(names[i])] = ValueToJson(values[i]);
-        }
-    }
-    std::cout << Json{{"return", ValueToJson(returned)}, {"out", out}}.dump(2) << "\n";
     return 0;
 }
 

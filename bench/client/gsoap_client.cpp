@@ -4,35 +4,21 @@
 // open for all the calls instead of opening one per call. Prints the seconds per call, elapsed
 // and on the CPU.
 #include "InteropTestBinding.nsmap"
+#include "gsoap_timing.h"
 #include "soapInteropTestBindingProxy.h"
 
-#include <chrono>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <string>
 #include <vector>
 
-namespace {
-
-int Fail(char const* why) {
-    std::fprintf(stderr, "gsoap: %s\n", why);
-    return 1;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
-    if (argc != 4 && !(argc == 5 && std::string(argv[4]) == "kept")) {
-        return Fail("usage: gsoap_client ENDPOINT CASE CALLS [kept]");
+    if (!gsoap_bench::ValidArguments(argc, argv)) {
+        return gsoap_bench::Fail("usage: gsoap_client ENDPOINT CASE CALLS [kept]");
     }
-    char const* const endpoint = argv[1];
     std::string const testCase = argv[2];
-    int const calls = std::atoi(argv[3]);
-    InteropTestBindingProxy proxy(
-        endpoint, argc == 5 ? SOAP_IO_KEEPALIVE | SOAP_C_UTFSTRING : SOAP_C_UTFSTRING);
+    InteropTestBindingProxy proxy(argv[1], gsoap_bench::Mode(argc));
 
     // The request is built once, as the other clients build theirs; each call frees what its
     // answer allocated in the context, as a long-running gSOAP client must.
@@ -51,18 +37,16 @@ int main(int argc, char** argv) {
     array.__ptr = pointers.data();
     array.__size = count;
 
-    // Every answer must be whole; the warm-up answer's values are compared too.
-    bool checkValues = true;
-    std::function<bool()> call;
+    std::function<bool(bool)> call;
     if (testCase == "string") {
-        call = [&] {
+        call = [&](bool) {
             std::string out;
             bool const right = proxy.echoString(text, out) == SOAP_OK && out == text;
             proxy.destroy();
             return right;
         };
     } else {
-        call = [&] {
+        call = [&](bool checkValues) {
             i__echoStructArrayResponse response;
             bool right = proxy.echoStructArray(&array, response) == SOAP_OK &&
                          response.outputStructArray != nullptr &&
@@ -76,22 +60,5 @@ int main(int argc, char** argv) {
             return right;
         };
     }
-    if (!call()) {
-        proxy.soap_print_fault(stderr);
-        return Fail("wrong answer");
-    }
-    checkValues = false;
-    std::clock_t const cpu = std::clock();
-    auto const start = std::chrono::steady_clock::now();
-    for (int i = 0; i < calls; ++i) {
-        if (!call()) {
-            proxy.soap_print_fault(stderr);
-            return Fail("wrong answer");
-        }
-    }
-    double const elapsed =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    double const onCpu = static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC;
-    std::printf("%.9f %.9f\n", elapsed / calls, onCpu / calls);
-    return 0;
+    return gsoap_bench::TimeCalls(proxy, std::atoi(argv[3]), call);
 }

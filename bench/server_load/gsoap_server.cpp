@@ -7,15 +7,14 @@
 //
 // Prints "listening on http://127.0.0.1:PORT/" and runs until SIGINT or SIGTERM.
 #include "InteropTestBinding.nsmap"
+#include "gsoap/serve.h"
 #include "soapInteropTestBindingService.h"
 
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
 
 int InteropTestBindingService::echoString(std::string const& input, std::string& output) {
     output = input;
@@ -91,27 +90,14 @@ int InteropTestBindingService::echoBoolean(bool input, bool& output) {
     return SOAP_OK;
 }
 
-namespace {
-
-volatile std::sig_atomic_t g_stop = 0;
-
-extern "C" void OnSignal(int) {
-    g_stop = 1;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
     int const port = argc > 1 ? std::atoi(argv[1]) : 0;
     InteropTestBindingService service(SOAP_IO_KEEPALIVE | SOAP_C_UTFSTRING);
     soap* const context = service.soap;
-    context->bind_flags = SO_REUSEADDR;
-    context->accept_timeout = 1;  // so that the loop sees a stop request
-    context->recv_timeout = 10;   // per read, gSOAP's only read limit
+    context->recv_timeout = 10;  // per read, gSOAP's only read limit
     context->send_timeout = 30;
     context->max_keep_alive = 100;
-    if (!soap_valid_socket(soap_bind(context, "127.0.0.1", port, 128))) {
-        soap_print_fault(context, stderr);
+    if (!gsoap_peer::Listen(context, port, 128)) {
         return 1;
     }
     sockaddr_in address{};
@@ -119,19 +105,7 @@ int main(int argc, char** argv) {
     getsockname(context->master, reinterpret_cast<sockaddr*>(&address), &length);
     std::printf("listening on http://127.0.0.1:%d/\n", ntohs(address.sin_port));
     std::fflush(stdout);
-    std::signal(SIGINT, OnSignal);
-    std::signal(SIGTERM, OnSignal);
-    std::signal(SIGPIPE, SIG_IGN);
-    while (!g_stop) {
-        if (!soap_valid_socket(service.accept())) {
-            continue;  // the accept time-out, or a connection that failed at once
-        }
-        InteropTestBindingService* connection = service.copy();
-        std::thread([connection] {
-            connection->serve();
-            connection->destroy();
-            delete connection;
-        }).detach();
-    }
+    gsoap_peer::ServeConnections(
+        context, 0, false, [](soap* connection) { InteropTestBindingService(connection).serve(); });
     return 0;
 }

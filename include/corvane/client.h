@@ -14,7 +14,7 @@
 
 namespace corvane::detail {
 class LiteralPort;
-class WireHttpClient;
+struct ProxyState;
 }  // namespace corvane::detail
 
 // Extension: the fault of a refused exchange, thrown by WMSOAPAutomationProxy::InvokeSOAPMethod
@@ -93,7 +93,8 @@ private:
     int m_httpStatus;
     unsigned long m_timeout;
     WMWireOptions m_wire;
-    std::unique_ptr<corvane::detail::WireHttpClient> m_wireClient;  // made at the first use
+    // The standard mode's connection and the request as sent; made at the first exchange.
+    std::unique_ptr<corvane::detail::ProxyState> m_state;
     // The document/literal extension's SOAP 1.2 calls set 12 for their exchange (standard mode).
     int m_soapVersion = 11;
 };

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "client/proxy_state.h"
 #include "net/wire_http.h"
 #include "soap/soap12.h"
 #include "text/wire_text.h"
@@ -81,6 +82,19 @@ std::string Utf8Field(WMString const& text, WMChar const* what) {
     return bytes;
 }
 
+using corvane::detail::ProxyState;
+
+ProxyState& StateOf(std::unique_ptr<ProxyState>& state) {
+    if (!state) {
+        state = std::make_unique<ProxyState>();
+    }
+    return *state;
+}
+
+std::unique_ptr<ProxyState> CopyOf(std::unique_ptr<ProxyState> const& state) {
+    return state ? std::make_unique<ProxyState>(*state) : nullptr;
+}
+
 }  // namespace
 
 WMSOAPProxyFault::WMSOAPProxyFault(WMString const& context, WMString const& message)
@@ -107,7 +121,8 @@ WMSOAPAutomationProxy::WMSOAPAutomationProxy(WMSOAPAutomationProxy const& other)
       m_xmlIn(other.m_xmlIn),
       m_httpStatus(other.m_httpStatus),
       m_timeout(other.m_timeout),
-      m_wire(other.m_wire) {}
+      m_wire(other.m_wire),
+      m_state(CopyOf(other.m_state)) {}
 
 WMSOAPAutomationProxy& WMSOAPAutomationProxy::operator=(WMSOAPAutomationProxy const& other) {
     if (this != &other) {
@@ -116,7 +131,7 @@ WMSOAPAutomationProxy& WMSOAPAutomationProxy::operator=(WMSOAPAutomationProxy co
         m_httpStatus = other.m_httpStatus;
         m_timeout = other.m_timeout;
         m_wire = other.m_wire;
-        m_wireClient.reset();
+        m_state = CopyOf(other.m_state);
     }
     return *this;
 }
@@ -125,7 +140,9 @@ WMSOAPAutomationProxy::~WMSOAPAutomationProxy() = default;
 
 void WMSOAPAutomationProxy::SetWireOptions(WMWireOptions const& options) {
     m_wire = options;
-    m_wireClient.reset();  // the next exchange starts with the new options
+    if (m_state) {
+        m_state->wire.reset();  // the next exchange starts with the new options
+    }
 }
 
 WMWireOptions const& WMSOAPAutomationProxy::GetWireOptions() const {
@@ -154,14 +171,15 @@ void WMSOAPAutomationProxy::InvokeStandard(WMString const& soapAction, WMString 
         headers += "Content-Type: text/xml; charset=utf-8\r\nSOAPAction: " +
                    Utf8Field(soapAction, u"The SOAPAction") + "\r\n";
     }
-    const std::string body = Utf8Field(m_xmlOut, u"The request");
+    std::string body = Utf8Field(m_xmlOut, u"The request");
 
-    if (!m_wireClient) {
-        m_wireClient = std::make_unique<corvane::detail::WireHttpClient>(m_wire, m_timeout);
+    ProxyState& state = StateOf(m_state);
+    if (!state.wire) {
+        state.wire = std::make_unique<corvane::detail::WireHttpClient>(m_wire, m_timeout);
     }
     corvane::detail::WireAnswer answer;
-    if (!m_wireClient->Exchange("POST", url, headers, body, answer)) {
-        throw new WMSOAPProxyFault(u"Request Message", Wide(m_wireClient->Error()));
+    if (!state.wire->Exchange("POST", url, headers, body, answer)) {
+        throw new WMSOAPProxyFault(u"Request Message", Wide(state.wire->Error()));
     }
     m_httpStatus = answer.status;
     if (WMChar const* refusal = RefusalText(m_httpStatus)) {
@@ -180,6 +198,7 @@ void WMSOAPAutomationProxy::InvokeStandard(WMString const& soapAction, WMString 
         throw new WMSOAPProxyFault(u"Response Message", Wide(error));
     }
     message.SetBuffer(m_xmlIn.empty() ? m_xmlOut : m_xmlIn);
+    state.KeepAsUtf8(m_xmlOut, std::move(body));
 }
 
 bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMString const& host,
@@ -192,6 +211,9 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
     // arrives.
     m_xmlOut.clear();
     m_xmlOut.shrink_to_fit();
+    if (m_state) {
+        m_state->Forget();
+    }
     m_xmlOut.swap(message.m_buffer);
     try {
         if (m_wire.standard) {
@@ -238,6 +260,9 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
         message.SetBuffer(m_xmlOut);
         throw;
     }
+    // While the answer is read the request is held as its bytes, half the size (see
+    // GetXMLOut); a failed exchange keeps the text whole, as the message got it back.
+    StateOf(m_state).KeepAsCodePage(m_xmlOut);
     return true;
 }
 
@@ -265,11 +290,14 @@ unsigned long WMSOAPAutomationProxy::GetXMLInLength() {
 }
 
 WMString const* WMSOAPAutomationProxy::GetXMLOut() {
+    if (m_state) {
+        m_state->Widen(m_xmlOut);
+    }
     return &m_xmlOut;
 }
 
 unsigned long WMSOAPAutomationProxy::GetXMLOutLength() {
-    return m_xmlOut.size();
+    return GetXMLOut()->size();
 }
 
 void WMSOAPAutomationProxy::SetHTTPTimeout(unsigned long milliseconds) {

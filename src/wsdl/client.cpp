@@ -634,7 +634,7 @@ bool WMSOAPWSDLClient::GetNextOutParamName(const WMString& operation, WMString& 
 
 bool WMSOAPWSDLClient::IsOperationParam(const WMString& operation, const WMString& part) {
     const WMOperationHandler* op = GetPortTypeOperation(operation);
-    return op && op->GetParamIndex().count(part) != 0;
+    return op && op->FindParam(part);
 }
 
 bool WMSOAPWSDLClient::GetOperationParamIndex(const WMString& operation, const WMString& part,
@@ -643,11 +643,11 @@ bool WMSOAPWSDLClient::GetOperationParamIndex(const WMString& operation, const W
     if (!op || !index) {
         return false;
     }
-    auto it = op->GetParamIndex().find(part);
-    if (it == op->GetParamIndex().end()) {
+    const long* position = op->FindParam(part);
+    if (!position) {
         return false;
     }
-    *index = it->second;
+    *index = *position;
     return true;
 }
 

@@ -2,6 +2,8 @@
 
 #include <corvane/wsdl.h>
 
+#include <algorithm>
+
 #include "wsdl/frame.h"
 
 using corvane::kWsdlNS;
@@ -108,6 +110,9 @@ void WMOperationHandler::ReadAttributes(const StartTag& tag) {
     m_parameterOrder = *order;
     // Only the space character separates names; a repeated name keeps its first position while
     // the counter still advances.
+    m_paramIndex.reserve(static_cast<std::size_t>(
+                             std::count(m_parameterOrder.begin(), m_parameterOrder.end(), u' ')) +
+                         1);
     long position = 0;
     std::size_t start = 0;
     while (start <= m_parameterOrder.size()) {
@@ -116,11 +121,24 @@ void WMOperationHandler::ReadAttributes(const StartTag& tag) {
             end = m_parameterOrder.size();
         }
         if (end > start) {
-            m_paramIndex.try_emplace(m_parameterOrder.substr(start, end - start), position);
+            m_paramIndex.emplace_back(m_parameterOrder.substr(start, end - start), position);
             ++position;
         }
         start = end + 1;
     }
+    // Equal names sort by position, so unique keeps the first.
+    std::sort(m_paramIndex.begin(), m_paramIndex.end());
+    const auto sameName = [](const auto& a, const auto& b) { return a.first == b.first; };
+    m_paramIndex.erase(std::unique(m_paramIndex.begin(), m_paramIndex.end(), sameName),
+                       m_paramIndex.end());
+}
+
+const long* WMOperationHandler::FindParam(WStringView part) const {
+    auto it = std::lower_bound(m_paramIndex.begin(), m_paramIndex.end(), part,
+                               [](const std::pair<WMString, long>& entry, WStringView name) {
+                                   return entry.first < name;
+                               });
+    return it != m_paramIndex.end() && it->first == part ? &it->second : nullptr;
 }
 
 WMWSDLEventHandler* WMPortTypeHandler::StartChildElement(const StartTag& tag,
@@ -216,18 +234,35 @@ WMWSDLEventHandler* WMSOAPBindingHandler::StartChildElement(const StartTag& tag,
 }
 
 bool WMSOAPBindingHandler::EndElement() {
+    m_operationsByAction.reserve(m_operations.size());
     for (const auto& [name, op] : m_operations) {
         if (op->GetOperationExt()) {
-            m_operationsByAction.try_emplace(op->GetOperationExt()->GetSOAPAction(), op.get());
+            m_operationsByAction.emplace_back(op->GetOperationExt()->GetSOAPAction(), op.get());
         }
     }
+    // Name order within each action stays, so the first of an action is the one kept.
+    const auto byAction = [](const auto& a, const auto& b) {
+        return corvane::CodeUnitLess()(a.first, b.first);
+    };
+    std::stable_sort(m_operationsByAction.begin(), m_operationsByAction.end(), byAction);
+    const auto sameAction = [](const auto& a, const auto& b) {
+        return corvane::TextEquals(a.first, b.first);
+    };
+    m_operationsByAction.erase(
+        std::unique(m_operationsByAction.begin(), m_operationsByAction.end(), sameAction),
+        m_operationsByAction.end());
     return true;
 }
 
 const WMSOAPOperationHandler* WMSOAPBindingHandler::FindOperationBySOAPAction(
     WStringView soapAction) const {
-    auto it = m_operationsByAction.find(soapAction);
-    return it == m_operationsByAction.end() ? nullptr : it->second;
+    auto it = std::lower_bound(m_operationsByAction.begin(), m_operationsByAction.end(), soapAction,
+                               [](const auto& entry, WStringView action) {
+                                   return corvane::CodeUnitLess()(entry.first, action);
+                               });
+    return it != m_operationsByAction.end() && corvane::TextEquals(it->first, soapAction)
+               ? it->second
+               : nullptr;
 }
 
 // service and port
@@ -357,7 +392,7 @@ void WMDefinitionsHandler::Import(const StartTag& tag, WMWSDLParseEventHandler& 
 
 void WMDefinitionsHandler::Merge(WMSOAPWSDLDesc& imported) {
     WMSOAPDefinitionsHandler& other = imported.Definitions();
-    // Names present already keep their entries; what is not moved dies with the importer.
+    // Names present already keep their entries; what is not moved is released.
     m_messages.TakeMissing(other.m_messages);
     m_portTypes.TakeMissing(other.m_portTypes);
     m_bindings.TakeMissing(other.m_bindings);

@@ -91,8 +91,11 @@ public:
 
     const WMString& GetName() const { return m_name; }
     const WMString& GetParameterOrder() const { return m_parameterOrder; }
-    // Part name to its position in `parameterOrder`.
-    const std::map<WMString, long, std::less<>>& GetParamIndex() const { return m_paramIndex; }
+    // Part name to its position in `parameterOrder`, in code-unit order of the names: one
+    // array per operation rather than a tree node per name.
+    const std::vector<std::pair<WMString, long>>& GetParamIndex() const { return m_paramIndex; }
+    // The position of `part` in `parameterOrder`, or null.
+    const long* FindParam(corvane::WStringView part) const;
     const WMInputHandler* GetInput() const { return m_input.get(); }
     const WMOutputHandler* GetOutput() const { return m_output.get(); }
     const corvane::HandlerTable<WMFaultHandler>& GetFaults() const { return m_faults; }
@@ -100,7 +103,7 @@ public:
 private:
     WMString m_name;
     WMString m_parameterOrder;
-    std::map<WMString, long, std::less<>> m_paramIndex;
+    std::vector<std::pair<WMString, long>> m_paramIndex;
     std::unique_ptr<WMInputHandler> m_input;
     std::unique_ptr<WMOutputHandler> m_output;
     corvane::HandlerTable<WMFaultHandler> m_faults;
@@ -214,8 +217,9 @@ private:
     std::unique_ptr<WMSOAPBindingBindingExt> m_bindingExt;
     corvane::HandlerTable<WMSOAPOperationHandler> m_operations;
     // Built when the binding element ends and read-only afterwards, so that a received action
-    // is found without walking every operation. The keys are the operations' own texts.
-    std::map<corvane::WStringView, const WMSOAPOperationHandler*, corvane::CodeUnitLess>
+    // is found without walking every operation: sorted by action, one entry per action. The
+    // keys are the operations' own texts.
+    std::vector<std::pair<corvane::WStringView, const WMSOAPOperationHandler*>>
         m_operationsByAction;
 };
 

@@ -45,7 +45,9 @@ private:
             if (attr.prefixed) {
                 found = key.Equals(Key{{attr.ns->uri, attr.Local(), {}}});
             } else if (ownStem) {
-                found = TextEquals(attr.qname, name);
+                // Names of one length mostly differ in their first unit ("name", "type").
+                found = attr.qname.size() == name.size() && attr.qname[0] == name[0] &&
+                        TextEquals(attr.qname, name);
             } else if (elementNS) {
                 found = rest.Equals(Key{{local, attr.qname, {}}});
             } else {
@@ -167,19 +169,11 @@ void WMWSDLParseEventHandler::Characters(corvane::WStringView text) {
 
 void WMWSDLParseEventHandler::StartNSMapping(corvane::WStringView prefix,
                                              corvane::WStringView uri) {
-    auto it = m_prefixes.find(prefix);
-    if (it == m_prefixes.end()) {
-        m_prefixes.emplace(WMString(prefix), WMString(uri));
-    } else {
-        it->second.assign(uri);
-    }
+    m_prefixes.Bind(prefix, uri);
 }
 
 void WMWSDLParseEventHandler::EndNSMapping(corvane::WStringView prefix) {
-    auto it = m_prefixes.find(prefix);
-    if (it != m_prefixes.end()) {
-        m_prefixes.erase(it);
-    }
+    m_prefixes.Unbind(prefix);
 }
 
 WMWSDLEventHandler* WMWSDLParseEventHandler::Adopt(std::unique_ptr<WMWSDLEventHandler> handler) {

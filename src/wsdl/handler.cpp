@@ -70,8 +70,8 @@ QName StartTag::Resolve(WStringView value, const char16_t* attr, const char16_t*
         prefix = value.substr(0, colon);
         local = value.substr(colon + 1);
     }
-    auto it = m_prefixes.find(prefix);
-    if (it == m_prefixes.end()) {
+    const PrefixMap::Binding* binding = m_prefixes.Find(prefix);
+    if (!binding) {
         WMString message = u"Unresolvable namespace for attribute '";
         message += attr;
         message += u"' on element: '";
@@ -81,12 +81,21 @@ QName StartTag::Resolve(WStringView value, const char16_t* attr, const char16_t*
     }
     detail::HandlerArena* arena = detail::HandlerArena::Current();
     if (arena) {
-        return QName{NamespaceText::Kept(arena->Keep(it->second)), WMString(local)};
+        if (binding->keptBy != arena) {
+            binding->kept = &arena->Keep(binding->uri);
+            binding->keptBy = arena;
+        }
+        return QName{NamespaceText::Kept(*binding->kept), WMString(local)};
     }
-    return QName{it->second, WMString(local)};
+    return QName{binding->uri, WMString(local)};
 }
 
 namespace detail {
+
+std::mutex& TableOrderMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
 
 namespace {
 

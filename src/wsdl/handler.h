@@ -6,12 +6,15 @@
 #include <corvane/types.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <deque>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -75,8 +78,51 @@ private:
 
 }  // namespace detail
 
-// Namespace prefix to URI, as declared at the point of the document being read.
-using PrefixMap = std::map<WMString, WMString, std::less<>>;
+// Namespace prefix to URI, as declared at the point of the document being read. A document
+// binds a handful of prefixes, so a short list beats a tree of strings.
+class PrefixMap {
+public:
+    struct Binding {
+        WMString prefix;
+        WMString uri;
+        // The arena's copy of `uri`, taken at its first use in that arena, so that the names a
+        // load resolves do not each look the URI up again.
+        mutable const WMString* kept = nullptr;
+        mutable const detail::HandlerArena* keptBy = nullptr;
+    };
+
+    const Binding* Find(WStringView prefix) const {
+        const std::size_t at = IndexOf(prefix);
+        return at < m_bindings.size() ? &m_bindings[at] : nullptr;
+    }
+    // Binds `prefix` to `uri`, replacing its binding if it has one.
+    void Bind(WStringView prefix, WStringView uri) {
+        const std::size_t at = IndexOf(prefix);
+        if (at < m_bindings.size()) {
+            m_bindings[at] = Binding{m_bindings[at].prefix, WMString(uri)};
+        } else {
+            m_bindings.push_back(Binding{WMString(prefix), WMString(uri)});
+        }
+    }
+    void Unbind(WStringView prefix) {
+        const std::size_t at = IndexOf(prefix);
+        if (at < m_bindings.size()) {
+            m_bindings.erase(m_bindings.begin() + static_cast<std::ptrdiff_t>(at));
+        }
+    }
+
+private:
+    std::size_t IndexOf(WStringView prefix) const {
+        for (std::size_t i = 0; i < m_bindings.size(); ++i) {
+            if (TextEquals(m_bindings[i].prefix, prefix)) {
+                return i;
+            }
+        }
+        return m_bindings.size();
+    }
+
+    std::vector<Binding> m_bindings;
+};
 
 // The namespace URIs a description reader has to recognise.
 extern const WMString kWsdlNS;
@@ -211,57 +257,116 @@ struct CodeUnitLess {
     }
 };
 
+namespace detail {
+// Guards the first enumeration of a table, which may come from several readers of one
+// description at once.
+std::mutex& TableOrderMutex();
+}  // namespace detail
+
 // Named handlers owned by their parent, enumerated in plain code-unit order of the names and
 // found by a hash of the name: the queries look names up far more often than they enumerate,
-// and ordered lookups of long names sharing a prefix cost most of a query.
+// and ordered lookups of long names sharing a prefix cost most of a query. Entries are kept in
+// the order they came; the name order is built at the first enumeration, because most tables
+// of a loaded description are never enumerated.
 template <class T>
 class HandlerTable {
 public:
-    using Map = std::map<WMString, std::unique_ptr<T>, CodeUnitLess>;
+    using Entry = std::pair<WMString, std::unique_ptr<T>>;
+
+    class const_iterator {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = Entry;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const Entry*;
+        using reference = const Entry&;
+
+        explicit const_iterator(const Entry* const* at) : m_at(at) {}
+        reference operator*() const { return **m_at; }
+        pointer operator->() const { return *m_at; }
+        const_iterator& operator++() {
+            ++m_at;
+            return *this;
+        }
+        bool operator==(const const_iterator& other) const { return m_at == other.m_at; }
+        bool operator!=(const const_iterator& other) const { return m_at != other.m_at; }
+
+    private:
+        const Entry* const* m_at;
+    };
+
+    HandlerTable() = default;
+    HandlerTable(const HandlerTable&) = delete;
+    HandlerTable& operator=(const HandlerTable&) = delete;
 
     // Files `handler` under `name` unless the name is taken; true when it was filed.
     bool Insert(WStringView name, std::unique_ptr<T>& handler) {
-        // The index holds every name of the table, so a taken name costs no key.
-        const std::size_t hash = std::hash<WStringView>()(name);
-        if (Find(name, hash)) {
-            return false;
+        std::size_t hash = 0;
+        if (m_slots.empty()) {
+            if (Find(name)) {
+                return false;
+            }
+        } else {
+            // The index holds every name of the table, so a taken name costs no key.
+            hash = std::hash<WStringView>()(name);
+            if (Find(name, hash)) {
+                return false;
+            }
         }
-        auto it = m_entries.try_emplace(WMString(name), std::move(handler)).first;
-        if ((m_entries.size() + 1) * 2 > m_slots.size()) {
+        if (m_entries.empty()) {
+            m_entries.reserve(4);
+        }
+        m_entries.emplace_back(WMString(name), std::move(handler));
+        m_ordered.store(false, std::memory_order_relaxed);
+        if (m_slots.empty()) {
+            if (m_entries.size() > kScanned) {
+                Grow();
+            }
+        } else if ((m_entries.size() + 1) * 2 > m_slots.size()) {
             Grow();
         } else {
-            // The key lives in the map's node, which never moves.
-            Place(Slot{it->first, hash, it->second.get()});
+            Place(Slot{hash, m_entries.size() - 1});
         }
         return true;
     }
 
     const T* Find(WStringView name) const {
-        return m_slots.empty() ? nullptr : Find(name, std::hash<WStringView>()(name));
+        if (m_slots.empty()) {
+            for (const Entry& entry : m_entries) {
+                if (TextEquals(entry.first, name)) {
+                    return entry.second.get();
+                }
+            }
+            return nullptr;
+        }
+        return Find(name, std::hash<WStringView>()(name));
     }
 
-    // Moves the entries whose names this table lacks out of `from`; the rest stay there.
+    // Moves the entries whose names this table lacks out of `from` and releases the rest.
     void TakeMissing(HandlerTable& from) {
         for (auto& [name, handler] : from.m_entries) {
-            if (handler) {
-                Insert(name, handler);
-            }
+            Insert(name, handler);
         }
+        from.m_entries.clear();
         from.m_slots.clear();
+        from.m_ordered.store(false, std::memory_order_relaxed);
     }
 
-    typename Map::const_iterator begin() const { return m_entries.begin(); }
-    typename Map::const_iterator end() const { return m_entries.end(); }
+    const_iterator begin() const { return const_iterator(Order().data()); }
+    const_iterator end() const { return const_iterator(Order().data() + m_order.size()); }
     std::size_t size() const { return m_entries.size(); }
     bool empty() const { return m_entries.empty(); }
 
 private:
-    // Open addressing over a power-of-two array kept at most half full: one allocation per
-    // doubling instead of one per name.
+    // A table of a few names (a message's parts, an operation's faults) is searched in order;
+    // a larger one through open addressing over a power-of-two array kept at most half full,
+    // one allocation per doubling instead of one per name. A slot refers to its entry by
+    // position, since the entries move as they grow.
+    static constexpr std::size_t kScanned = 8;
+    static constexpr std::size_t kFree = ~std::size_t{0};
     struct Slot {
-        WStringView name;
         std::size_t hash = 0;
-        T* handler = nullptr;
+        std::size_t entry = kFree;
     };
 
     const T* Find(WStringView name, std::size_t hash) const {
@@ -269,9 +374,10 @@ private:
             return nullptr;
         }
         const std::size_t mask = m_slots.size() - 1;
-        for (std::size_t i = hash & mask; m_slots[i].handler; i = (i + 1) & mask) {
-            if (m_slots[i].hash == hash && TextEquals(m_slots[i].name, name)) {
-                return m_slots[i].handler;
+        for (std::size_t i = hash & mask; m_slots[i].entry != kFree; i = (i + 1) & mask) {
+            const Entry& entry = m_entries[m_slots[i].entry];
+            if (m_slots[i].hash == hash && TextEquals(entry.first, name)) {
+                return entry.second.get();
             }
         }
         return nullptr;
@@ -280,7 +386,7 @@ private:
     void Place(const Slot& slot) {
         const std::size_t mask = m_slots.size() - 1;
         std::size_t i = slot.hash & mask;
-        while (m_slots[i].handler) {
+        while (m_slots[i].entry != kFree) {
             i = (i + 1) & mask;
         }
         m_slots[i] = slot;
@@ -288,20 +394,38 @@ private:
 
     // Rebuilds the index from the entries in an array at least twice their number.
     void Grow() {
-        std::size_t size = m_slots.empty() ? 8 : m_slots.size();
+        std::size_t size = m_slots.empty() ? 16 : m_slots.size();
         while ((m_entries.size() + 1) * 2 > size) {
             size *= 2;
         }
         m_slots.assign(size, Slot{});
-        for (const auto& [name, handler] : m_entries) {
-            if (handler) {
-                Place(Slot{name, std::hash<WStringView>()(name), handler.get()});
-            }
+        for (std::size_t i = 0; i < m_entries.size(); ++i) {
+            Place(Slot{std::hash<WStringView>()(m_entries[i].first), i});
         }
     }
 
-    Map m_entries;
+    // The entries in code-unit order of their names.
+    const std::vector<const Entry*>& Order() const {
+        if (!m_ordered.load(std::memory_order_acquire)) {
+            std::lock_guard<std::mutex> lock(detail::TableOrderMutex());
+            if (!m_ordered.load(std::memory_order_relaxed)) {
+                m_order.clear();
+                for (const Entry& entry : m_entries) {
+                    m_order.push_back(&entry);
+                }
+                std::sort(m_order.begin(), m_order.end(), [](const Entry* a, const Entry* b) {
+                    return CodeUnitLess()(a->first, b->first);
+                });
+                m_ordered.store(true, std::memory_order_release);
+            }
+        }
+        return m_order;
+    }
+
+    std::vector<Entry> m_entries;
     std::vector<Slot> m_slots;
+    mutable std::vector<const Entry*> m_order;
+    mutable std::atomic<bool> m_ordered{true};
 };
 
 template <class T>

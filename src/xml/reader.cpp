@@ -1219,7 +1219,7 @@ private:
         auto* attrs = static_cast<XMLAttr*>(m_arena.Allocate(sizeof(XMLAttr) * count));
         element->attrs = attrs;
         std::size_t const elementKey = element->ns->uri.size() + element->Local().size();
-        m_names.Clear();
+        bool anyPrefixed = false;
         std::size_t n = 0;
         for (std::size_t i = 0; i < m_attrs.size(); ++i) {
             XMLAttr attr = m_attrs[i];
@@ -1254,7 +1254,18 @@ private:
                                                       attr.Local().size())) {
                 Error();
             }
-            attrs[n] = attr;
+            attrs[n++] = attr;
+            anyPrefixed = anyPrefixed || attr.prefixed;
+        }
+        // Unprefixed attributes share their key's stem and differ in name (ParseAttribute
+        // refused a repeated name), so only a prefixed one can repeat a key. Every error here
+        // is the same one, on the same line, so checking after resolving them all changes
+        // nothing a caller sees.
+        if (!anyPrefixed) {
+            return;
+        }
+        m_names.Clear();
+        for (std::size_t a = 0; a < n; ++a) {
             auto const keyHash = [element, attrs](std::size_t j) {
                 Joined const joined = KeyOf(*element, attrs[j]);
                 std::uint64_t hash = attrs[j].prefixed
@@ -1262,14 +1273,16 @@ private:
                                          : Fold(element->ns->hashState, element->Local());
                 return Fold(hash, joined.part[attrs[j].prefixed ? 1 : 2]);
             };
-            if (!m_names.Insert(n, keyHash, [element, attrs, n](std::size_t j) {
-                    Joined const key = KeyOf(*element, attrs[n]);
+            if (!m_names.Insert(a, keyHash, [element, attrs, a](std::size_t j) {
+                    if (!attrs[a].prefixed && !attrs[j].prefixed) {
+                        return false;
+                    }
+                    Joined const key = KeyOf(*element, attrs[a]);
                     Joined const other = KeyOf(*element, attrs[j]);
                     return other.size() == key.size() && CompareJoined(other, key) == 0;
                 })) {
                 Error();
             }
-            ++n;
         }
     }
 

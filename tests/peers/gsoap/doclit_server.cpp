@@ -7,13 +7,8 @@
 //
 // Listens on 127.0.0.1:PORT; exits on SIGTERM, SIGINT or after LIFETIME_SECONDS.
 #include "EchoBinding.nsmap"
+#include "serve.h"
 #include "soapH.h"
-
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <ctime>
-#include <thread>
 
 int __ns1__echoString(soap* context, _ns1__echoString* input, _ns1__echoStringResponse& output) {
     if (input->text == "raise-fault") {
@@ -31,70 +26,22 @@ int __ns1__echoString(soap* context, _ns1__echoString* input, _ns1__echoStringRe
     output.return_ = input->text;
     return SOAP_OK;
 }
-int __ns1__echoInt(soap*, _ns1__echoInt* input, _ns1__echoIntResponse& output) {
-    output.return_ = input->value;
-    return SOAP_OK;
-}
-int __ns1__echoItem(soap*, _ns1__echoItem* input, _ns1__echoItemResponse& output) {
-    output.return_ = input->item;
-    return SOAP_OK;
-}
-int __ns1__echoItems(soap*, _ns1__echoItems* input, _ns1__echoItemsResponse& output) {
-    output.return_ = input->items;
-    return SOAP_OK;
-}
-int __ns1__echoStrings(soap*, _ns1__echoStrings* input, _ns1__echoStringsResponse& output) {
-    output.return_ = input->value;
-    return SOAP_OK;
-}
-int __ns1__echoNillable(soap*, _ns1__echoNillable* input, _ns1__echoNillableResponse& output) {
-    output.return_ = input->value;
-    return SOAP_OK;
-}
-
-namespace {
-
-volatile std::sig_atomic_t g_stop = 0;
-
-extern "C" void OnSignal(int) {
-    g_stop = 1;
-}
-
-}  // namespace
+// The other operations hand the request's one member back as the response's.
+#define ECHO(op, member)                                                                  \
+    int __ns1__echo##op(soap*, _ns1__echo##op* input, _ns1__echo##op##Response& output) { \
+        output.return_ = input->member;                                                   \
+        return SOAP_OK;                                                                   \
+    }
+ECHO(Int, value)
+ECHO(Item, item)
+ECHO(Items, items)
+ECHO(Strings, value)
+ECHO(Nillable, value)
+#undef ECHO
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: %s PORT LIFETIME_SECONDS\n", argv[0]);
-        return 2;
-    }
-    int const port = std::atoi(argv[1]);
-    std::time_t const end = std::time(nullptr) + std::atol(argv[2]);
     // SOAP_C_UTFSTRING: std::string holds the UTF-8 bytes as they came. SOAP_XML_TREE: the
     // schema's attribute "id" is data, not the multi-reference id gSOAP reads it as otherwise.
-    soap* const listener = soap_new1(SOAP_IO_KEEPALIVE | SOAP_C_UTFSTRING | SOAP_XML_TREE);
-    listener->bind_flags = SO_REUSEADDR;
-    listener->accept_timeout = 1;  // so that the loop sees a stop request
-    listener->recv_timeout = 30;
-    listener->send_timeout = 30;
-    if (!soap_valid_socket(soap_bind(listener, "127.0.0.1", port, 64))) {
-        soap_print_fault(listener, stderr);
-        return 1;
-    }
-    std::signal(SIGINT, OnSignal);
-    std::signal(SIGTERM, OnSignal);
-    std::signal(SIGPIPE, SIG_IGN);
-    while (!g_stop && std::time(nullptr) < end) {
-        if (!soap_valid_socket(soap_accept(listener))) {
-            continue;
-        }
-        soap* const connection = soap_copy(listener);
-        std::thread([connection] {
-            soap_serve(connection);
-            soap_destroy(connection);
-            soap_end(connection);
-            soap_free(connection);
-        }).detach();
-    }
-    soap_free(listener);
-    return 0;
+    return gsoap_peer::RunPeer(argc, argv, SOAP_IO_KEEPALIVE | SOAP_C_UTFSTRING | SOAP_XML_TREE,
+                               false, soap_serve);
 }

@@ -6,13 +6,8 @@
 //
 // Listens on 127.0.0.1:PORT; exits on SIGTERM, SIGINT or after LIFETIME_SECONDS.
 #include "InteropTestBinding.nsmap"
+#include "serve.h"
 #include "soapH.h"
-
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <ctime>
-#include <thread>
 
 // Most operations hand their input back as the output, or as the response's one member.
 #define ECHO(op, In, Out, output)                     \
@@ -59,51 +54,8 @@ int i__echoSimpleTypesAsStruct(soap* context, std::string text, int number, floa
     return SOAP_OK;
 }
 
-namespace {
-
-volatile std::sig_atomic_t g_stop = 0;
-
-extern "C" void OnSignal(int) {
-    g_stop = 1;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: %s PORT LIFETIME_SECONDS\n", argv[0]);
-        return 2;
-    }
-    int const port = std::atoi(argv[1]);
-    std::time_t const end = std::time(nullptr) + std::atol(argv[2]);
     // SOAP_C_UTFSTRING: std::string holds the UTF-8 bytes as they came.
-    soap* const listener = soap_new1(SOAP_IO_KEEPALIVE | SOAP_IO_CHUNK | SOAP_C_UTFSTRING);
-    listener->bind_flags = SO_REUSEADDR;
-    listener->accept_timeout = 1;  // so that the loop sees a stop request
-    listener->recv_timeout = 30;
-    listener->send_timeout = 30;
-    if (!soap_valid_socket(soap_bind(listener, "127.0.0.1", port, 64))) {
-        soap_print_fault(listener, stderr);
-        return 1;
-    }
-    std::signal(SIGINT, OnSignal);
-    std::signal(SIGTERM, OnSignal);
-    std::signal(SIGPIPE, SIG_IGN);
-    unsigned long connections = 0;
-    while (!g_stop && std::time(nullptr) < end) {
-        if (!soap_valid_socket(soap_accept(listener))) {
-            continue;  // the accept time-out, or a connection that failed at once
-        }
-        // One line per connection in the log, so that reuse of kept connections can be seen.
-        std::fprintf(stderr, "connection %lu\n", ++connections);
-        soap* const connection = soap_copy(listener);
-        std::thread([connection] {
-            soap_serve(connection);
-            soap_destroy(connection);
-            soap_end(connection);
-            soap_free(connection);
-        }).detach();
-    }
-    soap_free(listener);
-    return 0;
+    return gsoap_peer::RunPeer(argc, argv, SOAP_IO_KEEPALIVE | SOAP_IO_CHUNK | SOAP_C_UTFSTRING,
+                               true, soap_serve);
 }

@@ -1,0 +1,40 @@
+// What an automation proxy keeps beyond its exported members: the standard mode's connection
+// and, once a request has gone out, the request as the bytes that were sent.
+#ifndef CORVANE_CLIENT_PROXY_STATE_H
+#define CORVANE_CLIENT_PROXY_STATE_H
+
+#include <corvane/types.h>
+
+#include <memory>
+#include <string>
+
+#include "net/wire_http.h"
+
+namespace corvane::detail {
+
+struct ProxyState {
+    ProxyState() = default;
+    // A copy keeps the request sent but not the connection: copies start without one.
+    ProxyState(ProxyState const& other);
+    ProxyState& operator=(ProxyState const&) = delete;
+    ~ProxyState();
+
+    // The request text, kept for GetXMLOut, holds half its size or less as the bytes that went
+    // out. Each moves `text` into `sent` (leaving it empty) only when widening those bytes gives
+    // back exactly the same units; otherwise the text stays as it is. `bytes` is the UTF-8 that
+    // the standard mode sent.
+    void KeepAsCodePage(WMString& text);
+    void KeepAsUtf8(WMString& text, std::string&& bytes);
+    // Puts the text back into `text` when it is held as bytes.
+    void Widen(WMString& text);
+    // Drops the bytes of an earlier request.
+    void Forget();
+
+    std::unique_ptr<WireHttpClient> wire;  // made at the first exchange in the standard mode
+    std::string sent;
+    bool sentUtf8 = false;
+};
+
+}  // namespace corvane::detail
+
+#endif
