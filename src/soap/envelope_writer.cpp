@@ -27,6 +27,9 @@ bool KeyLess(std::u16string_view uri1, std::u16string_view local1, std::u16strin
     return size1 < size2;
 }
 
+constexpr std::uint64_t kMayEscape = (1ULL << u'&') | (1ULL << u'<') | (1ULL << u'>') |
+                                     (1ULL << u'"') | (1ULL << u'\'') | (1ULL << u'\r');
+
 bool KeyEqual(std::u16string_view uri1, std::u16string_view local1, std::u16string_view uri2,
               std::u16string_view local2) {
     return uri1.size() + local1.size() == uri2.size() + local2.size() &&
@@ -182,6 +185,35 @@ bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
     return true;
 }
 
+// Mixes what WrittenAlike compares: names by content, the other texts by address.
+std::size_t EnvelopeWriter::Signature(Frame const& frame, Frame const* parent) const {
+    std::size_t hash = m_escapeCarriageReturn ? 1 : 0;
+    auto const mix = [&hash](std::size_t value) { hash = (hash ^ value) * 0x100000001b3ULL; };
+    auto const mixAddress = [&mix](View text) {
+        mix(reinterpret_cast<std::uintptr_t>(text.data()));
+        mix(text.size());
+    };
+    for (View name : {frame.prefix, frame.local}) {
+        mix(name.size());
+        for (WMChar c : name) {
+            mix(c);
+        }
+    }
+    for (Attribute const& attribute : frame.attributes) {
+        for (View text : {attribute.prefix, attribute.local, attribute.uri, attribute.value}) {
+            mixAddress(text);
+        }
+    }
+    for (auto const* pairs : {&frame.prefixes, parent != nullptr ? &parent->prefixes : nullptr}) {
+        mix(pairs != nullptr ? pairs->size() : 0);
+        for (std::size_t i = 0; pairs != nullptr && i < pairs->size(); ++i) {
+            mixAddress((*pairs)[i].first);
+            mixAddress((*pairs)[i].second);
+        }
+    }
+    return hash;
+}
+
 void EnvelopeWriter::WriteTagBody(Frame& frame) {
     Frame const* parent = m_depth > 1 ? &m_frames[m_depth - 2] : nullptr;
     WrittenTag& written = WrittenSlot(frame);
@@ -190,16 +222,21 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         return;
     }
     written.used = false;
-    written.prefix.assign(frame.prefix);
-    written.local.assign(frame.local);
-    written.attributes = frame.attributes;
-    written.prefixes = frame.prefixes;
-    if (parent != nullptr) {
-        written.parentPrefixes = parent->prefixes;
-    } else {
-        written.parentPrefixes.clear();
+    std::size_t const signature = Signature(frame, parent);
+    bool const keep = written.signature == signature;
+    written.signature = signature;
+    if (keep) {
+        written.prefix.assign(frame.prefix);
+        written.local.assign(frame.local);
+        written.attributes = frame.attributes;
+        written.prefixes = frame.prefixes;
+        if (parent != nullptr) {
+            written.parentPrefixes = parent->prefixes;
+        } else {
+            written.parentPrefixes.clear();
+        }
+        written.escapeCarriageReturn = m_escapeCarriageReturn;
     }
-    written.escapeCarriageReturn = m_escapeCarriageReturn;
     std::size_t const start = m_out.size();
 
     m_out.push_back(u'<');
@@ -238,8 +275,10 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         AppendAttributeText(uri);
         m_out.push_back(u'"');
     }
-    written.text.assign(m_out, start, WMString::npos);
-    written.used = true;
+    if (keep) {
+        written.text.assign(m_out, start, WMString::npos);
+        written.used = true;
+    }
 }
 
 void EnvelopeWriter::AppendAttributeText(View text) {
@@ -259,8 +298,10 @@ void EnvelopeWriter::AppendAttributeText(View text) {
 void EnvelopeWriter::AppendEscaped(View text, bool attribute) {
     std::size_t run = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        // Every character that may need escaping sorts at or below '>'.
-        if (text[i] > u'>') {
+        // One test for the six characters that may need escaping; ':' and '/' of the URIs
+        // and most other text pass at once.
+        WMChar const c = text[i];
+        if (c > u'>' || ((kMayEscape >> c) & 1) == 0) {
             continue;
         }
         View entity;

@@ -104,12 +104,16 @@ private:
         bool escapeCarriageReturn = false;
         bool used = false;
         WMString text;  // from "<" to the end of the last declaration
+        // Of the last tag that came to this slot: a tag is kept only when one like it came
+        // just before, so that a tag written once (most of a small envelope) costs no copies.
+        std::size_t signature = 0;
     };
     static constexpr std::size_t kWrittenTags = 8;
 
     Frame& Top() { return m_frames[m_depth - 1]; }
     WrittenTag& WrittenSlot(Frame const& frame);
     bool WrittenAlike(WrittenTag const& tag, Frame const& frame, Frame const* parent) const;
+    std::size_t Signature(Frame const& frame, Frame const* parent) const;
     void WriteName(Frame const& frame);
     // Writes the open element's start tag, ending it with ">".
     void WriteStartTag();
