@@ -93,6 +93,55 @@ std::size_t Find(WMChar const* text, std::size_t size, std::size_t from, WMChar 
     return found == nullptr ? WMString::npos : static_cast<std::size_t>(found - text);
 }
 
+// A host given as four decimal parts without leading zeros, which every resolver reads as
+// that address alone: no lookup, and nothing for the host cache to keep.
+bool DottedQuad(WMString const& host, unsigned char (&address)[4]) {
+    std::size_t at = 0;
+    for (int part = 0; part < 4; ++part) {
+        if (part > 0 && (at >= host.size() || host[at++] != u'.')) {
+            return false;
+        }
+        const std::size_t start = at;
+        unsigned value = 0;
+        while (at < host.size() && at - start < 3 && host[at] >= u'0' && host[at] <= u'9') {
+            value = value * 10 + (host[at++] - u'0');
+        }
+        const std::size_t digits = at - start;
+        if (digits == 0 || value > 255 || (digits > 1 && host[start] == u'0')) {
+            return false;
+        }
+        address[part] = static_cast<unsigned char>(value);
+    }
+    return at == host.size();
+}
+
+// The host's first IPv4 address, resolved once per request object (the cache is the
+// object's); false when it has none.
+template <typename HostCache>
+bool CachedAddress(HostCache& cache, WMString const& host, unsigned char (&address)[4]) {
+    auto cached = cache.find(host);
+    if (cached == cache.end()) {
+        std::string name;
+        WideStringToUTF8(host, name);
+        std::unique_ptr<WMHostEnt> record;
+        if (!platform::ResolveHost(name, [&record](hostent const* found) {
+                record = std::make_unique<WMHostEnt>(found);
+            })) {
+            return false;
+        }
+        cached = cache.emplace(host, std::move(record)).first;
+    }
+    WMHostEnt const& record = *cached->second;
+    char* const* addresses = record.GetAddrList();
+    if (addresses[0] == nullptr || record.GetAddrLength() != 4) {
+        return false;
+    }
+    for (int i = 0; i < 4; ++i) {
+        address[i] = static_cast<unsigned char>(addresses[0][i]);
+    }
+    return true;
+}
+
 // A client makes a request object per call; the receive buffer of the last one to end on this
 // thread serves the next, which saves allocating and freeing 64 KiB on every call.
 // A request object that ends after the thread's own objects (a static one) keeps its buffer.
@@ -245,28 +294,10 @@ bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMStri
     m_bRequestSent = false;
     const int usePort = port > 0 ? port : m_nDefaultPort;
 
-    auto cached = m_hostCache.find(host);
-    if (cached == m_hostCache.end()) {
-        std::string name;
-        WideStringToUTF8(host, name);
-        std::unique_ptr<WMHostEnt> record;
-        if (!platform::ResolveHost(name, [&record](hostent const* found) {
-                record = std::make_unique<WMHostEnt>(found);
-            })) {
-            m_nLastError = platform::kErrAddrNotAvail;
-            return false;
-        }
-        cached = m_hostCache.emplace(host, std::move(record)).first;
-    }
-    WMHostEnt const& record = *cached->second;
-    char* const* addresses = record.GetAddrList();
-    if (addresses[0] == nullptr || record.GetAddrLength() != 4) {
+    unsigned char address[4];
+    if (!DottedQuad(host, address) && !CachedAddress(m_hostCache, host, address)) {
         m_nLastError = platform::kErrAddrNotAvail;
         return false;
-    }
-    unsigned char address[4];
-    for (int i = 0; i < 4; ++i) {
-        address[i] = static_cast<unsigned char>(addresses[0][i]);
     }
 
     m_method = method;

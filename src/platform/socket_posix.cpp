@@ -111,10 +111,7 @@ Readiness WaitSocket(SocketHandle socket, bool forWrite, bool forRead, bool forC
         if (forWrite && (got & (POLLOUT | POLLERR | POLLHUP))) {
             result.writable = true;
         }
-        if (forRead && forClose && (got & (POLLIN | POLLRDHUP | POLLERR | POLLHUP)) == POLLIN) {
-            // Data, and the peer has not closed (asked for, that would be POLLRDHUP): no peek.
-            result.readable = true;
-        } else if (forRead && (got & (POLLIN | POLLERR | POLLHUP))) {
+        if (forRead && (got & (POLLIN | POLLERR | POLLHUP))) {
             char probe;
             ssize_t n = ::recv(entry.fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
             if (n > 0) {
@@ -167,33 +164,7 @@ HostRecord ReadHostent(const hostent* host) {
     return record;
 }
 
-namespace {
-
-// The record the resolver gives for a plain dotted quad: the name itself, one address.
-void UseDottedQuad(std::string name, in_addr address,
-                   const std::function<void(const hostent*)>& use) {
-    char* list[] = {reinterpret_cast<char*>(&address), nullptr};
-    char* noAliases[] = {nullptr};
-    hostent host{};
-    host.h_name = name.data();
-    host.h_aliases = noAliases;
-    host.h_addrtype = AF_INET;
-    host.h_length = sizeof(in_addr);
-    host.h_addr_list = list;
-    use(&host);
-}
-
-}  // namespace
-
 bool ResolveHost(const std::string& name, const std::function<void(const hostent*)>& use) {
-    // inet_pton takes only four decimal parts without leading zeros, which the resolver reads
-    // alike; "127.1" and octal parts still go to it.
-    in_addr quad{};
-    if (!name.empty() && name.find('\0') == std::string::npos &&
-        ::inet_pton(AF_INET, name.c_str(), &quad) == 1) {
-        UseDottedQuad(name, quad, use);
-        return true;
-    }
     addrinfo hints{};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;

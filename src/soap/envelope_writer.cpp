@@ -433,7 +433,8 @@ SchemaType& TypeCache::TypeOf(SchemaType::Member& member) {
 }
 
 WMString const& TypeCache::Keep(WMString text) {
-    return m_kept.emplace_back(std::move(text));
+    m_kept.push_front(std::move(text));
+    return m_kept.front();
 }
 
 SchemaType& TypeCache::ItemOf(SchemaType& array) {

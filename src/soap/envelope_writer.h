@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <deque>
+#include <forward_list>
 #include <iterator>
 #include <memory>
 #include <string_view>
@@ -42,7 +42,7 @@ inline constexpr std::u16string_view kXsi2000NS = u"http://www.w3.org/2000/10/XM
 // the message's own strings and the entries of its type cache).
 class EnvelopeWriter {
 public:
-    explicit EnvelopeWriter(WMString& out) : m_out(out) {}
+    explicit EnvelopeWriter(WMString& out) : m_out(out) { m_frames.reserve(kFrames); }
 
     // Starts an element named prefix ":" local (local alone when prefix is empty).
     void Open(std::u16string_view prefix, std::u16string_view local);
@@ -109,6 +109,8 @@ private:
         std::size_t signature = 0;
     };
     static constexpr std::size_t kWrittenTags = 8;
+    // An envelope's usual depth: the frames then never move while the writer grows.
+    static constexpr std::size_t kFrames = 8;
 
     Frame& Top() { return m_frames[m_depth - 1]; }
     WrittenTag& WrittenSlot(Frame const& frame);
@@ -186,7 +188,7 @@ private:
     WMSOAPWSDLClient& m_wsdl;
     WMString m_key;
     std::unordered_map<WMString, std::unique_ptr<SchemaType>> m_types;
-    std::deque<WMString> m_kept;
+    std::forward_list<WMString> m_kept;  // nothing allocated while empty, unlike a deque
 };
 
 }  // namespace corvane::detail

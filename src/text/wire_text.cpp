@@ -109,34 +109,13 @@ bool DecodeUtf16(std::string_view bytes, bool bigEndian, WMString& out, std::str
 }  // namespace
 
 bool EncodeUtf8(WMString const& text, std::string& out, std::size_t& bad) {
-    // The length first, checking the surrogates on the way, then the bytes into place: a
-    // request is encoded on every call, and a per-byte append checks the capacity each time.
+    // One pass, written in place: the text's length in bytes is exact while it is ASCII (a
+    // request is mostly markup), and the rest is sized by its bound, three bytes a unit, when
+    // the first other character comes; a per-byte append would check the capacity each time.
     const std::size_t size = text.size();
-    std::size_t length = 0;
-    for (std::size_t i = 0; i < size; ++i) {
-        if (i + 4 <= size && AsciiUnits(&text[i])) {
-            length += 4;
-            i += 3;
-            continue;
-        }
-        const char16_t c = text[i];
-        if (c < 0x80) {
-            ++length;
-        } else if (c < 0x800) {
-            length += 2;
-        } else if (c < 0xD800 || c > 0xDFFF) {
-            length += 3;
-        } else if (c <= 0xDBFF && i + 1 < size && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
-            length += 4;
-            ++i;
-        } else {
-            out.clear();
-            bad = i;
-            return false;
-        }
-    }
-    out.resize(length);
+    out.resize(size);
     char* to = out.data();
+    bool bounded = false;
     for (std::size_t i = 0; i < size; ++i) {
         if (i + 4 <= size && AsciiUnits(&text[i])) {
             to[0] = static_cast<char>(text[i]);
@@ -150,21 +129,34 @@ bool EncodeUtf8(WMString const& text, std::string& out, std::size_t& bad) {
         char32_t c = text[i];
         if (c < 0x80) {
             *to++ = static_cast<char>(c);
-        } else if (c < 0x800) {
+            continue;
+        }
+        if (!bounded) {
+            const std::size_t written = static_cast<std::size_t>(to - out.data());
+            out.resize(written + 3 * (size - i));
+            to = out.data() + written;
+            bounded = true;
+        }
+        if (c < 0x800) {
             *to++ = static_cast<char>(0xC0 | (c >> 6));
             *to++ = static_cast<char>(0x80 | (c & 0x3F));
         } else if (c < 0xD800 || c > 0xDFFF) {
             *to++ = static_cast<char>(0xE0 | (c >> 12));
             *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
             *to++ = static_cast<char>(0x80 | (c & 0x3F));
-        } else {
+        } else if (c <= 0xDBFF && i + 1 < size && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
             c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
             *to++ = static_cast<char>(0xF0 | (c >> 18));
             *to++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
             *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
             *to++ = static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            out.clear();
+            bad = i;
+            return false;
         }
     }
+    out.resize(static_cast<std::size_t>(to - out.data()));
     return true;
 }
 
