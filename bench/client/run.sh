@@ -9,7 +9,7 @@
 # (items-N: echoItems of tests/peers/doclit/echo_doclit.wsdl, wrapped, SOAP 1.1) compare
 # Corvane's documentLiteral mode with PHP's SoapClient and gSOAP's client of the same WSDL
 # against the PHP SoapServer of that WSDL and the same kinds of replaying server; their CPU
-# ratios are summed up at the end.
+# ratios are summed up at the end, and last the peak memory at 10,000 structs against PHP's.
 #
 #   bench/client/run.sh [BUILD_DIR]
 #
@@ -269,3 +269,29 @@ print('  %-7s %-12s Corvane %8.3f ms   Corvane/PHP %6s   Corvane/gSOAP %6s' % (s
             "${doclit_cpu["$server $case $gsoap_client"]:-}"
     done
 done
+
+# The memory aim at 10,000 structs against the replaying server: Corvane's peak resident memory
+# at most half of PHP's. Where a process's allocations fall moves its peak by a few MiB from run
+# to run, so each client runs three times in turn and the median of its peaks is compared.
+declare -A peaks
+for _ in 1 2 3; do
+    for client in corvane php; do
+        case $client in
+            corvane) corvane replay structs-10000 ;;
+            php) command=(php "$here/php_client.php" "$work/replay.wsdl" "$replay_endpoint"
+                structs-10000 "$(calls_for structs-10000)") ;;
+        esac
+        if result=$(measure "${command[@]}" 2>"$work/err"); then
+            read -r seconds cpu rss <<<"$result"
+            peaks[$client]="${peaks[$client]:-} $rss"
+        fi
+    done
+done
+$python -c "import statistics, sys
+c, p = (statistics.median(int(k) for k in runs.split()) / 1024 if runs else None
+        for runs in sys.argv[1:3])
+shown = lambda mib: '%.1f' % mib if mib else 'n/a'
+print('peak memory at 10,000 structs, replaying server, median of 3 runs')
+print('(aim: Corvane/PHP 0.5 or less)')
+print('  Corvane %s MiB   PHP %s MiB   Corvane/PHP %s' % (shown(c), shown(p),
+      '%.2fx' % (c / p) if c and p else 'n/a'))" "${peaks[corvane]:-}" "${peaks[php]:-}"

@@ -9,6 +9,7 @@
 #include "client/name_list.h"
 #include "soap/deserializer_impl.h"
 #include "soap/envelope_reader.h"
+#include "xml/reader.h"
 
 namespace {
 
@@ -62,6 +63,7 @@ public:
     }
     AnswerSetAside(AnswerSetAside const&) = delete;
     AnswerSetAside& operator=(AnswerSetAside const&) = delete;
+    bool Large() const { return m_aside; }
     ~AnswerSetAside() {
         if (m_aside) {
             m_kept = corvane::detail::MessageBuilder::TakeBuffer(m_message);
@@ -224,13 +226,19 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
     bool read = false;
     try {
         // What Deserialize and ProcessRPC read, without the exported element and handler trees.
-        corvane::detail::ReadResponse(m_message, m_wsdlClient);
+        // The client's message is its own and never shows its literal body, so none is made.
+        corvane::detail::ReadResponse(m_message, m_wsdlClient, corvane::detail::BodyText::kLeftOut);
         read = true;
     } catch (WMSOAPFault* raised) {
         // The response could not be read: its reason becomes the message's fault.
         std::unique_ptr<WMSOAPFault> fault(raised);
         m_message.SetSOAPFault(fault->GetFaultCode(), fault->GetFaultString(),
                                fault->GetFaultActor(), fault->GetNeedDetail());
+    }
+    if (answer.Large()) {
+        // The blocks the read keeps for the next one would lie scattered between the values
+        // the caller now holds, where the next call's large texts cannot reuse their room.
+        corvane::detail::ReleaseReaderBlocks();
     }
     m_responseHeaderCount = m_message.GetNumHeaderElems();
     if (!read) {

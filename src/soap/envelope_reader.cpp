@@ -734,8 +734,9 @@ void Parse(WMSOAPMessage& message, bool request, XMLDocument& document, Envelope
     }
 }
 
-void ReadBody(WMSOAPMessage& message, EnvelopeEvents const& events) {
-    if (events.Body() == nullptr) {
+void ReadBody(WMSOAPMessage& message, EnvelopeEvents const& events,
+              BodyText body = BodyText::kKept) {
+    if (events.Body() == nullptr || body == BodyText::kLeftOut) {
         return;
     }
     // The body is nearly the whole envelope: its text is given the envelope's size at once.
@@ -746,7 +747,7 @@ void ReadBody(WMSOAPMessage& message, EnvelopeEvents const& events) {
 
 }  // namespace
 
-void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl, BodyText body) {
     MessageBuilder::BeginRead(message);
     XMLDocument document;
     EnvelopeEvents events(false);
@@ -763,7 +764,7 @@ void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     }
     Item* method = events.Method();
     if (events.FaultSeen() || method == nullptr || method->childCount == 0) {
-        ReadBody(message, events);
+        ReadBody(message, events, body);
         return;
     }
     // The literal body is written after the values, once the items are gone, so that a large
@@ -771,11 +772,11 @@ void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     try {
         ReadResponseParams(reader, ItemTree::Children(method), message, wsdl);
     } catch (WMSOAPFault*) {
-        ReadBody(message, events);
+        ReadBody(message, events, body);
         throw;
     }
     events.ReleaseItems();
-    ReadBody(message, events);
+    ReadBody(message, events, body);
 }
 
 void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
