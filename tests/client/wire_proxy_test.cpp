@@ -2,32 +2,12 @@
 #include <corvane/client.h>
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
-#include "support/loopback.h"
-#include "support/support.h"
+#include "support/peer_calls.h"
 
 namespace corvane::test {
 namespace {
-
-struct Outcome {
-    bool completed = false;
-    WMString message;  // the fault's text
-};
-
-Outcome Exchange(WMSOAPAutomationProxy& proxy, int port, WMSOAPMessage& message,
-                 WMString const& path = u"/svc") {
-    Outcome outcome;
-    try {
-        outcome.completed =
-            proxy.InvokeSOAPMethod(u"\"urn:a\"", u"127.0.0.1", port, path, u"tester", message);
-    } catch (WMSOAPProxyFault* raised) {
-        std::unique_ptr<WMSOAPProxyFault> fault(raised);
-        outcome.message = fault->GetContext() + u": " + fault->GetMessageText();
-    }
-    return outcome;
-}
 
 WMSOAPAutomationProxy StandardProxy() {
     WMSOAPAutomationProxy proxy;
@@ -45,7 +25,7 @@ TEST(WireProxy, PostsUtf8WithByteLengthAndNothingAfterTheBody) {
     WMSOAPAutomationProxy proxy = StandardProxy();
     WMSOAPMessage message;
     message.SetBuffer(u"<x>Gr\u00fc\u00dfe \U0001F600</x>");
-    ASSERT_TRUE(Exchange(proxy, server.Port(), message).completed);
+    ASSERT_EQ(ProxyExchange(proxy, server.Port(), message), u"");
     const std::string body =
         "<x>Gr\xC3\xBC\xC3\x9F"
         "e \xF0\x9F\x98\x80</x>";
@@ -60,7 +40,7 @@ TEST(WireProxy, PostsUtf8WithByteLengthAndNothingAfterTheBody) {
     EXPECT_EQ(proxy.GetWireOptions().standard, true);
     // The server closed the connection after its answer: the kept one is found stale and the
     // next exchange goes out on a new one.
-    ASSERT_TRUE(Exchange(proxy, server.Port(), message).completed);
+    ASSERT_EQ(ProxyExchange(proxy, server.Port(), message), u"");
     EXPECT_TRUE(server.HasRequest(2));
 }
 
@@ -73,11 +53,11 @@ TEST(WireProxy, DecodesTheAnswerByItsMarkOrCharset) {
         WMSOAPAutomationProxy proxy = StandardProxy();
         WMSOAPMessage message;
         message.SetBuffer(u"<q/>");
-        const Outcome outcome = Exchange(proxy, server.Port(), message);
         const bool fault = row.expected.rfind("! ", 0) == 0;
-        EXPECT_EQ(outcome.completed, !fault) << row.where;
+        EXPECT_EQ(ProxyExchange(proxy, server.Port(), message),
+                  fault ? Widen(row.expected.substr(2)) : u"")
+            << row.where;
         EXPECT_EQ(proxy.GetXMLIn(), fault ? u"" : Unescape(row.expected)) << row.where;
-        EXPECT_EQ(outcome.message, fault ? Widen(row.expected.substr(2)) : u"") << row.where;
     }
 }
 
@@ -85,22 +65,18 @@ TEST(WireProxy, FailuresSayWhy) {
     WMSOAPAutomationProxy proxy = StandardProxy();
     WMSOAPMessage message;
     message.SetBuffer(u"<x>\xD83D</x>");
-    const int closed = UnusedPort();
-    EXPECT_EQ(Exchange(proxy, closed, message).message,
+    const std::string closed = std::to_string(UnusedPort());
+    EXPECT_EQ(ProxyExchange(proxy, std::stoi(closed), message),
               u"Request Message: The request holds an unpaired surrogate at 3.");
     EXPECT_EQ(*message.GetBufferPtr(), u"<x>\xD83D</x>");  // left with the message
     message.SetBuffer(u"<x/>");
-    const std::string expected =
-        "Request Message: Could not connect to 127.0.0.1:" + std::to_string(closed) +
-        ": connection refused.";
-    EXPECT_EQ(Exchange(proxy, closed, message).message, WMString(expected.begin(), expected.end()));
+    EXPECT_EQ(
+        Narrow(ProxyExchange(proxy, std::stoi(closed), message)),
+        "Request Message: Could not connect to 127.0.0.1:" + closed + ": connection refused.");
     // A whole URL as the path names the endpoint; host and port are not used.
-    const std::string url = "http://127.0.0.2:" + std::to_string(closed) + "/x";
-    const std::string other =
-        "Request Message: Could not connect to 127.0.0.2:" + std::to_string(closed) +
-        ": connection refused.";
-    EXPECT_EQ(Exchange(proxy, 1, message, WMString(url.begin(), url.end())).message,
-              WMString(other.begin(), other.end()));
+    EXPECT_EQ(
+        Narrow(ProxyExchange(proxy, 1, message, Widen("http://127.0.0.2:" + closed + "/x"))),
+        "Request Message: Could not connect to 127.0.0.2:" + closed + ": connection refused.");
     // A copy keeps the options but not the connection.
     WMSOAPAutomationProxy copy(proxy);
     EXPECT_TRUE(copy.GetWireOptions().standard);

@@ -14,22 +14,17 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         return 0;
     }
     WMSOAPWSDLClient& wsdl = *input.wsdl;
-    bool const request = input.request;
-    WMString const& operation = input.operation;
-    WMString const& text = input.text;
-
     WMSOAPMessage message;
-    message.SetBuffer(text);
+    message.SetBuffer(input.text);
     message.SetStandardWireMode(input.standard);
-    message.SetRequestPhase(request);
-    if (!request) {
-        message.SetMethodName(operation);
-    }
+    message.SetRequestPhase(input.request);
     WMString soapAction;
-    wsdl.GetMethodSOAPAction(operation, soapAction);
-    if (request) {
+    wsdl.GetMethodSOAPAction(input.operation, soapAction);
+    if (input.request) {
         message.Initialize(nullptr, 0, WMString(), WMString(), WMString(), soapAction, WMString(),
                            false);
+    } else {
+        message.SetMethodName(input.operation);
     }
     try {
         message.Deserialize(wsdl);

@@ -1,6 +1,7 @@
 // Fuzz target of the XML parser. The input becomes wide text by readerdiff::FuzzText. The text is
 // parsed in event mode and in tree mode; a tree that parses is written out, parsed again and
 // must come back with the same names, attributes and texts.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -27,29 +28,18 @@ bool Unwritable(WMXMLElement const& element) {
     auto const lost = [](WMString const& text) {
         return text.find_first_of(u"\0\r", 0, 2) != WMString::npos;
     };
-    if (lost(element.GetText()) || lost(element.GetDefaultNS())) {
-        return true;
-    }
-    for (auto const& entry : element.GetNSPrefixMap()) {
-        if (lost(entry.second)) {
-            return true;
-        }
-    }
-    auto const empty = element.GetNSPrefixMap().find(WMString());
-    if (empty != element.GetNSPrefixMap().end() && empty->second != element.GetDefaultNS()) {
-        return true;
-    }
-    for (auto const& entry : element.GetAttributeMap()) {
-        if (lost(entry.second->GetValue())) {
-            return true;
-        }
-    }
-    for (WMXMLElement const* child : element.GetChildElements()) {
-        if (Unwritable(*child)) {
-            return true;
-        }
-    }
-    return false;
+    auto const& prefixes = element.GetNSPrefixMap();
+    auto const& attributes = element.GetAttributeMap();
+    auto const& children = element.GetChildElements();
+    auto const empty = prefixes.find(WMString());
+    return lost(element.GetText()) || lost(element.GetDefaultNS()) ||
+           (empty != prefixes.end() && empty->second != element.GetDefaultNS()) ||
+           std::any_of(prefixes.begin(), prefixes.end(),
+                       [&](auto const& entry) { return lost(entry.second); }) ||
+           std::any_of(attributes.begin(), attributes.end(),
+                       [&](auto const& entry) { return lost(entry.second->GetValue()); }) ||
+           std::any_of(children.begin(), children.end(),
+                       [](WMXMLElement const* child) { return Unwritable(*child); });
 }
 
 // Names, texts and attributes (key, name, value) of a tree: what writing and reading keep.

@@ -1,5 +1,5 @@
-// The platform layer's own promises: SIGPIPE never escapes a guarded call, the code page is
-// ISO-8859-1 both ways, and libraries load only by absolute path.
+// The platform layer's own promises: SIGPIPE never escapes a guarded call, and libraries load
+// only by absolute path. The code page's conversions are codepage_block_test's.
 #ifndef _WIN32
 #include <signal.h>
 #include <sys/socket.h>
@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <string>
 
-#include "platform/codepage.h"
 #include "platform/library.h"
 #include "platform/signals.h"
 
@@ -81,20 +80,6 @@ TEST(SigpipeGuard, LeavesTheApplicationsMaskAndPendingSignalAlone) {
     EXPECT_EQ(sigtimedwait(&pipe, nullptr, &zero), SIGPIPE);
     EXPECT_FALSE(Pending());
     BlockSigpipe(SIG_UNBLOCK);
-}
-
-TEST(CodePage, IsLatin1BothWays) {
-    std::string bytes;
-    for (int b = 0; b < 256; ++b) {
-        bytes += static_cast<char>(b);
-    }
-    const std::u16string wide = corvane::platform::AnsiToWide(bytes);
-    ASSERT_EQ(wide.size(), 256u);
-    for (int b = 0; b < 256; ++b) {
-        EXPECT_EQ(wide[static_cast<std::size_t>(b)], static_cast<char16_t>(b));
-    }
-    EXPECT_EQ(corvane::platform::WideToAnsi(wide), bytes);
-    EXPECT_EQ(corvane::platform::WideToAnsi(u"a\u0100\u20ac\xff"), "a??\xff");
 }
 
 TEST(Library, LoadsOnlyByAbsolutePath) {

@@ -34,10 +34,7 @@ TEST(WindowsCodePage, OneUnitPerByteAndQuestionMarkForTheUnrepresentable) {
     }
     const std::string ascii = all.substr(0, 0x80);
     const std::u16string wide = platform::AnsiToWide(ascii);
-    ASSERT_EQ(wide.size(), ascii.size());
-    for (std::size_t i = 0; i < ascii.size(); ++i) {
-        EXPECT_EQ(wide[i], static_cast<char16_t>(ascii[i]));
-    }
+    EXPECT_EQ(wide, std::u16string(ascii.begin(), ascii.end()));
     EXPECT_EQ(platform::WideToAnsi(wide), ascii);
     // No single-byte code page holds these; a surrogate half is never a character.
     EXPECT_EQ(platform::WideToAnsi(u"a\u4e00\u0416\xd800z").size(), 5u);

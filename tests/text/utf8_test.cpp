@@ -43,7 +43,7 @@ TEST(CharConverters, EncodeAndDecodeAsTheTableSays) {
     EXPECT_EQ(UTF8ToWideChar(nullptr, "a"), 0);
 }
 
-TEST(WideStringToUTF8, ZeroUnitsAreCountedButNotAppended) {
+TEST(WideStringToUTF8, ZeroUnitsAreCountedButNotAppendedAndZeroLengthsEmptyTheOutput) {
     WMString text(u"a\0b", 3);
     std::string out = "old";
     EXPECT_EQ(WideStringToUTF8(text, out), 3);
@@ -65,6 +65,18 @@ TEST(WideStringToUTF8, ZeroUnitsAreCountedButNotAppended) {
     ASSERT_EQ(WideStringToUTF8(text.data(), 3, &buf), 3);
     EXPECT_EQ(std::string(buf, 3), std::string("a\0b", 3));
     std::free(buf);
+
+    // Zero lengths return zero and empty the output; the malloc form leaves its pointer.
+    std::string narrow = "keep";
+    EXPECT_EQ(WideStringToUTF8(u"abc", 0, narrow), 0);
+    EXPECT_TRUE(narrow.empty());
+    WMString wide = u"keep";
+    EXPECT_EQ(UTF8ToWideString("abc", 0, wide), 0);
+    EXPECT_TRUE(wide.empty());
+    char sentinel = 0;
+    buf = &sentinel;
+    EXPECT_EQ(WideStringToUTF8(u"abc", 0, &buf), 0);
+    EXPECT_EQ(buf, &sentinel);  // untouched
 }
 
 TEST(WideStringToUTF8, SurrogatePairsBecomeTwoThreeByteSequences) {
@@ -75,19 +87,6 @@ TEST(WideStringToUTF8, SurrogatePairsBecomeTwoThreeByteSequences) {
     WMString back;
     EXPECT_EQ(UTF8ToWideString(out, back), 3);
     EXPECT_EQ(back, text);
-}
-
-TEST(StringConverters, ZeroLengthsReturnZeroAndEmptyTheOutput) {
-    std::string narrow = "keep";
-    EXPECT_EQ(WideStringToUTF8(u"abc", 0, narrow), 0);
-    EXPECT_TRUE(narrow.empty());
-    WMString wide = u"keep";
-    EXPECT_EQ(UTF8ToWideString("abc", 0, wide), 0);
-    EXPECT_TRUE(wide.empty());
-    char sentinel = 0;
-    char* buf = &sentinel;
-    EXPECT_EQ(WideStringToUTF8(u"abc", 0, &buf), 0);
-    EXPECT_EQ(buf, &sentinel);  // untouched
 }
 
 // The string converters take shortcuts for ASCII runs; every code unit, placed at every offset

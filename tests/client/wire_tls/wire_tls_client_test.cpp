@@ -10,39 +10,22 @@
 #include "net/wire/wire_peers.h"
 #include "net/wire_http.h"
 #include "support/support.h"
-#include "support/values.h"
+#include "support/value_text.h"
 
 namespace corvane::test {
 namespace {
 
-struct Outcome {
-    bool initialized = false;
-    bool called = false;
-    std::string text;  // the returned value, or why the load or the call failed
-};
-
 class WireTlsClient : public PeersTest {
 protected:
-    // Reads the description at `wsdl` and calls swap on the address it gives.
-    Outcome Swap(const std::string& wsdl) {
-        Outcome outcome;
+    // Reads the description at `wsdl` and calls swap on the address it gives: what CallOf gives,
+    // or "not loaded: " and why.
+    std::string Swap(const std::string& wsdl) {
         WMSOAPClient client;
         client.SetWireOptions(options);
-        outcome.initialized =
-            client.Initialize(Widen(wsdl), u"Calls", u"CallsPort", u"", u"tester", u"", false);
-        if (!outcome.initialized) {
-            outcome.text = Utf8(client.GetWSDLClient().GetLoadErrorMessage());
-            return outcome;
+        if (!client.Initialize(Widen(wsdl), u"Calls", u"CallsPort", u"", u"tester", u"", false)) {
+            return "not loaded: " + Utf8(client.GetWSDLClient().GetLoadErrorMessage());
         }
-        WMString names[2] = {u"a", u"b"};
-        WMSOAPStructMember values[2] = {WMSOAPStructMember(u"a", WMString(u"T\u014dky\u014d")),
-                                        WMSOAPStructMember(u"b", 1)};
-        WMSOAPStructMember returned;
-        outcome.called = client.InvokeSOAPMethod(u"swap", names, values, 2, returned);
-        WMString fault;
-        client.GetSOAPFaultString(fault);
-        outcome.text = Utf8(outcome.called ? returned.StringValue() : fault);
-        return outcome;
+        return CallOf(client, "swap {a=\"T\\u014dky\\u014d\",b=1}");
     }
 
     // The description from the plain server, naming the service on TLS server `server`.
@@ -52,43 +35,39 @@ protected:
 };
 
 const std::string kReturned = "T\xC5\x8Dky\xC5\x8D";
+const std::string kSwapped = "{return=\"" + kReturned + "\"}";
 
 TEST_F(WireTlsClient, FetchesAndCallsOverVerifiedTls) {
     // Description and service on the same TLS server, by name and by address.
     for (const char* host : {"localhost", "127.0.0.1"}) {
-        const Outcome outcome = Swap(peers->Url("tls", "/calls.wsdl", host));
-        EXPECT_TRUE(outcome.called) << host << ": " << outcome.text;
-        EXPECT_EQ(outcome.text, kReturned) << host;
+        EXPECT_EQ(Swap(peers->Url("tls", "/calls.wsdl", host)), kSwapped) << host;
     }
 }
 
 TEST_F(WireTlsClient, RefusesEachBadCertificateWithItsReason) {
     for (const TableRow& row : ReadTable("expected/net/bad_certificates.txt")) {
-        const std::string& server = row.input;
-        const std::string& reason = row.expected;
-        // Refused by the call, the description having come over plain HTTP ...
-        Outcome outcome = Swap(Via(server));
-        ASSERT_TRUE(outcome.initialized) << server << ": " << outcome.text;
-        EXPECT_FALSE(outcome.called) << server;
-        EXPECT_NE(outcome.text.find(reason), std::string::npos) << server << ": " << outcome.text;
-        // ... and by the fetch of the description.
-        outcome = Swap(peers->Url(server, "/calls.wsdl", "localhost"));
-        EXPECT_FALSE(outcome.initialized) << server;
-        EXPECT_NE(outcome.text.find(reason), std::string::npos) << server << ": " << outcome.text;
+        // Refused by the call, the description having come over plain HTTP, and by the fetch of
+        // the description.
+        const std::string call = Swap(Via(row.input));
+        EXPECT_EQ(call.rfind("failed: ", 0), 0u) << call;
+        EXPECT_NE(call.find(row.expected), std::string::npos) << row.input << ": " << call;
+        const std::string load = Swap(peers->Url(row.input, "/calls.wsdl", "localhost"));
+        EXPECT_EQ(load.rfind("not loaded: ", 0), 0u) << load;
+        EXPECT_NE(load.find(row.expected), std::string::npos) << row.input << ": " << load;
     }
 }
 
 TEST_F(WireTlsClient, ClientCertificateAndUnverifiedServers) {
     options.clientCertificateFile = peers->File("client.pem");
     options.clientKeyFile = peers->File("client.key");
-    EXPECT_EQ(Swap(peers->Url("clientauth", "/calls.wsdl", "localhost")).text, kReturned);
+    EXPECT_EQ(Swap(peers->Url("clientauth", "/calls.wsdl", "localhost")), kSwapped);
 
     // Only the explicit setting accepts what verification refuses.
     options = WMWireOptions();
     options.standard = true;
     options.verifyServerCertificate = false;
     for (const char* server : {"self", "expired", "wronghost", "unknown"}) {
-        EXPECT_EQ(Swap(peers->Url(server, "/calls.wsdl", "localhost")).text, kReturned) << server;
+        EXPECT_EQ(Swap(peers->Url(server, "/calls.wsdl", "localhost")), kSwapped) << server;
     }
 }
 
