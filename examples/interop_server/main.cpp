@@ -193,7 +193,7 @@ int main(int argc, char** argv) {
     int port = 8080;
     std::string wsdlDirectory = CORVANE_INTEROP_WSDL_DIR;
     ServerLimits limits;
-    // Processing one request takes tens of times its size in memory (server_memory in
+    // Processing one request takes ten to twenty times its size in memory (server_memory in
     // bench/server_load measures it), so this bounds the memory of the SOAP work apart from the
     // number of open connections.
     std::size_t workers = 8;

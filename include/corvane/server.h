@@ -111,6 +111,9 @@ public:
     // the HTTP status: 200 for a response, 500 for a fault. A response that the WSDL does not
     // describe (a value of the wrong shape, a missing struct member type) is not sent half
     // written: it becomes the fault "SOAP-ENV:Server" / "Unable to serialize RPC response.".
+    // Writing releases what the answer no longer needs, so that it is not held beside the
+    // answer's text: the request's literal body text (GetBodyElemLit) unless the message is
+    // forwarded, and, once the answer is written, the return value and output parameters.
     int WriteResponse(std::string& body);
 
     // The message of the call, for anything the operations above do not cover (header entries,

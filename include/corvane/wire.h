@@ -6,6 +6,8 @@
 // TLS ("https://" on any port), connections are kept and reused per scheme, host and port,
 // answers may be chunked or gzip-compressed, and TLS is TLS 1.2 or newer with SNI and a verified
 // server certificate. The other fields tune that exchange; they are read only in standard mode.
+// Envelopes written in the standard mode bind each namespace prefix once, on the Envelope
+// element, rather than on every value that uses it.
 #ifndef CORVANE_WIRE_H
 #define CORVANE_WIRE_H
 

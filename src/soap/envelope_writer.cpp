@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace corvane::detail {
 
@@ -25,6 +26,15 @@ bool KeyLess(std::u16string_view uri1, std::u16string_view local1, std::u16strin
         }
     }
     return size1 < size2;
+}
+
+// Equal texts; the same URIs and prefixes come back by the same address most of the time, and
+// the prefixes that differ (xsi and xsd, nsa and nss, SOAP-ENV and SOAP-ENC) differ at the end.
+bool SameText(std::u16string_view a, std::u16string_view b) {
+    if (a.size() != b.size() || a.data() == b.data() || a.empty()) {
+        return a.size() == b.size();
+    }
+    return a.back() == b.back() && std::memcmp(a.data(), b.data(), a.size() * sizeof(WMChar)) == 0;
 }
 
 bool KeyEqual(std::u16string_view uri1, std::u16string_view local1, std::u16string_view uri2,
@@ -119,6 +129,15 @@ void EnvelopeWriter::Close() {
         WriteTagBody(frame);
         m_out.append(u" />");
     }
+    while (!m_local.empty() && m_local.back().depth == m_depth) {
+        m_local.pop_back();
+        ++m_generation;
+    }
+    if (m_depth == 1 && !m_hoisted.empty()) {
+        // One move of the text written since, once per envelope.
+        m_out.insert(m_rootTagEnd, m_hoisted);
+        m_hoisted.clear();
+    }
     --m_depth;
 }
 
@@ -133,6 +152,9 @@ void EnvelopeWriter::WriteName(Frame const& frame) {
 void EnvelopeWriter::WriteStartTag() {
     Frame& frame = Top();
     WriteTagBody(frame);
+    if (m_depth == 1) {
+        m_rootTagEnd = m_out.size();
+    }
     m_out.push_back(u'>');
     frame.tagWritten = true;
 }
@@ -147,7 +169,7 @@ EnvelopeWriter::WrittenTag& EnvelopeWriter::WrittenSlot(Frame const& frame) {
 }
 
 bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
-                                  Frame const* parent) const {
+                                  std::vector<std::pair<View, View>> const& inherited) const {
     auto const same = [](View a, View b) { return a.data() == b.data() && a.size() == b.size(); };
     auto const samePairs = [&same](std::vector<std::pair<View, View>> const& a,
                                    std::vector<std::pair<View, View>> const& b) {
@@ -167,8 +189,7 @@ bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
         !samePairs(tag.prefixes, frame.prefixes)) {
         return false;
     }
-    static std::vector<std::pair<View, View>> const kNone;
-    if (!samePairs(tag.parentPrefixes, parent != nullptr ? parent->prefixes : kNone)) {
+    if (!samePairs(tag.parentPrefixes, inherited)) {
         return false;
     }
     for (std::size_t i = 0; i < tag.attributes.size(); ++i) {
@@ -182,11 +203,75 @@ bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
     return true;
 }
 
+EnvelopeWriter::View EnvelopeWriter::Bound(View prefix) {
+    // The items of an array ask for the same few prefixes, by the same address, while no
+    // binding comes or goes: the answer is remembered until one does.
+    Resolved& slot = m_resolved[(reinterpret_cast<std::uintptr_t>(prefix.data()) >> 1) % 8];
+    if (slot.generation == m_generation && slot.prefix == prefix.data() &&
+        slot.size == prefix.size()) {
+        return slot.bound;
+    }
+    // Below the outermost element a binding differs from the outermost one only where an
+    // element declared it itself; those few are looked at first.
+    View bound;
+    auto local = std::find_if(m_local.rbegin(), m_local.rend(),
+                              [&](Local const& l) { return SameText(l.prefix, prefix); });
+    if (local != m_local.rend()) {
+        bound = local->uri;
+    } else {
+        for (auto const& outer : m_frames[0].prefixes) {
+            if (SameText(outer.first, prefix)) {
+                bound = outer.second;
+                break;
+            }
+        }
+    }
+    slot = Resolved{prefix.data(), prefix.size(), m_generation, bound};
+    return bound;
+}
+
+void EnvelopeWriter::Inherited(Frame const& frame) {
+    m_inherited.clear();
+    for (auto const& entry : frame.prefixes) {
+        m_inherited.emplace_back(entry.first, m_depth > 1 ? Bound(entry.first) : View());
+    }
+}
+
+void EnvelopeWriter::RecordLocal(Frame const& frame) {
+    if (m_depth < 2) {
+        return;
+    }
+    for (std::size_t i = 0; i < frame.prefixes.size(); ++i) {
+        auto const& [prefix, uri] = frame.prefixes[i];
+        View const bound = m_inherited[i].second;
+        if (bound.data() == nullptr ? prefix.empty() : !SameText(bound, uri)) {
+            m_local.push_back(Local{m_depth, prefix, uri});
+            ++m_generation;
+        }
+    }
+}
+
+void EnvelopeWriter::AppendDeclaration(View prefix, View uri) {
+    m_out.append(prefix.empty() ? u" xmlns" : u" xmlns:");
+    m_out.append(prefix);
+    m_out.append(u"=\"");
+    AppendAttributeText(uri);
+    m_out.push_back(u'"');
+}
+
 void EnvelopeWriter::WriteTagBody(Frame& frame) {
+    static std::vector<std::pair<View, View>> const kNone;
     Frame const* parent = m_depth > 1 ? &m_frames[m_depth - 2] : nullptr;
+    if (m_hoist) {
+        Inherited(frame);
+    }
+    auto const& inherited = m_hoist ? m_inherited : parent != nullptr ? parent->prefixes : kNone;
     WrittenTag& written = WrittenSlot(frame);
-    if (WrittenAlike(written, frame, parent)) {
+    if (WrittenAlike(written, frame, inherited)) {
         m_out.append(written.text);
+        if (m_hoist) {
+            RecordLocal(frame);
+        }
         return;
     }
     written.used = false;
@@ -194,11 +279,7 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
     written.local.assign(frame.local);
     written.attributes = frame.attributes;
     written.prefixes = frame.prefixes;
-    if (parent != nullptr) {
-        written.parentPrefixes = parent->prefixes;
-    } else {
-        written.parentPrefixes.clear();
-    }
+    written.parentPrefixes = inherited;
     written.escapeCarriageReturn = m_escapeCarriageReturn;
     std::size_t const start = m_out.size();
 
@@ -219,6 +300,13 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         AppendAttributeText(attribute.value);
         m_out.push_back(u'"');
     }
+    if (m_hoist) {
+        WriteHoisting(frame);
+        RecordLocal(frame);
+        written.text.assign(m_out, start, WMString::npos);
+        written.used = true;
+        return;
+    }
     for (auto const& [prefix, uri] : frame.prefixes) {
         if (parent != nullptr) {
             bool alike = false;
@@ -232,14 +320,33 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
                 continue;
             }
         }
-        m_out.append(prefix.empty() ? u" xmlns" : u" xmlns:");
-        m_out.append(prefix);
-        m_out.append(u"=\"");
-        AppendAttributeText(uri);
-        m_out.push_back(u'"');
+        AppendDeclaration(prefix, uri);
     }
     written.text.assign(m_out, start, WMString::npos);
     written.used = true;
+}
+
+void EnvelopeWriter::WriteHoisting(Frame const& frame) {
+    for (std::size_t i = 0; i < frame.prefixes.size(); ++i) {
+        auto const& [prefix, uri] = frame.prefixes[i];
+        View const bound = m_inherited[i].second;
+        if (bound.data() != nullptr && SameText(bound, uri)) {
+            continue;
+        }
+        std::size_t const at = m_out.size();
+        AppendDeclaration(prefix, uri);
+        // A default namespace stays where it is: on the outermost element it would take in
+        // every unqualified name of the envelope.
+        if (bound.data() == nullptr && !prefix.empty() && m_depth > 1) {
+            m_hoisted.append(m_out, at, WMString::npos);
+            m_out.resize(at);
+            auto& outer = m_frames[0].prefixes;
+            ++m_generation;
+            outer.emplace(std::lower_bound(outer.begin(), outer.end(), prefix,
+                                           [](auto const& e, View p) { return e.first < p; }),
+                          prefix, uri);
+        }
+    }
 }
 
 void EnvelopeWriter::AppendAttributeText(View text) {
@@ -257,50 +364,46 @@ void EnvelopeWriter::AppendAttributeText(View text) {
 }
 
 void EnvelopeWriter::AppendEscaped(View text, bool attribute) {
+    // The characters to escape, as bits below 64: the scan tests one bit per character and
+    // copies the runs between them whole.
+    constexpr std::uint64_t kBoth = std::uint64_t{1} << u'&' | std::uint64_t{1} << u'<';
+    constexpr std::uint64_t kText = kBoth | std::uint64_t{1} << u'>';
+    constexpr std::uint64_t kAttribute =
+        kBoth | std::uint64_t{1} << u'"' | std::uint64_t{1} << u'\'';
+    std::uint64_t const special =
+        (attribute ? kAttribute : kText) | (m_escapeCarriageReturn ? std::uint64_t{1} << u'\r' : 0);
+    WMChar const* const data = text.data();
+    std::size_t const size = text.size();
     std::size_t run = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        // Every character that may need escaping sorts at or below '>'.
-        if (text[i] > u'>') {
+    for (std::size_t i = 0; i < size; ++i) {
+        WMChar const c = data[i];
+        if (c >= 64 || ((special >> c) & 1) == 0) {
             continue;
         }
-        View entity;
-        switch (text[i]) {
+        m_out.append(data + run, i - run);
+        switch (c) {
             case u'&':
-                entity = u"&amp;";
+                m_out.append(u"&amp;");
                 break;
             case u'<':
-                entity = u"&lt;";
+                m_out.append(u"&lt;");
                 break;
             case u'>':
-                if (!attribute) {
-                    entity = u"&gt;";
-                }
+                m_out.append(u"&gt;");
                 break;
             case u'"':
-                if (attribute) {
-                    entity = u"&quot;";
-                }
+                m_out.append(u"&quot;");
                 break;
             case u'\'':
-                if (attribute) {
-                    entity = u"&apos;";
-                }
-                break;
-            case u'\r':
-                if (m_escapeCarriageReturn) {
-                    entity = u"&#xD;";
-                }
+                m_out.append(u"&apos;");
                 break;
             default:
+                m_out.append(u"&#xD;");
                 break;
         }
-        if (!entity.empty()) {
-            m_out.append(text.substr(run, i - run));
-            m_out.append(entity);
-            run = i + 1;
-        }
+        run = i + 1;
     }
-    m_out.append(text.substr(run));
+    m_out.append(data + run, size - run);
 }
 
 SchemaType& TypeCache::Type(WMString const& name, WMString const& ns) {

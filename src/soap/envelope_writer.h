@@ -68,6 +68,11 @@ public:
         }
         m_escapeCarriageReturn = on;
     }
+    // Extension: binds each prefix once, on the outermost element, where a value below it first
+    // needs it; an element then declares only a prefix that is bound otherwise where it stands
+    // (the default declares on every element whatever its parent does not). Set before the
+    // first Open.
+    void HoistDeclarations(bool on) { m_hoist = on; }
 
 private:
     using View = std::u16string_view;
@@ -100,6 +105,7 @@ private:
         WMString local;
         std::vector<Attribute> attributes;  // in the order they were set
         std::vector<std::pair<View, View>> prefixes;
+        // The parent's prefixes, or in the hoisting mode Inherited(), when written.
         std::vector<std::pair<View, View>> parentPrefixes;
         bool escapeCarriageReturn = false;
         bool used = false;
@@ -109,11 +115,22 @@ private:
 
     Frame& Top() { return m_frames[m_depth - 1]; }
     WrittenTag& WrittenSlot(Frame const& frame);
-    bool WrittenAlike(WrittenTag const& tag, Frame const& frame, Frame const* parent) const;
+    bool WrittenAlike(WrittenTag const& tag, Frame const& frame,
+                      std::vector<std::pair<View, View>> const& inherited) const;
     void WriteName(Frame const& frame);
     // Writes the open element's start tag, ending it with ">".
     void WriteStartTag();
     void WriteTagBody(Frame& frame);
+    // For each prefix of the frame, the URI it is bound to where the frame stands (empty with
+    // a null data pointer when it is unbound); what the omitted declarations depend on.
+    void Inherited(Frame const& frame);
+    View Bound(View prefix);
+    // Notes the declarations the frame made itself, which its descendants see instead of the
+    // outermost element's.
+    void RecordLocal(Frame const& frame);
+    // The declarations of the frame's prefixes in the hoisting mode.
+    void WriteHoisting(Frame const& frame);
+    void AppendDeclaration(View prefix, View uri);
     void AppendEscaped(View text, bool attribute);
     void AppendAttributeText(View text);
 
@@ -123,6 +140,27 @@ private:
     CleanText m_clean[16];
     WrittenTag m_written[kWrittenTags];
     bool m_escapeCarriageReturn = false;
+    bool m_hoist = false;
+    std::vector<std::pair<View, View>> m_inherited;
+    struct Local {
+        std::size_t depth;
+        View prefix;
+        View uri;
+    };
+    std::vector<Local> m_local;
+    // Bound()'s recent answers; a generation ends whenever a binding comes or goes.
+    struct Resolved {
+        WMChar const* prefix = nullptr;
+        std::size_t size = 0;
+        std::size_t generation = 0;
+        View bound;
+    };
+    Resolved m_resolved[8];
+    std::size_t m_generation = 1;
+    // Declarations bound on the outermost element after its start tag was written, and where
+    // they go in the text.
+    WMString m_hoisted;
+    std::size_t m_rootTagEnd = 0;
 };
 
 // What the serializer needs to know of one schema type, asked of the WSDL once per Serialize

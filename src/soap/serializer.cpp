@@ -39,6 +39,7 @@ bool WMSOAPSerializer::Serialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl)
         Writer out(text);
         m_standard = message.m_standardWireMode;
         out.EscapeCarriageReturns(m_standard);
+        out.HoistDeclarations(m_standard);
         Types types(wsdl);
         bool const written = message.m_isSOAPFault && message.m_isLocalFault
                                  ? SerializeSOAPFaultMsg(message, types, out)

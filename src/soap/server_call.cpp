@@ -55,8 +55,12 @@ bool WMSOAPServerCall::ReadRequest(std::string const& body, std::string const& s
     m_message.SetStandardWireMode(m_wire.standard);
     WMString text;
     if (m_wire.standard) {
+        // A body with a byte order mark takes the general decoder, which reads UTF-16 too.
+        unsigned char const first = body.empty() ? 0 : static_cast<unsigned char>(body[0]);
         std::string error;
-        if (!corvane::detail::DecodeText(body, "utf-8", text, error)) {
+        if (first == 0xEF || first == 0xFE || first == 0xFF
+                ? !corvane::detail::DecodeText(body, "utf-8", text, error)
+                : !corvane::DecodeStrictUTF8(body, text)) {
             m_message.SetSOAPFault(u"SOAP-ENV:Client", u"The request body is not valid UTF-8.",
                                    WMString(), false);
             return false;
@@ -172,16 +176,25 @@ int WMSOAPServerCall::WriteResponse(std::string& body) {
         params.erase(std::remove_if(params.begin(), params.end(),
                                     [](auto const& param) { return !param->m_isOutput; }),
                      params.end());
+        if (m_message.m_nextHopURL.empty()) {
+            // Only a forwarding node sends the body it received; the text of that body is
+            // about the request's size again, and the answer is written beside it.
+            m_message.m_bodyElemLit.reset();
+        }
+        // Serialize empties the request's text but keeps its memory until the answer replaces
+        // it; released here, it is not held while the answer grows.
+        WMString().swap(m_message.m_buffer);
         if (m_message.Serialize(*m_wsdl)) {
+            // The values are in the answer's text now; the UTF-8 copy need not sit beside them.
+            m_message.m_returnValue = WMSOAPStructMember();
+            params.clear();
             if (!m_wire.standard) {
                 corvane::AppendUTF8(*m_message.GetBufferPtr(), body);
                 return 200;
             }
-            std::size_t bad = 0;
-            if (corvane::detail::EncodeUtf8(*m_message.GetBufferPtr(), body, bad)) {
+            if (corvane::AppendStrictUTF8(*m_message.GetBufferPtr(), body)) {
                 return 200;
             }
-            body.clear();
             SetFault(kServerFault, kUnpaired);
         } else {
             SetFault(kServerFault, kUnserializable);

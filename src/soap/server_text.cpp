@@ -143,21 +143,8 @@ char* PutCodePoint(char32_t code, char* to) {
     return to;
 }
 
-}  // namespace
-
-WMString DecodeHTTPText(std::string_view bytes) {
-    WMString text;
-    if (DecodeUTF8(bytes, text)) {
-        return text;
-    }
-    text.assign(bytes.size(), u'\0');
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        text[i] = static_cast<unsigned char>(bytes[i]);
-    }
-    return text;
-}
-
-void AppendUTF8(WMString const& text, std::string& out) {
+// AppendUTF8, or with `strict` false and `out` as it was at the first lone surrogate.
+bool Encode(WMString const& text, std::string& out, bool strict) {
     // Sized for ASCII, the common case, and converted in one pass; past the first other
     // character the rest is measured and the room made once, since a per-byte append checks the
     // capacity each time.
@@ -166,7 +153,7 @@ void AppendUTF8(WMString const& text, std::string& out) {
     out.resize(start + size);
     std::size_t i = NarrowAscii(text.data(), size, out.data() + start);
     if (i == size) {
-        return;
+        return true;
     }
     std::size_t length = i;
     for (std::size_t k = i; k < size; ++k) {
@@ -178,6 +165,9 @@ void AppendUTF8(WMString const& text, std::string& out) {
         } else if (IsHighSurrogate(unit) && k + 1 < size && IsLowSurrogate(text[k + 1])) {
             length += 4;
             ++k;
+        } else if (strict && unit >= 0xD800 && unit <= 0xDFFF) {
+            out.resize(start);
+            return false;
         } else {
             length += 3;  // a lone surrogate is written as U+FFFD, three bytes too
         }
@@ -200,6 +190,37 @@ void AppendUTF8(WMString const& text, std::string& out) {
             ++i;
         }
     }
+    return true;
+}
+
+}  // namespace
+
+WMString DecodeHTTPText(std::string_view bytes) {
+    WMString text;
+    if (DecodeUTF8(bytes, text)) {
+        return text;
+    }
+    text.assign(bytes.size(), u'\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        text[i] = static_cast<unsigned char>(bytes[i]);
+    }
+    return text;
+}
+
+bool DecodeStrictUTF8(std::string_view bytes, WMString& text) {
+    if (DecodeUTF8(bytes, text)) {
+        return true;
+    }
+    text.clear();
+    return false;
+}
+
+void AppendUTF8(WMString const& text, std::string& out) {
+    Encode(text, out, false);
+}
+
+bool AppendStrictUTF8(WMString const& text, std::string& out) {
+    return Encode(text, out, true);
 }
 
 }  // namespace corvane

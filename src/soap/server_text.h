@@ -14,9 +14,15 @@ namespace corvane {
 // ISO-8859-1, one character per byte, since that is what Corvane's own client sends.
 WMString DecodeHTTPText(std::string_view bytes);
 
+// Strict UTF-8 alone: false, and `text` empty, when the bytes are not valid UTF-8 as a whole.
+bool DecodeStrictUTF8(std::string_view bytes, WMString& text);
+
 // Appends the UTF-8 form of `text` to `out`, joining surrogate pairs; a lone surrogate, which
 // UTF-8 cannot carry, becomes U+FFFD.
 void AppendUTF8(WMString const& text, std::string& out);
+// The same without the replacement: false, with `out` as it was, when `text` holds a lone
+// surrogate.
+bool AppendStrictUTF8(WMString const& text, std::string& out);
 
 }  // namespace corvane
 

@@ -68,10 +68,10 @@ TEST_F(WireClient, CallsTheAddressOverHttp11WithoutAProbe) {
                          "e"));
     EXPECT_NE(request.back(), '\0');
     // Values are typed by the description, also in a message started afresh.
-    EXPECT_TRUE(Contains(request, "<b xsi:type=\"xsd:int\" "));
+    EXPECT_TRUE(Contains(request, "<b xsi:type=\"xsd:int\""));
     ASSERT_TRUE(client_.NewMessage());
     ASSERT_TRUE(Swap());
-    EXPECT_TRUE(Contains(server_.Request(2), "<b xsi:type=\"xsd:int\" "));
+    EXPECT_TRUE(Contains(server_.Request(2), "<b xsi:type=\"xsd:int\""));
 }
 
 TEST_F(WireClient, AFailedExchangeKeepsItsReasonAndTheNextCallStartsAfresh) {

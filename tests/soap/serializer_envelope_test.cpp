@@ -1,15 +1,23 @@
 // Golden envelopes: requests, responses, forwarding, headers, faults and the failures that
-// leave no text.
+// leave no text; then the values inside them, SOAP 1.2 faults and content types, and the
+// writer's reuse of start tags.
 #include <corvane/message.h>
+#include <corvane/serializer.h>
 #include <corvane/utf8.h>
 #include <corvane/wsdl.h>
-
+#include <corvane/xml.h>
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "soap/deserializer_test_util.h"
+#include "soap/envelope_writer.h"
+#include "soap/soap12.h"
+#include "support/values.h"
+#include "xml/reader.h"
 
 #define ENV u"http://schemas.xmlsoap.org/soap/envelope/"
 #define ENC u"http://schemas.xmlsoap.org/soap/encoding/"
@@ -17,14 +25,22 @@
 #define OPEN_ENVELOPE DECL u"<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" ENV u"\">"
 #define CLOSE_ENVELOPE u"</SOAP-ENV:Envelope>"
 #define INTEROP u"http://soapinterop.org/"
+#define XSD u"http://www.w3.org/2001/XMLSchema"
+#define XSI u"http://www.w3.org/2001/XMLSchema-instance"
+#define TYPED u" xsi:type=\"ns:string\" xmlns:ns=\"" XSD u"\" xmlns:xsi=\"" XSI u"\""
 
 namespace {
+
+namespace soap12 = corvane::detail::soap12;
+using corvane::detail::EnvelopeWriter;
 
 // The longer expected texts, by test and number within it.
 WMString Expected(std::string const& name) {
     return deser_test::Golden("expected/soap/envelopes.txt", name);
 }
 
+using corvane::test::Items;
+using corvane::test::SOAPStruct;
 using deser_test::Edges;
 using deser_test::Round2Base;
 using deser_test::Round2GroupB;
@@ -217,47 +233,402 @@ TEST(SerializerFault, LiteralFaultIsTheWholeBody) {
 }
 
 TEST(SerializerFailure, UnknownPartsAndBrokenLiteralsLeaveNoText) {
-    WMSOAPMessage message;
-    Prepare(message, u"echoString", INTEROP);
-    message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"ok"), true, false);
-    message.AddMethodParam(u"", u"notAPart", WMSOAPStructMember(u"s", u"x"), true, false);
-    message.SetBuffer(u"old text");
-    EXPECT_FALSE(message.Serialize(Round2Base()));
-    EXPECT_EQ(Text(message), u"");
-
-    // The output part is not an input part.
-    Prepare(message, u"echoString", INTEROP);
-    message.ClearMethodParams();
-    message.AddMethodParam(u"", u"outputString", WMSOAPStructMember(u"s", u"x"), true, false);
-    EXPECT_FALSE(message.Serialize(Round2Base()));
-
-    // An unknown operation.
-    Prepare(message, u"echoNothing", INTEROP);
-    message.ClearMethodParams();
-    message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"x"), true, false);
-    EXPECT_FALSE(message.Serialize(Round2Base()));
-
-    // A struct member that SOAPStruct does not declare.
     WMSOAPStructType odd;
     odd.SetMember(u"varString", u"s");
-    odd.SetMember(u"varColour", u"red");
-    Prepare(message, u"echoStruct", INTEROP);
-    message.ClearMethodParams();
-    message.AddMethodParam(u"", u"inputStruct", WMSOAPStructMember(u"s", odd), true, false);
-    EXPECT_FALSE(message.Serialize(Round2Base()));
-    EXPECT_EQ(message.GetBufferLength(), 0u);
-
-    // A literal header that does not parse.
-    Prepare(message, u"echoVoid", INTEROP);
-    message.ClearMethodParams();
-    message.AddHeaderElemLit(u"urn:x", u"x", u"<x:open xmlns:x='urn:x'>", false, u"", u"");
-    EXPECT_FALSE(message.Serialize(Round2Base()));
+    odd.SetMember(u"varColour", u"red");  // SOAPStruct declares no such member
+    struct Case {
+        char16_t const* method;
+        char16_t const* part;
+        WMSOAPStructMember value;
+        char16_t const* header;  // a literal header entry, when not null
+    } const cases[] = {
+        {u"echoString", u"notAPart", {u"s", u"x"}, nullptr},
+        {u"echoString", u"outputString", {u"s", u"x"}, nullptr},  // not an input part
+        {u"echoNothing", u"inputString", {u"s", u"x"}, nullptr},
+        {u"echoStruct", u"inputStruct", {u"s", odd}, nullptr},
+        {u"echoString", u"inputString", {u"s", u"x"}, u"<x:open xmlns:x='urn:x'>"},
+    };
+    for (Case const& c : cases) {
+        WMSOAPMessage message;
+        Prepare(message, c.method, INTEROP);
+        message.AddMethodParam(u"", c.part, c.value, true, false);
+        if (c.header) {
+            message.AddHeaderElemLit(u"urn:x", u"x", c.header, false, u"", u"");
+        }
+        message.SetBuffer(u"old text");
+        EXPECT_FALSE(message.Serialize(Round2Base())) << deser_test::Narrow(c.part);
+        EXPECT_EQ(message.GetBufferLength(), 0u);
+    }
 
     // A literal fault whose slot is empty.
     WMSOAPMessage fault;
     Prepare(fault, u"echoVoid", INTEROP);
     fault.SetSOAPFaultLit(u"", u"");
     EXPECT_FALSE(fault.Serialize(Round2Base()));
+}
+
+// How values become elements: built-ins, nil, structs, arrays, explicit typing, and the date
+// helpers and namespace tests of the serializer. Their longer expected texts, by test and number.
+WMString ExpectedValue(std::string const& name) {
+    return deser_test::Golden("expected/soap/values.txt", name);
+}
+
+// Serializes a one-parameter request and returns the parameter's element, cut out of the
+// method element; empty when serialization failed.
+WMString Param(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& part,
+               WMSOAPStructMember const& value, bool explicitTyping = false) {
+    WMSOAPMessage message;
+    message.Initialize(nullptr, 0, u"", u"", u"", u"", u"", explicitTyping);
+    message.SetMethodName(method);
+    message.SetMethodNS(u"urn:m");
+    message.AddMethodParam(u"", part, value, true, false);
+    if (!message.Serialize(wsdl)) {
+        return WMString();
+    }
+    WMString const& text = *message.GetBufferPtr();
+    std::size_t const start = text.find(u"\"urn:m\">") + 8;
+    std::size_t const end = text.find(u"</m:" + method + u">");
+    return text.substr(start, end - start);
+}
+
+TEST(SerializerBuiltIn, EveryBuiltInIsTypedAsStringInItsSchemaNamespace) {
+    struct Case {
+        char16_t const* part;  // echo<Part> takes input<Part>
+        WMSOAPStructMember value;
+        char16_t const* content;  // null: no content
+    } const cases[] = {
+        {u"Integer", WMSOAPStructMember(u"i", 42), u"42"},
+        {u"Integer", WMSOAPStructMember(u"i", std::int32_t{-2147483647 - 1}), u"-2147483648"},
+        // Doubles always with six decimals: precision below a millionth is lost.
+        {u"Float", WMSOAPStructMember(u"f", 0.1), u"0.100000"},
+        {u"Float", WMSOAPStructMember(u"f", 1e-9), u"0.000000"},
+        {u"Float", WMSOAPStructMember(u"f", -1.5e7), u"-15000000.000000"},
+        // A date part takes a double as a plain number too.
+        {u"Date", WMSOAPStructMember(u"d", 36526.5), u"36526.500000"},
+        // An empty string is no content.
+        {u"String", WMSOAPStructMember(u"s", u""), nullptr},
+        // A struct or array value for a built-in part writes its (empty) string slot.
+        {u"Boolean", WMSOAPStructMember(u"b", WMSOAPStructType()), nullptr},
+    };
+    for (Case const& c : cases) {
+        WMString const part = WMString(u"input") + c.part;
+        WMString const open = u"<" + part + TYPED;
+        EXPECT_EQ(Param(Round2Base(), WMString(u"echo") + c.part, part, c.value),
+                  c.content ? open + u">" + c.content + u"</" + part + u">" : open + u" />");
+    }
+}
+
+TEST(SerializerBuiltIn, NilFollowsTheSchemaNamespace) {
+    EXPECT_EQ(Param(Round2Base(), u"echoString", u"inputString", WMSOAPStructMember()),
+              u"<inputString xsi:nil=\"true\" xmlns:xsi=\"" XSI u"\" />");
+
+    WMSOAPStructMember text;
+    text.SetName(u"text");
+    WMSOAPStructType oldValue;
+    oldValue.SetMember(text);
+    WMSOAPStructType holder;
+    holder.SetMember(u"inner", oldValue);
+    EXPECT_EQ(Param(Edges(), u"check", u"holder", WMSOAPStructMember(u"h", holder)),
+              ExpectedValue("NilFollowsTheSchemaNamespace 1"));
+}
+
+TEST(SerializerStruct, MembersByTheWsdlsMemberTypes) {
+    WMSOAPStructMember value(u"s", SOAPStruct(u"x&y", 5, 2.25));
+    EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", value),
+              ExpectedValue("MembersByTheWsdlsMemberTypes 1"));
+
+    // Members are written in the value's order and may be left out.
+    WMSOAPStructType partial;
+    partial.SetMember(u"varFloat", 1.0);
+    partial.SetMember(u"varString", u"b");
+    EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", partial)),
+              ExpectedValue("MembersByTheWsdlsMemberTypes 2"));
+
+    // Nested struct inside a struct (group B).
+    WMSOAPStructType nested;
+    nested.SetMember(u"varString", u"outer");
+    nested.SetMember(u"varInt", 1);
+    nested.SetMember(u"varFloat", 0.0);
+    nested.SetMember(u"varStruct", SOAPStruct(u"inner", 2, 3.0));
+    EXPECT_EQ(Param(Round2GroupB(), u"echoNestedStruct", u"inputStruct",
+                    WMSOAPStructMember(u"s", nested)),
+              ExpectedValue("MembersByTheWsdlsMemberTypes 3"));
+
+    // A member with a namespace is prefixed "nsm".
+    WMSOAPStructType qualified;
+    qualified.SetMemberQN(u"varString", u"http://soapinterop.org/xsd", u"q");
+    EXPECT_EQ(
+        Param(Round2Base(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", qualified)),
+        ExpectedValue("MembersByTheWsdlsMemberTypes 4"));
+    // ... and must be the namespace of the schema that declares the member.
+    WMSOAPStructType foreign;
+    foreign.SetMemberQN(u"varString", u"urn:elsewhere", u"q");
+    EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", WMSOAPStructMember(u"s", foreign)),
+              u"");
+}
+
+TEST(SerializerArray, ArrayTypeComesFromTheWsdlNotFromTheValue) {
+    WMSOAPStructMember strings(
+        u"a", Items({WMSOAPStructMember(u"item", u"one"), WMSOAPStructMember(u"item", u"two")}));
+    EXPECT_EQ(Param(Round2Base(), u"echoStringArray", u"inputStringArray", strings),
+              ExpectedValue("ArrayTypeComesFromTheWsdlNotFromTheValue 1"));
+
+    // No items, or a value that is not an array: the array element alone.
+    EXPECT_EQ(Param(Round2Base(), u"echoIntegerArray", u"inputIntegerArray",
+                    WMSOAPStructMember(u"a", std::vector<WMSOAPStructType>())),
+              ExpectedValue("ArrayTypeComesFromTheWsdlNotFromTheValue 2"));
+    EXPECT_EQ(
+        Param(Round2Base(), u"echoIntegerArray", u"inputIntegerArray", WMSOAPStructMember(u"a", 3)),
+        ExpectedValue("ArrayTypeComesFromTheWsdlNotFromTheValue 3"));
+
+    // Item elements are named by the members, several members per struct give several items.
+    WMSOAPStructType pair;
+    pair.SetMember(u"a", 1);
+    pair.SetMember(u"b", 2);
+    EXPECT_EQ(Param(Round2Base(), u"echoIntegerArray", u"inputIntegerArray",
+                    WMSOAPStructMember(u"a", std::vector<WMSOAPStructType>{pair})),
+              ExpectedValue("ArrayTypeComesFromTheWsdlNotFromTheValue 4"));
+
+    // Structs as items; two dimensions as the WSDL declares them.
+    WMSOAPStructMember structs(u"a",
+                               Items({WMSOAPStructMember(u"item", SOAPStruct(u"s", 1, 0.5))}));
+    EXPECT_EQ(Param(Round2Base(), u"echoStructArray", u"inputStructArray", structs),
+              ExpectedValue("ArrayTypeComesFromTheWsdlNotFromTheValue 5"));
+    WMSOAPStructMember grid(u"g", Items({WMSOAPStructMember(u"item", u"x")}));
+    EXPECT_EQ(Param(Round2GroupB(), u"echo2DStringArray", u"input2DStringArray", grid),
+              ExpectedValue("ArrayTypeComesFromTheWsdlNotFromTheValue 6"));
+}
+
+TEST(SerializerExplicitTyping, OnlyStructsAndArraysGainTypes) {
+    WMSOAPStructMember value(u"s", SOAPStruct(u"v", 1, 1.0));
+    // The struct binds xsi, so its members need not declare it again.
+    EXPECT_EQ(Param(Round2Base(), u"echoStruct", u"inputStruct", value, true),
+              ExpectedValue("OnlyStructsAndArraysGainTypes 1"));
+
+    WMSOAPStructMember structs(u"a",
+                               Items({WMSOAPStructMember(u"item", SOAPStruct(u"s", 2, 0.0))}));
+    EXPECT_EQ(Param(Round2Base(), u"echoStructArray", u"inputStructArray", structs, true),
+              ExpectedValue("OnlyStructsAndArraysGainTypes 2"));
+
+    // Built-ins are typed the same with or without it.
+    EXPECT_EQ(
+        Param(Round2Base(), u"echoString", u"inputString", WMSOAPStructMember(u"s", u"a"), true),
+        u"<inputString" TYPED u">a</inputString>");
+}
+
+TEST(SerializerDates, AutomationDatesAsSchemaTexts) {
+    WMSOAPSerializer serializer;
+    WMXMLElement element(u"d");
+    for (auto const& row : corvane::test::ReadTable("expected/soap/dates.txt")) {
+        SCOPED_TRACE(row.where);
+        double const date = std::stod(row.input);
+        ASSERT_TRUE(serializer.SerializeDateTime(date, &element));
+        EXPECT_EQ(element.GetText(), deser_test::Wide(row.expected));
+        ASSERT_TRUE(serializer.SerializeDate(date, &element));
+        EXPECT_EQ(element.GetText(),
+                  deser_test::Wide(row.expected.substr(0, row.expected.find('T'))));
+        ASSERT_TRUE(serializer.SerializeTime(date, &element));
+        EXPECT_EQ(element.GetText(),
+                  deser_test::Wide(row.expected.substr(row.expected.find('T') + 1)));
+    }
+    element.SetText(u"kept");
+    EXPECT_FALSE(serializer.SerializeDateTime(-657434.5, &element));
+    EXPECT_FALSE(serializer.SerializeDate(2958466.0, &element));
+    EXPECT_FALSE(serializer.SerializeTime(0.0 / 0.0, &element));
+    EXPECT_FALSE(serializer.SerializeTime(0.0, nullptr));
+    EXPECT_EQ(element.GetText(), u"kept");
+}
+
+TEST(SerializerNamespaces, SchemaAndEncodingTests) {
+    for (auto const& row : corvane::test::ReadTable("expected/soap/namespaces.txt")) {
+        SCOPED_TRACE(row.where);
+        WMString const uri = deser_test::Wide(row.input);
+        char16_t const* instance = WMSOAPSerializer::GetXSDInstanceNS(uri);
+        EXPECT_EQ(std::to_string(WMSOAPSerializer::IsXSDType(uri)) + " " +
+                      std::to_string(WMSOAPSerializer::IsSoapEncType(uri)) + " " +
+                      (instance ? deser_test::Narrow(instance) : "-"),
+                  row.expected);
+    }
+}
+
+// SOAP 1.2 faults written and read back, and the envelope writer's reuse of start tags.
+std::string Narrow(WMString const& text) {
+    return std::string(text.begin(), text.end());
+}
+
+// Writes the fault in `version`, reads it back from the text.
+soap12::Fault RoundTrip(int version, soap12::Fault const& fault, WMString& text) {
+    text.clear();
+    soap12::WriteFault(version, fault, text);
+    WMString readable = text;
+    soap12::DeclareXmlPrefix(readable);
+    corvane::detail::XMLDocument document;
+    int line = 1;
+    EXPECT_TRUE(document.Read(readable, line, true, nullptr)) << Narrow(text);
+    soap12::Fault read;
+    EXPECT_TRUE(soap12::ReadFault(*document.Root(), read));
+    return read;
+}
+
+// Every field of a fault, '|' between them.
+std::string Fields(soap12::Fault const& f) {
+    WMString out = f.code + u"|" + f.value.ns + u" " + f.value.local + u"|";
+    for (soap12::Code const& code : f.subcodes) {
+        out += code.ns + u" " + code.local + u",";
+    }
+    out += u"|" + f.reason + u"|" + f.lang + u"|" + f.node + u"|" + f.role + u"|" + f.detail;
+    return Narrow(out) + (f.hasDetail ? "|detail" : "");
+}
+
+// The writer reuses the start tag of an element written before when the next one is set up
+// alike; any difference in what the tag is made of must still show.
+constexpr std::u16string_view kOne = u"one";
+constexpr std::u16string_view kTwo = u"two";
+constexpr std::u16string_view kReturn = u"a\rb";
+constexpr std::u16string_view kT = u"urn:t";
+
+void Typed(EnvelopeWriter& out, std::u16string_view value, std::u16string_view text = {}) {
+    out.Open({}, u"v");
+    out.SetAttribute(u"t", u"k", kT, value);
+    out.Text(text);
+    out.Close();
+}
+
+TEST(EnvelopeWriterRepeats, EveryPartOfAStartTagStillCounts) {
+    WMString text;
+    {
+        EnvelopeWriter out(text);
+        out.Open(u"e", u"root");
+        out.DeclarePrefix(u"e", u"urn:e");
+        Typed(out, kOne, u"1");
+        Typed(out, kOne, u"2");
+        Typed(out, kTwo);
+        out.Open(u"e", u"v");  // the same local name under a prefix
+        out.SetAttribute(u"t", u"k", kT, kOne);
+        out.Close();
+        out.Open(u"e", u"in");  // a parent that declares the prefix already
+        out.DeclarePrefix(u"t", kT);
+        Typed(out, kOne);
+        out.Close();
+        Typed(out, kOne);
+        Typed(out, kReturn);
+        out.EscapeCarriageReturns(true);
+        Typed(out, kReturn);
+        out.Close();
+    }
+    EXPECT_EQ(text,
+              u"<e:root xmlns:e=\"urn:e\">"
+              u"<v t:k=\"one\" xmlns:t=\"urn:t\">1</v>"
+              u"<v t:k=\"one\" xmlns:t=\"urn:t\">2</v>"
+              u"<v t:k=\"two\" xmlns:t=\"urn:t\" />"
+              u"<e:v t:k=\"one\" xmlns:t=\"urn:t\" />"
+              u"<e:in xmlns:t=\"urn:t\"><v t:k=\"one\" /></e:in>"
+              u"<v t:k=\"one\" xmlns:t=\"urn:t\" />"
+              u"<v t:k=\"a\rb\" xmlns:t=\"urn:t\" />"
+              u"<v t:k=\"a&#xD;b\" xmlns:t=\"urn:t\" />"
+              u"</e:root>");
+}
+
+TEST(Soap12, ContentTypeCarriesTheActionBothWays) {
+    EXPECT_EQ(soap12::RequestContentType(""), "application/soap+xml; charset=utf-8");
+    std::string const type = soap12::RequestContentType("urn:a\"b\\c;d");
+    EXPECT_EQ(type, R"(application/soap+xml; charset=utf-8; action="urn:a\"b\\c;d")");
+    soap12::MediaType parsed;
+    ASSERT_TRUE(soap12::ParseContentType(type, parsed));
+    EXPECT_TRUE(parsed.soap12);
+    EXPECT_TRUE(parsed.hasAction);
+    EXPECT_EQ(parsed.action, "urn:a\"b\\c;d");
+
+    // Case-insensitive names, unquoted values, parameters in any order; 1.1 is not 1.2.
+    ASSERT_TRUE(
+        soap12::ParseContentType("Application/SOAP+XML;ACTION=urn:x ; charset=UTF-8", parsed));
+    EXPECT_TRUE(parsed.soap12);
+    EXPECT_EQ(parsed.action, "urn:x");
+    ASSERT_TRUE(soap12::ParseContentType("text/xml; charset=utf-8", parsed));
+    EXPECT_FALSE(parsed.soap12);
+    EXPECT_FALSE(parsed.hasAction);
+    EXPECT_FALSE(soap12::ParseContentType("garbage", parsed));
+}
+
+TEST(Soap12, CodesMapBetweenVersions) {
+    struct Case {
+        char16_t const* caller;
+        char16_t const* value;
+        char16_t const* back;
+    };
+    for (Case const& c :
+         {Case{u"SOAP-ENV:Client", u"Sender", u"SOAP-ENV:Client"},
+          Case{u"soap:Client.Authentication", u"Sender", u"SOAP-ENV:Client"},
+          Case{u"SOAP-ENV:Server", u"Receiver", u"SOAP-ENV:Server"},
+          Case{u"SOAP-ENV:MustUnderstand", u"MustUnderstand", u"SOAP-ENV:MustUnderstand"},
+          Case{u"SOAP-ENV:VersionMismatch", u"VersionMismatch", u"SOAP-ENV:VersionMismatch"},
+          Case{u"app:Overdrawn", u"Receiver", u"SOAP-ENV:Server"}}) {
+        soap12::Code const value = soap12::ValueOf(c.caller);
+        EXPECT_EQ(value.local, c.value) << Narrow(c.caller);
+        EXPECT_EQ(soap12::CallerCode(value), c.back) << Narrow(c.caller);
+    }
+    EXPECT_EQ(soap12::CallerCode({u"urn:other", u"Sender"}), u"SOAP-ENV:Server");
+}
+
+TEST(Soap12, FaultsRoundTripInBothVersions) {
+    soap12::Fault fault;
+    fault.code = u"SOAP-ENV:Client";
+    fault.subcodes = {{u"urn:app", u"Outer"}, {u"urn:deep", u"Inner"}};
+    fault.reason = u"bad <input> & more";
+    fault.node = u"http://node/";
+    fault.role = u"http://role/";
+    fault.hasDetail = true;
+    fault.detail = u"<m:why xmlns:m=\"urn:m\">length</m:why>";
+
+    WMString text;
+    soap12::Fault read = RoundTrip(12, fault, text);
+    EXPECT_NE(text.find(u"<env:Value>env:Sender</env:Value>"), WMString::npos);
+    EXPECT_NE(text.find(u"xml:lang=\"en\""), WMString::npos);
+    // A detail entry stands alone: it declares every prefix in scope where it was.
+    EXPECT_EQ(
+        Fields(read),
+        "SOAP-ENV:Client|http://www.w3.org/2003/05/soap-envelope Sender|urn:app Outer,urn:deep "
+        "Inner,|bad <input> & more|en|http://node/|http://role/|<m:why "
+        "xmlns:env=\"http://www.w3.org/2003/05/soap-envelope\" xmlns:m=\"urn:m\" "
+        "xmlns:xml=\"http://www.w3.org/XML/1998/namespace\">length</m:why>|detail");
+
+    // 1.1 keeps the caller's code as written and has neither role nor subcodes.
+    read = RoundTrip(11, fault, text);
+    EXPECT_EQ(Fields(read),
+              "SOAP-ENV:Client|http://www.w3.org/2003/05/soap-envelope Sender||bad <input> & "
+              "more|en|http://node/||<m:why xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/"
+              "envelope/\" xmlns:m=\"urn:m\">length</m:why>|detail");
+}
+
+TEST(Soap12, ReadsFaultsOfOtherWriters) {
+    // Another prefix for the envelope, the code's prefix declared on the envelope, a second
+    // language, a detail entry using a prefix declared above it.
+    WMString text =
+        u"<?xml version='1.0'?><!-- x --><s:Envelope "
+        u"xmlns:s='http://www.w3.org/2003/05/soap-envelope' xmlns:m='urn:m'>"
+        u"<s:Body><s:Fault><s:Code><s:Value> s:Receiver </s:Value></s:Code>"
+        u"<s:Reason><s:Text xml:lang='de'>kaputt</s:Text><s:Text xml:lang='en'>broken</s:Text>"
+        u"</s:Reason><s:Detail><m:e>1</m:e></s:Detail></s:Fault></s:Body></s:Envelope>";
+    soap12::DeclareXmlPrefix(text);
+    corvane::detail::XMLDocument document;
+    int line = 1;
+    ASSERT_TRUE(document.Read(text, line, true, nullptr));
+    EXPECT_EQ(soap12::EnvelopeVersion(*document.Root()), 12);
+    soap12::Fault fault;
+    ASSERT_TRUE(soap12::ReadFault(*document.Root(), fault));
+    EXPECT_EQ(Fields(fault),
+              "SOAP-ENV:Server|http://www.w3.org/2003/05/soap-envelope Receiver||kaputt|de|||<m:e "
+              "xmlns:m=\"urn:m\" xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\" "
+              "xmlns:xml=\"http://www.w3.org/XML/1998/namespace\">1</m:e>|detail");
+
+    WMString const plain =
+        u"<e:Envelope xmlns:e='http://www.w3.org/2003/05/soap-envelope'>"
+        u"<e:Body><x/></e:Body></e:Envelope>";
+    ASSERT_TRUE(document.Read(plain, line, true, nullptr));
+    EXPECT_FALSE(soap12::ReadFault(*document.Root(), fault));
+    WMString const bare = u"<Envelope/>";  // the document reads the text in place
+    ASSERT_TRUE(document.Read(bare, line, true, nullptr));
+    EXPECT_EQ(soap12::EnvelopeVersion(*document.Root()), 0);
 }
 
 }  // namespace

@@ -1,21 +1,42 @@
 // Whole envelopes in the standard wire mode: a client's request read by WMSOAPServerCall, its
 // echo read back by the client, the exact text of a few envelopes, and what the server call
-// accepts and refuses in that mode.
+// accepts and refuses in that mode; then the built-in values of that mode one by one, and the
+// server helper; the server call in the document/literal mode.
 #include <corvane/message.h>
 #include <corvane/server.h>
 #include <corvane/values.h>
 #include <corvane/wsdl.h>
-
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "soap/deserializer_test_util.h"
+#include "soap/server_text.h"
+#include "soap/standard_values.h"
 #include "support/support.h"
+#include "support/values.h"
 #include "text/wire_text.h"
 
 namespace {
+
+using corvane::AppendUTF8;
+using corvane::DecodeHTTPText;
+
+using corvane::detail::ReadStandardValue;
+using corvane::detail::WriteStandardValue;
+using corvane::test::AllBytes;
+using corvane::test::Show;
+using corvane::test::Utf8;
+using deser_test::ValueOf;
+using Kind = WMSOAPStructMember::SOAPDataMember::DATATYPE;
 
 using corvane::test::Difference;
 using corvane::test::Items;
@@ -147,6 +168,10 @@ TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
 }
 
 TEST(StandardWire, ExactEnvelopes) {
+    WMSOAPStructType row;
+    for (char16_t const* cell : {u"c1", u"c2", u"c3"}) {
+        row.SetMember(u"item", WMString(cell));
+    }
     struct Case {
         char const* name;
         WMSOAPWSDLClient& wsdl;
@@ -163,16 +188,7 @@ TEST(StandardWire, ExactEnvelopes) {
          Round2GroupB(),
          u"echo2DStringArray",
          u"http://soapinterop.org/",
-         {{u"input2DStringArray", Member({u"",
-                                          [] {
-                                              std::vector<WMSOAPStructType> rows(2);
-                                              for (auto& row : rows) {
-                                                  row.SetMember(u"item", u"c1");
-                                                  row.SetMember(u"item", u"c2");
-                                                  row.SetMember(u"item", u"c3");
-                                              }
-                                              return rows;
-                                          }()})}}},
+         {{u"input2DStringArray", Member({u"", std::vector<WMSOAPStructType>(2, row)})}}},
         {"scalars",
          Types(),
          u"echoAll",
@@ -240,6 +256,569 @@ TEST(StandardClient, ABadValueInAnAnswerIsTheServersFault) {
     ASSERT_TRUE(fault);
     EXPECT_EQ("SOAP-ENV:Server", fault->code);
     EXPECT_EQ("Element 'outputFloat': \"1,5\" is not a valid float (not a number).", fault->text);
+}
+
+// Built-in values in the standard wire mode: reading each type's texts, writing each kind of
+// value under each type, and the round trip between the two.
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kMax = std::numeric_limits<double>::max();
+constexpr double kMin = std::numeric_limits<double>::min();
+
+// Rows of one section as type, the other input cell, and the expected cell.
+std::vector<std::array<std::string, 3>> Rows(std::string const& section) {
+    std::vector<std::array<std::string, 3>> rows;
+    for (auto const& row : corvane::test::ReadTable("expected/soap/standard_values.txt")) {
+        std::size_t const bar = row.input.find('|');
+        if (row.section == section && bar != std::string::npos) {
+            rows.push_back({row.input.substr(0, bar), row.input.substr(bar + 1), row.expected});
+        }
+        EXPECT_NE(std::string::npos, bar) << row.where;
+    }
+    EXPECT_GT(rows.size(), 40u) << section;
+    return rows;
+}
+
+TEST(StandardRead, EachTypeByItsLexicalForms) {
+    for (auto const& [typeCell, textCell, expected] : Rows("read")) {
+        WMString const type = corvane::test::Unescape(typeCell);
+        WMString const text = corvane::test::Unescape(textCell);
+        WMSOAPStructMember got;
+        WMString reason;
+        bool const ok = ReadStandardValue(type, text, got, reason);
+        std::string const label = typeCell + " '" + textCell + "'";
+        ASSERT_EQ(expected != "refused", ok) << label << ": " << Utf8(reason);
+        if (ok) {
+            EXPECT_EQ("", Difference(ValueOf(expected), got, label));
+        } else {
+            EXPECT_FALSE(reason.empty()) << label;
+            EXPECT_EQ(Kind::SOAP_NONE, got.GetDataType()) << label;
+        }
+    }
+}
+
+TEST(StandardWrite, ShortestNumbersAndCanonicalForms) {
+    for (auto const& [typeCell, valueCell, expected] : Rows("write")) {
+        WMSOAPStructMember value = ValueOf(valueCell);
+        WMString out;
+        bool const ok = WriteStandardValue(corvane::test::Unescape(typeCell), value, out);
+        std::string const label = typeCell + " " + valueCell;
+        ASSERT_EQ(expected != "refused", ok) << label << " wrote '" << Utf8(out) << "'";
+        if (ok) {
+            EXPECT_EQ(Utf8(corvane::test::Unescape(expected)), Utf8(out)) << label;
+        }
+    }
+}
+
+// What is written reads back as the very same value, so an echo returns what it got.
+void ExpectRoundTrip(char16_t const* type, WMSOAPStructMember value) {
+    WMString text;
+    ASSERT_TRUE(WriteStandardValue(type, value, text)) << Utf8(type) << " " << Show(value, true);
+    WMSOAPStructMember back;
+    WMString reason;
+    ASSERT_TRUE(ReadStandardValue(type, text, back, reason))
+        << Utf8(type) << " '" << Utf8(text) << "': " << Utf8(reason);
+    EXPECT_EQ("", Difference(value, back, Utf8(type) + " through '" + Utf8(text) + "'"));
+}
+
+TEST(StandardRoundTrip, EdgeValuesOfEachType) {
+    double const doubles[] = {0.1,  -0.0, 1e300, 5e-324,  kInf,     -kInf,
+                              kNaN, kMax, kMin,  1.0 / 3, -123.456, 9007199254740993.0};
+    for (double d : doubles) {
+        ExpectRoundTrip(u"double", {u"", d});
+        ExpectRoundTrip(u"float", {u"", static_cast<double>(static_cast<float>(d))});
+        if (std::isfinite(d)) {
+            ExpectRoundTrip(u"decimal", {u"", d});
+        }
+    }
+    for (char16_t const* type : {u"base64Binary", u"hexBinary", u"base64"}) {
+        ExpectRoundTrip(type, {u"", AllBytes()});
+        for (std::size_t n = 0; n < 4; ++n) {  // every padding
+            ExpectRoundTrip(type, {u"", AllBytes().substr(250, n)});
+        }
+    }
+}
+
+TEST(StandardRoundTrip, RandomDoublesAndFloats) {
+    std::mt19937_64 random(15);
+    for (int i = 0; i < 20000; ++i) {
+        std::uint64_t const bits = random();
+        double d;
+        std::memcpy(&d, &bits, sizeof d);
+        ExpectRoundTrip(u"double", {u"", d});
+        std::uint32_t const low = static_cast<std::uint32_t>(bits);
+        float f;
+        std::memcpy(&f, &low, sizeof f);
+        ExpectRoundTrip(u"float", {u"", static_cast<double>(f)});
+        if (HasFailure()) {
+            return;
+        }
+    }
+}
+
+TEST(ServerText, DecodesUTF8AndFallsBackToLatin1) {
+    EXPECT_EQ(DecodeHTTPText("a\xC3\xA9\xE2\x82\xAC"), u"a\u00E9\u20AC");
+    // Above U+FFFF: a surrogate pair.
+    EXPECT_EQ(DecodeHTTPText("\xF0\x9F\x98\x80"), u"\U0001F600");
+    // Not UTF-8 as a whole: every byte is one character, the valid sequences included.
+    EXPECT_EQ(DecodeHTTPText("\xC3\xA9 caf\xE9"), u"\u00C3\u00A9 caf\u00E9");
+    EXPECT_EQ(DecodeHTTPText("\xC0\xAF"), u"\u00C0\u00AF");            // over-long "/"
+    EXPECT_EQ(DecodeHTTPText("\xED\xA0\x80"), u"\u00ED\u00A0\u0080");  // encoded surrogate
+    EXPECT_EQ(DecodeHTTPText("\xF4\x90\x80\x80"), u"\u00F4\u0090\u0080\u0080");  // > U+10FFFF
+    EXPECT_EQ(DecodeHTTPText("ab\xE2\x82"), u"ab\u00E2\u0082");                  // cut short
+    EXPECT_EQ(DecodeHTTPText(std::string("a\0b", 3)), WMString(u"a\0b", 3));
+}
+
+TEST(ServerText, EncodesPairsAndReplacesLoneSurrogates) {
+    std::string out = "x";
+    AppendUTF8(u"\u00E9\U0001F600", out);
+    EXPECT_EQ(out, "x\xC3\xA9\xF0\x9F\x98\x80");
+    out.clear();
+    AppendUTF8(WMString(u"\xD800"
+                        u"a\xDC00"),
+               out);
+    EXPECT_EQ(out,
+              "\xEF\xBF\xBD"
+              "a\xEF\xBF\xBD");
+}
+
+bool Contains(std::string const& text, std::string const& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(ServerCall, EchoesAStringInUTF8) {
+    WMSOAPServerCall call(deser_test::Round2Base());
+    // Corvane's own client sends ISO-8859-1 bytes: E9 is read as e-acute and answered as UTF-8.
+    ASSERT_TRUE(call.ReadRequest(
+        deser_test::RequestBytes("<m:echoString><inputString>caf\xE9</inputString></m:echoString>"),
+        "\"http://\""));
+    EXPECT_EQ(call.GetMethodName(), u"echoString");
+    WMSOAPStructMember value;
+    ASSERT_TRUE(call.GetParam(u"inputString", value));
+    EXPECT_EQ(value.StringValue(), u"caf\u00E9");
+    EXPECT_FALSE(call.GetParam(u"outputString", value));
+    ASSERT_TRUE(call.SetReturnValue(value));
+
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 200);
+    EXPECT_TRUE(Contains(body, "<m:echoStringResponse"));
+    EXPECT_TRUE(Contains(body, ">caf\xC3\xA9</outputString>"));
+    // The input part is not an output part and is not echoed under its own name.
+    EXPECT_FALSE(Contains(body, "inputString"));
+}
+
+TEST(ServerCall, RefusedRequestsAnswerWithTheirFault) {
+    struct Case {
+        std::string body;
+        std::string soapAction;
+        std::u16string code;
+        std::u16string text;
+    };
+    std::string const good =
+        deser_test::RequestBytes("<m:echoString><inputString>x</inputString></m:echoString>");
+    // One of each kind; every fault text of the request side is in deserializer_resp_test.cpp.
+    Case const cases[] = {
+        {good, "", u"SOAP-ENV:Client", u"Unrecognized 'SOAPAction' HTTP header received."},
+        {deser_test::RequestBytes(""), "\"http://\"", u"SOAP-ENV:Client",
+         u"Unrecognized method call received."},
+        {good.substr(0, good.size() - 12), "\"http://\"", u"SOAP-ENV:Server",
+         u"XML Parser: Parse Error on Line 1."},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.body + " / " + c.soapAction);
+        WMSOAPServerCall call(deser_test::Round2Base());
+        EXPECT_FALSE(call.ReadRequest(c.body, c.soapAction));
+        EXPECT_EQ(call.GetMessage().GetSOAPFaultCode(), c.code);
+        EXPECT_EQ(call.GetMessage().GetSOAPFaultString(), c.text);
+        std::string body;
+        EXPECT_EQ(call.WriteResponse(body), 500);
+        std::string const text(c.text.begin(), c.text.end());
+        EXPECT_TRUE(Contains(body, "<faultstring>" + text + "</faultstring>")) << body;
+    }
+}
+
+TEST(ServerCall, OutputParametersAndReturnValueFollowTheParameterOrder) {
+    WMSOAPServerCall call(deser_test::Round2GroupB());
+    ASSERT_TRUE(call.ReadRequest(
+        deser_test::RequestBytes("<m:echoStructAsSimpleTypes><inputStruct><varString>s</varString>"
+                                 "<varInt>3</varInt><varFloat>0.5</varFloat></inputStruct>"
+                                 "</m:echoStructAsSimpleTypes>"),
+        "\"http://soapinterop.org/\""));
+    // Every output part is listed by parameterOrder: there is no return value.
+    EXPECT_FALSE(call.SetReturnValue(WMSOAPStructMember(u"x", u"y")));
+    EXPECT_TRUE(call.SetOutParam(u"outputInteger", WMSOAPStructMember(u"ignored", 3)));
+    EXPECT_TRUE(call.SetOutParam(u"outputString", WMSOAPStructMember(u"", WMString(u"s"))));
+    EXPECT_TRUE(call.SetOutParam(u"outputFloat", WMSOAPStructMember(u"", 0.5)));
+    EXPECT_FALSE(call.SetOutParam(u"inputStruct", WMSOAPStructMember(u"", 1)));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 200);
+    EXPECT_FALSE(Contains(body, "inputStruct"));
+    std::size_t const text = body.find(">s</outputString>");
+    std::size_t const integer = body.find(">3</outputInteger>");
+    std::size_t const real = body.find(">0.500000</outputFloat>");
+    ASSERT_NE(real, std::string::npos);  // the other two then must come before it, in order
+    EXPECT_LT(text, integer);
+    EXPECT_LT(integer, real);
+}
+
+TEST(ServerCall, UnserializableResponseBecomesAServerFault) {
+    WMSOAPServerCall call(deser_test::Round2Base());
+    ASSERT_TRUE(
+        call.ReadRequest(deser_test::RequestBytes("<m:echoStruct><inputStruct><varInt>1</varInt>"
+                                                  "</inputStruct></m:echoStruct>"),
+                         "\"http://\""));
+    WMSOAPStructType wrong;
+    wrong.SetMember(u"notAMember", 1);
+    ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"", wrong)));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 500);
+    EXPECT_TRUE(Contains(body, "<faultcode>SOAP-ENV:Server</faultcode>"));
+    EXPECT_TRUE(Contains(body, "<faultstring>Unable to serialize RPC response.</faultstring>"));
+    EXPECT_FALSE(Contains(body, "echoStructResponse"));
+}
+
+TEST(ServerCall, FaultWithoutARequest) {
+    WMSOAPServerCall call(deser_test::Round2Base());
+    call.SetFault(u"SOAP-ENV:Client", u"Request too large.");
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 500);
+    EXPECT_TRUE(Contains(body,
+                         "<faultcode>SOAP-ENV:Client</faultcode>"
+                         "<faultstring>Request too large.</faultstring>"));
+}
+
+// The server helper's fast paths: UTF-8 a word at a time, parameters edited in place, a return
+// value taken over. Each must give what the plain way gives.
+// The plain conversion: each lone half of a pair as U+FFFD, then the wire mode's strict encoder,
+// which goes one character at a time.
+std::string PlainUTF8(WMString text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        bool const half = text[i] >= 0xD800 && text[i] <= 0xDFFF;
+        if (half && text[i] <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+            text[i + 1] <= 0xDFFF) {
+            ++i;
+        } else if (half) {
+            text[i] = 0xFFFD;
+        }
+    }
+    std::string out;
+    std::size_t bad = 0;
+    EXPECT_TRUE(corvane::detail::EncodeUtf8(text, out, bad)) << bad;
+    return out;
+}
+
+// Texts of ASCII runs of every length across the first blocks of sixteen units, broken by one
+// odd unit: two- and three-byte characters, a pair, a pair split by the end of a word, lone
+// halves, the top of the 7-bit range. Long tails put the odd unit inside a whole later block.
+TEST(ServerTextWords, AgreesWithThePlainConversionAtEveryOffset) {
+    WMString const odd[] = {
+        u"\u00E9", u"\u20AC", u"\U0001F600", WMString(1, u'\xD800'), WMString(1, u'\xDC00'),
+        u"\u007F", u"\u0080", u"\uFFFF"};
+    for (std::size_t before = 0; before <= 40; ++before) {
+        for (WMString const& unit : odd) {
+            for (std::size_t after : {0, 1, 7, 8, 9, 17}) {
+                WMString const text = WMString(before, u'a') + unit + WMString(after, u'<');
+                SCOPED_TRACE(before);
+                std::string out = "prefix";
+                corvane::AppendUTF8(text, out);
+                EXPECT_EQ(out, "prefix" + PlainUTF8(text));
+                if (unit.size() != 1 || unit[0] < 0xD800 || unit[0] > 0xDFFF) {
+                    // Whatever UTF-8 carries comes back whole.
+                    EXPECT_EQ(corvane::DecodeHTTPText(PlainUTF8(text)), text);
+                }
+            }
+        }
+    }
+}
+
+TEST(ServerTextWords, RandomTextsAgreeWithThePlainConversion) {
+    std::mt19937 random(7);
+    // Mostly ASCII, as markup is, with every kind of unit now and then.
+    std::uniform_int_distribution<int> pick(0, 99);
+    for (int round = 0; round < 300; ++round) {
+        WMString text;
+        int const length = pick(random) * 3;
+        for (int i = 0; i < length; ++i) {
+            int const kind = pick(random);
+            text += kind < 85   ? static_cast<char16_t>(0x20 + kind)
+                    : kind < 90 ? u'\u00FC'
+                    : kind < 94 ? u'\u4E2D'
+                    : kind < 97 ? u'\xD83D'
+                                : u'\xDE00';
+        }
+        std::string out;
+        corvane::AppendUTF8(text, out);
+        ASSERT_EQ(out, PlainUTF8(text)) << round;
+    }
+}
+
+// A body that is not UTF-8 as a whole is read one character per byte, also when the bad byte
+// follows a run long enough to have been copied a word at a time.
+TEST(ServerTextWords, ABadByteAfterALongRunMakesTheWholeBodyLatin1) {
+    std::string const run(19, 'x');
+    WMString const latin = WMString(19, u'x') + u"\u00C3\u00A9\u00E9" + WMString(9, u'y');
+    EXPECT_EQ(corvane::DecodeHTTPText(run + "\xC3\xA9\xE9" + std::string(9, 'y')), latin);
+    EXPECT_EQ(corvane::DecodeHTTPText(run + "\xC3"), WMString(19, u'x') + u"\u00C3");
+    EXPECT_EQ(corvane::DecodeHTTPText(run + "\xC3\xA9" + std::string(9, 'y')),
+              WMString(19, u'x') + u"\u00E9" + WMString(9, u'y'));
+    // The bad byte in the third block.
+    EXPECT_EQ(corvane::DecodeHTTPText(std::string(37, 'x') + "\xE9" + std::string(20, 'y')),
+              WMString(37, u'x') + u"\u00E9" + WMString(20, u'y'));
+}
+
+std::string StructArrayRequest(int n) {
+    std::string items;
+    for (int i = 0; i < n; ++i) {
+        items += "<item><varString>s" + std::to_string(i) + "</varString><varInt>" +
+                 std::to_string(i) + "</varInt><varFloat>0.5</varFloat></item>";
+    }
+    return deser_test::RequestBytes(
+        "<m:echoStructArray><inputStructArray "
+        "xmlns:a=\"http://schemas.xmlsoap.org/soap/encoding/\" "
+        "xmlns:s=\"http://soapinterop.org/xsd\" a:arrayType=\"s:SOAPStruct[" +
+        std::to_string(n) + "]\">" + items + "</inputStructArray></m:echoStructArray>");
+}
+
+// Taking the value over, copying it, and taking the parameter over (an extension) all answer
+// the same bytes; reading does not empty the parameter, taking it does.
+TEST(ServerCallInPlace, ReturnValueTakenOverOrCopiedAnswersAlike) {
+    std::string answers[3];
+    for (int mode = 0; mode < 3; ++mode) {
+        WMSOAPServerCall call(deser_test::Round2Base());
+        ASSERT_TRUE(call.ReadRequest(StructArrayRequest(40), "\"http://\""));
+        WMSOAPStructMember first;
+        WMSOAPStructMember second;
+        if (mode == 2) {
+            ASSERT_TRUE(call.TakeParam(u"inputStructArray", first));
+            ASSERT_TRUE(call.GetParam(u"inputStructArray", second));
+            EXPECT_TRUE(second.ArrayValue().empty());
+            EXPECT_FALSE(call.TakeParam(u"outputStructArray", second));
+        } else {
+            ASSERT_TRUE(call.GetParam(u"inputStructArray", first));
+            ASSERT_TRUE(call.GetParam(u"inputStructArray", second));
+            EXPECT_EQ(second.ArrayValue().size(), 40u);
+        }
+        EXPECT_EQ(first.ArrayValue().size(), 40u);
+        ASSERT_TRUE(mode ? call.SetReturnValue(std::move(first)) : call.SetReturnValue(first));
+        EXPECT_EQ(call.WriteResponse(answers[mode]), 200);
+    }
+    EXPECT_EQ(answers[0], answers[1]);
+    EXPECT_EQ(answers[0], answers[2]);
+    EXPECT_NE(answers[0].find(">s39</varString>"), std::string::npos);
+    EXPECT_EQ(answers[0].find("inputStructArray"), std::string::npos);
+}
+
+// An output parameter set twice keeps the last value; the input-only parameter before it is
+// dropped from the answer without disturbing the order of the rest.
+TEST(ServerCallInPlace, OutParamSetTwiceKeepsTheLast) {
+    WMSOAPServerCall call(deser_test::Round2GroupB());
+    ASSERT_TRUE(call.ReadRequest(
+        "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+        "xmlns:m=\"http://soapinterop.org/\"><e:Body><m:echoStructAsSimpleTypes><inputStruct>"
+        "<varString>s</varString><varInt>3</varInt><varFloat>0.5</varFloat></inputStruct>"
+        "</m:echoStructAsSimpleTypes></e:Body></e:Envelope>",
+        "\"http://soapinterop.org/\""));
+    EXPECT_TRUE(call.SetOutParam(u"outputInteger", WMSOAPStructMember(u"", 1)));
+    EXPECT_TRUE(call.SetOutParam(u"outputInteger", WMSOAPStructMember(u"", 2)));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 200);
+    EXPECT_NE(body.find(">2</outputInteger>"), std::string::npos) << body;
+    EXPECT_EQ(body.find(">1</outputInteger>"), std::string::npos);
+    EXPECT_EQ(body.find("inputStruct"), std::string::npos);
+}
+
+constexpr char k11[] = "http://schemas.xmlsoap.org/soap/envelope/";
+constexpr char k12[] = "http://www.w3.org/2003/05/soap-envelope";
+
+std::string Envelope(std::string const& body, char const* ns = k11,
+                     std::string const& header = "") {
+    return std::string("<?xml version=\"1.0\"?><e:Envelope xmlns:e=\"") + ns +
+           "\" xmlns:c=\"urn:cases\">" +
+           (header.empty() ? "" : "<e:Header>" + header + "</e:Header>") + "<e:Body>" + body +
+           "</e:Body></e:Envelope>";
+}
+
+std::string const kItem = "<c:item><c:name>n</c:name><c:count>3</c:count></c:item>";
+
+// The whole answer against its row of literal_answers.txt.
+void ExpectAnswer(std::string const& body, std::string const& name) {
+    EXPECT_EQ(body,
+              deser_test::Narrow(deser_test::Golden("expected/soap/literal_answers.txt", name)))
+        << name;
+}
+
+class LiteralServer : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        WMString const file = u"" CORVANE_TEST_DATA "/literal/server.wsdl";
+        ASSERT_TRUE(cases.Load(file)) << deser_test::Narrow(cases.GetLoadError());
+        ASSERT_TRUE(calc.Load(file, u"Cases", u"CalcPort"));
+    }
+
+    // A call in the document/literal mode on `service`.
+    WMSOAPServerCall Call(WMSOAPLiteralService const& service = cases,
+                          std::size_t maxOccurs = 100000) {
+        WMSOAPServerCall call(deser_test::Round2Base());
+        WMWireOptions wire;
+        wire.standard = true;
+        wire.documentLiteral = true;
+        wire.maxOccurs = maxOccurs;
+        call.SetWireOptions(wire);
+        call.SetLiteralService(service);
+        return call;
+    }
+
+    static WMSOAPLiteralService cases;
+    static WMSOAPLiteralService calc;
+};
+
+WMSOAPLiteralService LiteralServer::cases;
+WMSOAPLiteralService LiteralServer::calc;
+
+TEST_F(LiteralServer, SharedRequestElementIsDispatchedByTheAction) {
+    struct Case {
+        char const* ns;
+        char const* soapAction;
+        char const* contentType;
+        char16_t const* operation;
+    };
+    for (Case const& c :
+         {Case{k11, "\"urn:add\"", "text/xml", u"add"},
+          Case{k11, "urn:remove", "text/xml", u"remove"},
+          // 1.2: the content type's action, whatever a SOAPAction header says.
+          Case{k12, "urn:add", "application/soap+xml; action=\"urn:remove\"", u"remove"}}) {
+        WMSOAPServerCall call = Call();
+        ASSERT_TRUE(call.ReadRequest(Envelope(kItem, c.ns), c.soapAction, c.contentType));
+        EXPECT_EQ(call.GetMethodName(), c.operation);
+        WMSOAPStructMember item;
+        ASSERT_TRUE(call.GetParam(u"item", item));
+        EXPECT_EQ(Show(item), "{name=\"n\",count=3}");
+        ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"total", 4)));
+        std::string body;
+        EXPECT_EQ(call.WriteResponse(body), 200);
+        ExpectAnswer(body, c.ns == k12 ? "total 1.2" : "total");
+        EXPECT_STREQ(call.GetContentType(), c.ns == k12 ? "application/soap+xml; charset=utf-8"
+                                                        : "text/xml; charset=utf-8");
+    }
+}
+
+TEST_F(LiteralServer, WrappedAnswerHasReturnAndOutParamInSchemaOrder) {
+    WMSOAPServerCall call = Call();
+    ASSERT_TRUE(call.ReadRequest(Envelope("<c:split><c:text>abc</c:text></c:split>", k12,
+                                          "<c:session e:mustUnderstand=\"true\">s1</c:session>"),
+                                 "", "application/soap+xml"));
+    WMSOAPStructMember value;
+    ASSERT_TRUE(call.GetParam(u"text", value));
+    EXPECT_EQ(value.StringValue(), u"abc");
+    EXPECT_FALSE(call.GetParam(u"at", value));  // optional, absent
+    ASSERT_TRUE(call.GetParam(u"session", value));
+    EXPECT_EQ(value.StringValue(), u"s1");
+
+    EXPECT_FALSE(call.SetOutParam(u"head", WMSOAPStructMember(u"x", WMString(u"a"))));
+    ASSERT_TRUE(call.SetOutParam(u"tail", WMSOAPStructMember(u"x", WMString(u"bc"))));
+    ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"x", WMString(u"a"))));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 200);
+    ExpectAnswer(body, "split");
+}
+
+TEST_F(LiteralServer, RpcLiteralPartsAreTheWrappersUnqualifiedChildren) {
+    WMSOAPServerCall call = Call(calc);
+    ASSERT_TRUE(call.ReadRequest(Envelope("<s:sum xmlns:s=\"urn:calc\"><a>2</a><b>40</b></s:sum>"),
+                                 "", "text/xml"));
+    WMSOAPStructMember a;
+    WMSOAPStructMember b;
+    ASSERT_TRUE(call.GetParam(u"a", a));
+    ASSERT_TRUE(call.GetParam(u"b", b));
+    call.SetReturnValue(WMSOAPStructMember(u"sum", a.LongValue() + b.LongValue()));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 200);
+    ExpectAnswer(body, "sum");
+}
+
+TEST_F(LiteralServer, RequestsOutsideTheSchemaGetAFaultNamingTheCause) {
+    std::vector<corvane::test::TableRow> rows =
+        corvane::test::ReadTable("expected/soap/literal_refusals.txt");
+    rows.push_back(
+        {"",
+         "=" + Envelope("<c:split><c:text/></c:split>", k11, "<c:other e:mustUnderstand=\"1\"/>"),
+         "MustUnderstand|'{urn:cases}other' was not understood", "header"});
+    for (corvane::test::TableRow const& row : rows) {
+        // A row's input is a Body's content, or after '=' the whole request.
+        std::string const input = corvane::test::Narrow(corvane::test::Unescape(row.input));
+        std::string const request = input[0] == '=' ? input.substr(1) : Envelope(input);
+        std::size_t const bar = row.expected.find('|');
+        WMSOAPServerCall call = Call();
+        EXPECT_FALSE(call.ReadRequest(request, "urn:nope", "text/xml")) << row.where;
+        std::string body;
+        EXPECT_EQ(call.WriteResponse(body), 500);
+        EXPECT_TRUE(Contains(body, "<faultcode>SOAP-ENV:" + row.expected.substr(0, bar) + "<"))
+            << row.where << body;
+        EXPECT_TRUE(Contains(body, row.expected.substr(bar + 1))) << row.where << body;
+    }
+}
+
+TEST_F(LiteralServer, AnswersAndFaultsTheSchemaRefusesOrTypes) {
+    // A return value that is not of its type: a Receiver fault naming the element.
+    WMSOAPServerCall call = Call();
+    ASSERT_TRUE(call.ReadRequest(Envelope(kItem, k12), "", "application/soap+xml;action=urn:add"));
+    call.SetReturnValue(WMSOAPStructMember(u"total", WMString(u"many")));
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), 500);
+    ExpectAnswer(body, "return refused");
+
+    // A typed fault detail: written by the fault's element; one the schema refuses is left out.
+    for (bool fits : {true, false}) {
+        call = Call();
+        ASSERT_TRUE(call.ReadRequest(Envelope("<c:split><c:text/></c:split>", k12), "", ""));
+        call.SetFault(u"SOAP-ENV:Client", u"no split");
+        WMSOAPStructType detail;
+        detail.SetMember(fits ? WMSOAPStructMember(u"position", 7)
+                              : WMSOAPStructMember(u"position", WMString(u"x")));
+        EXPECT_FALSE(call.SetFaultDetail(u"otherFault", WMSOAPStructMember(u"d", detail)));
+        ASSERT_TRUE(call.SetFaultDetail(u"splitFault", WMSOAPStructMember(u"d", detail)));
+        EXPECT_EQ(call.WriteResponse(body), 500);
+        ExpectAnswer(body, fits ? "detail" : "detail refused");
+    }
+}
+
+TEST_F(LiteralServer, RepeatedElementsBeyondTheLimitAreRefused) {
+    WMSOAPLiteralService echo;
+    ASSERT_TRUE(echo.Load(u"" CORVANE_TEST_DATA "/../peers/doclit/echo_doclit.wsdl"));
+    for (int count : {2, 3}) {
+        std::string values;
+        for (int i = 0; i < count; ++i) {
+            values += "<t:value>v</t:value>";
+        }
+        WMSOAPServerCall call = Call(echo, 2);
+        bool const read = call.ReadRequest(
+            Envelope("<t:echoStrings xmlns:t=\"urn:corvane:echo\">" + values + "</t:echoStrings>"),
+            "", "text/xml");
+        EXPECT_EQ(read, count == 2);
+        std::string body;
+        call.WriteResponse(body);
+        EXPECT_EQ(Contains(body, "'value'"), count == 3) << body;
+    }
+}
+
+TEST_F(LiteralServer, WithoutTheSettingTheDefaultPathAnswersByteForByte) {
+    // A service given, but only the standard mode on: the call is today's.
+    std::string const request = Envelope(kItem);
+    std::string answers[2];
+    for (int i = 0; i < 2; ++i) {
+        WMSOAPServerCall call(deser_test::Round2Base());
+        WMWireOptions wire;
+        wire.standard = true;
+        call.SetWireOptions(wire);
+        if (i == 1) {
+            call.SetLiteralService(cases);
+        }
+        EXPECT_FALSE(call.ReadRequest(request, "\"urn:add\"", "text/xml"));
+        call.WriteResponse(answers[i]);
+        EXPECT_STREQ(call.GetContentType(), "text/xml; charset=utf-8");
+    }
+    EXPECT_EQ(answers[0], answers[1]);
+    EXPECT_TRUE(Contains(answers[0], "Unrecognized method call received.")) << answers[0];
 }
 
 }  // namespace

@@ -52,6 +52,23 @@ std::vector<TableRow> ReadTable(const std::string& relative) {
     return rows;
 }
 
+std::string FirstDifference(const std::string& expected, const std::string& actual) {
+    std::size_t at = 0;
+    while (at < expected.size() && at < actual.size() && expected[at] == actual[at]) {
+        ++at;
+    }
+    if (at == expected.size() && at == actual.size()) {
+        return "";
+    }
+    // From the start of the line, or a little before the difference on a long line.
+    const std::size_t newline = at == 0 ? std::string::npos : expected.rfind('\n', at - 1);
+    const std::size_t lineStart = newline == std::string::npos ? 0 : newline + 1;
+    const std::size_t from = std::max(lineStart, at > 200 ? at - 200 : 0);
+    const auto line = std::count(expected.begin(), expected.begin() + at, '\n') + 1;
+    return "line " + std::to_string(line) + "\nexpected: " + expected.substr(from, 400) +
+           "\nactual:   " + actual.substr(from, 400);
+}
+
 WMString Unescape(const std::string& cell) {
     WMString text;
     for (std::size_t i = 0; i < cell.size(); ++i) {

@@ -27,6 +27,10 @@ std::vector<TableRow> ReadTable(const std::string& relative);
 // name; a backslash before any other character stands for that character.
 WMString Unescape(const std::string& cell);
 
+// "" when two prints are equal, else where they first part: the line number and that line of
+// each, so a failure on a large print shows the difference rather than both prints.
+std::string FirstDifference(const std::string& expected, const std::string& actual);
+
 // Runs a shell command; its standard output, and whether it exited with status 0.
 bool RunShell(const std::string& command, std::string* output = nullptr);
 // ASCII and Latin-1 text both ways (each byte is one code unit), as on the wire.
