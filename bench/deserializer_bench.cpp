@@ -1,6 +1,7 @@
 // Reading an echoStructArrayResponse of 10,000 (and of 100) SOAPStruct items the way the client
-// reads it (src/soap/envelope_reader.h) and through the exported WMSOAPMessage::Deserialize and
-// ProcessRPC, against PHP's SoapClient reading the same answer.
+// reads it (src/soap/envelope_reader.h, without the literal body text, which the client never
+// shows), the same with that text written as a message's reader has it, and through the exported
+// WMSOAPMessage::Deserialize and ProcessRPC, against PHP's SoapClient reading the same answer.
 //
 // Both sides are measured alike: from the moment the answer's text is in hand (in the message's
 // buffer; returned by __doRequest) to the decoded values, in processor time; and the memory as
@@ -58,6 +59,9 @@ std::string Response(int items) {
            "</SOAP-ENV:Envelope>\n";
 }
 
+// Which road a read takes.
+enum class Path { kClient, kLiteralBody, kExported };
+
 struct Fixture {
     WMSOAPWSDLClient wsdl;
     WMString text;
@@ -80,15 +84,17 @@ struct Fixture {
         message.SetRequestPhase(false);
     }
 
-    // One read of a prepared message, as the client does it or (`exported`) through the
-    // exported operations.
-    void Read(WMSOAPMessage& message, bool exported) {
+    // One read of a prepared message.
+    void Read(WMSOAPMessage& message, Path path) {
         try {
-            if (exported) {
+            if (path == Path::kExported) {
                 message.Deserialize(wsdl);
                 message.ProcessRPC(wsdl);
             } else {
-                corvane::detail::ReadResponse(message, wsdl);
+                corvane::detail::ReadResponse(message, wsdl,
+                                              path == Path::kClient
+                                                  ? corvane::detail::BodyText::kLeftOut
+                                                  : corvane::detail::BodyText::kKept);
             }
         } catch (WMSOAPFault* fault) {
             delete fault;
@@ -101,10 +107,10 @@ struct Fixture {
         }
     }
 
-    void Decode(bool exported = false) {
+    void Decode(Path path) {
         WMSOAPMessage message;
         Prepare(message);
-        Read(message, exported);
+        Read(message, path);
     }
 };
 
@@ -117,7 +123,7 @@ Fixture& Shared(int items) {
 void BM_DecodeStructArray(benchmark::State& state) {
     Fixture& f = Shared(static_cast<int>(state.range(0)));
     for (auto _ : state) {
-        f.Decode();
+        f.Decode(Path::kClient);
     }
     state.SetItemsProcessed(state.iterations() * f.items);
 }
@@ -126,7 +132,7 @@ BENCHMARK(BM_DecodeStructArray)->Arg(100)->Arg(10000)->Unit(benchmark::kMicrosec
 void BM_DecodeStructArrayExported(benchmark::State& state) {
     Fixture& f = Shared(static_cast<int>(state.range(0)));
     for (auto _ : state) {
-        f.Decode(true);
+        f.Decode(Path::kExported);
     }
     state.SetItemsProcessed(state.iterations() * f.items);
 }
@@ -134,15 +140,31 @@ BENCHMARK(BM_DecodeStructArrayExported)->Arg(100)->Arg(10000)->Unit(benchmark::k
 
 // Processor time, not wall time: the machine is shared.
 // The message's destruction (freeing the values) counts, as PHP's freeing of its DOM does.
-double BestCorvaneNanos(Fixture& f, int runs, bool exported) {
+double BestCorvaneNanosInProcess(Fixture& f, int runs, Path path) {
     double best = 1e300;
     for (int run = 0; run < runs; ++run) {
         auto message = std::make_unique<WMSOAPMessage>();
         f.Prepare(*message);
         std::clock_t const start = std::clock();
-        f.Read(*message, exported);
+        f.Read(*message, path);
         message.reset();
         best = std::min(best, 1e9 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
+    }
+    return best;
+}
+
+// PHP's time per call falls into one of two levels from one process to the next, so each side
+// is timed as the best of its runs in each of several processes, and the best of those counts.
+constexpr int kTimingProcesses = 3;
+
+template <class Measure>
+double InChild(Measure measure);
+
+double BestCorvaneNanos(Fixture& f, int runs, Path path) {
+    double best = 1e300;
+    for (int process = 0; process < kTimingProcesses; ++process) {
+        best = std::min(
+            best, InChild([&f, runs, path] { return BestCorvaneNanosInProcess(f, runs, path); }));
     }
     return best;
 }
@@ -162,13 +184,13 @@ long StatusKilobytes(std::string const& field) {
 // Peak resident memory during one read above the resident memory before it: writing 5 to
 // clear_refs resets the peak to the current level. A small answer is read first, as PHP's side
 // does, so that neither side counts the allocations of a first call.
-double PeakMegabytesOfOneDecode(Fixture& f, bool exported) {
-    Shared(100).Decode(exported);
+double PeakMegabytesOfOneDecode(Fixture& f, Path path) {
+    Shared(100).Decode(path);
     WMSOAPMessage message;
     f.Prepare(message);
     std::ofstream("/proc/self/clear_refs") << "5";
     long const before = StatusKilobytes("VmRSS");
-    f.Read(message, exported);
+    f.Read(message, path);
     return static_cast<double>(StatusKilobytes("VmHWM") - before) / 1000.0;
 }
 
@@ -251,8 +273,9 @@ double InChild(Measure measure) {
 
 // What PHP's SoapClient measures of one answer of `items` items, __doRequest returning the
 // answer: the processor time from the moment the answer is handed back to the values' release
-// (best of as many runs as Corvane has), and, in a process of its own after a call with a 100-item
-// answer, the growth of the resident set's peak and memory_get_peak_usage over one call.
+// (best of as many runs and processes as Corvane has), and, in a process of its own after a call
+// with a 100-item answer, the growth of the resident set's peak and memory_get_peak_usage over one
+// call.
 struct PhpFigures {
     double nanos = 0;
     double residentBytes = 0;
@@ -296,13 +319,21 @@ bool RunPhp(int items, int runs, PhpFigures& figures) {
         " $r = $c->echoStructArray(array());"
         " echo 1000 * (kb(\"VmHWM\") - $rss), \" \", memory_get_peak_usage() - $m0, \"\\n\";";
     bool ran = true;
-    for (std::string const* part : {&timing, &memory}) {
-        std::string const command = "php -r '" + common + *part + "' >> '" + out.string() + "'";
+    for (int process = 0; process < kTimingProcesses; ++process) {
+        std::string const command = "php -r '" + common + timing + "' >> '" + out.string() + "'";
         ran = ran && std::system(command.c_str()) == 0;
     }
+    std::string const command = "php -r '" + common + memory + "' >> '" + out.string() + "'";
+    ran = ran && std::system(command.c_str()) == 0;
     std::ifstream in(out);
-    bool const read =
-        ran && static_cast<bool>(in >> figures.nanos >> figures.residentBytes >> figures.heapBytes);
+    bool read = ran;
+    figures.nanos = 1e300;
+    for (int process = 0; read && process < kTimingProcesses; ++process) {
+        double nanos = 0;
+        read = static_cast<bool>(in >> nanos);
+        figures.nanos = std::min(figures.nanos, nanos);
+    }
+    read = read && static_cast<bool>(in >> figures.residentBytes >> figures.heapBytes);
     in.close();
     std::filesystem::remove(out);
     std::filesystem::remove(answer);
@@ -318,8 +349,9 @@ int main(int argc, char** argv) {
     double exportedMegabytes[2];
     for (int index : {0, 1}) {
         Fixture& f = Shared(index == 0 ? 100 : 10000);
-        megabytes[index] = InChild([&f] { return PeakMegabytesOfOneDecode(f, false); });
-        exportedMegabytes[index] = InChild([&f] { return PeakMegabytesOfOneDecode(f, true); });
+        megabytes[index] = InChild([&f] { return PeakMegabytesOfOneDecode(f, Path::kClient); });
+        exportedMegabytes[index] =
+            InChild([&f] { return PeakMegabytesOfOneDecode(f, Path::kExported); });
     }
     double const serverPeak =
         InChild([] { return ServerPeakPerRequestByte(Shared(100).wsdl, false); });
@@ -334,11 +366,14 @@ int main(int argc, char** argv) {
     for (int items : {100, 10000}) {
         Fixture& f = Shared(items);
         int const runs = items == 100 ? 200 : 10;
-        double const corvane = BestCorvaneNanos(f, runs, false);
-        double const exported = BestCorvaneNanos(f, runs, true);
+        double const corvane = BestCorvaneNanos(f, runs, Path::kClient);
+        double const literal = BestCorvaneNanos(f, runs, Path::kLiteralBody);
+        double const exported = BestCorvaneNanos(f, runs, Path::kExported);
         std::printf("\nechoStructArrayResponse, %d SOAPStruct items, processor time\n", items);
         std::printf("  Corvane:           %8.1f ns per item, peak memory %.1f MB\n",
                     corvane / items, megabytes[index]);
+        std::printf("  Corvane, body text:%8.1f ns per item (the literal body written too)\n",
+                    literal / items);
         std::printf("  Corvane, exported: %8.1f ns per item, peak memory %.1f MB\n",
                     exported / items, exportedMegabytes[index]);
         ++index;
@@ -352,7 +387,8 @@ int main(int argc, char** argv) {
             "  PHP SoapClient:    %8.1f ns per item, peak memory %.1f MB (its heap alone, "
             "without libxml2's: %.1f MB)\n",
             php.nanos / items, php.residentBytes / 1e6, php.heapBytes / 1e6);
-        std::printf("  Corvane is %.1f times faster per item\n", php.nanos / corvane);
+        std::printf("  Corvane is %.1f times faster per item (%.1f with the body text)\n",
+                    php.nanos / corvane, php.nanos / literal);
     }
     std::printf(
         "\nWMSOAPServerCall reading an echoStructArray request of 10,000 items: peak memory "

@@ -60,17 +60,57 @@ float ScanFloat(std::u16string_view text) {
     }
     // Narrow the number-shaped prefix to ASCII; any other code unit ends it, as it would end
     // strtof's reading of the narrowed text.
-    std::string ascii;
-    for (; i < text.size(); ++i) {
-        char16_t const c = text[i];
+    std::size_t end = i;
+    for (; end < text.size(); ++end) {
+        char16_t const c = text[end];
         bool const allowed = IsDigit(c) || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') ||
                              c == u'.' || c == u'+' || c == u'-' || c == u'(' || c == u')' ||
                              c == u'_';
         if (!allowed) {
             break;
         }
-        ascii.push_back(static_cast<char>(c));
     }
+    // A plain decimal of up to fifteen digits: its digits and its power of ten are exact
+    // doubles, so their quotient rounded to double and then to float is the correctly rounded
+    // float (a double holds more than twice a float's digits), as from_chars gives it.
+    if (end > i) {
+        std::uint64_t digits = 0;
+        int count = 0;
+        int fraction = 0;
+        bool point = false;
+        bool plain = true;
+        for (std::size_t k = i; k < end && plain; ++k) {
+            char16_t const c = text[k];
+            if (IsDigit(c)) {
+                digits = digits * 10 + static_cast<std::uint64_t>(c - u'0');
+                ++count;
+                fraction += point ? 1 : 0;
+            } else if (c == u'.' && !point) {
+                point = true;
+            } else {
+                plain = false;
+            }
+        }
+        if (plain && count > 0 && count <= 15) {
+            constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                          1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+            float const value = static_cast<float>(static_cast<double>(digits) / kPowers[fraction]);
+            return negative ? -value : value;
+        }
+    }
+    // Numbers are short: the narrowed copy goes on the stack unless it is long.
+    char small[32];
+    std::string large;
+    std::size_t const length = end - i;
+    char* out = small;
+    if (length > sizeof small) {
+        large.resize(length);
+        out = large.data();
+    }
+    for (std::size_t k = 0; k < length; ++k) {
+        out[k] = static_cast<char>(text[i + k]);
+    }
+    std::string_view const ascii(out, length);
     char const* first = ascii.data();
     char const* const last = ascii.data() + ascii.size();
     auto format = std::chars_format::general;

@@ -268,20 +268,26 @@ XMLAttr const*& SlotOf(ParamAttrs& found, Slot slot) {
     return found.type[2];
 }
 
-ParamAttrs ScanParamAttrs(XMLNode const& node) {
+// `xsi` is the namespace record found to be the 2001 schema-instance URI, once one is: the
+// common xsi:type is then known by its record and local name, without comparing keys.
+ParamAttrs ScanParamAttrs(XMLNode const& node, XMLNamespace const*& xsi) {
     ParamAttrs found;
     if (node.attrCount == 0) {
         return found;
     }
-    View const elementNS = node.ns->uri;
-    View const elementName = node.Local();
-    std::size_t const elementSize = elementNS.size() + elementName.size();
-    Key const idKey{{elementNS, elementName, u"id"}, elementSize + 2};
-    Key const hrefKey{{elementNS, elementName, u"href"}, elementSize + 4};
     // A key is one of these at most (they differ from each other: only the element's own two end
     // in "id" and "href"), so the first match ends the search.
     for (std::uint32_t i = 0; i < node.attrCount; ++i) {
         XMLAttr const* attr = &node.attrs[i];
+        if (attr->prefixed && attr->ns == xsi && SameShort(attr->Local(), u"type")) {
+            found.type[0] = attr;
+            continue;
+        }
+        View const elementNS = node.ns->uri;
+        View const elementName = node.Local();
+        std::size_t const elementSize = elementNS.size() + elementName.size();
+        Key const idKey{{elementNS, elementName, u"id"}, elementSize + 2};
+        Key const hrefKey{{elementNS, elementName, u"href"}, elementSize + 4};
         Key const key = KeyOf(node, *attr);
         if (KeyIs(key, idKey)) {
             found.id = attr;
@@ -294,6 +300,10 @@ ParamAttrs ScanParamAttrs(XMLNode const& node) {
         for (FixedKey const& candidate : kFixedKeys) {
             if (KeyIs(key, candidate.key)) {
                 SlotOf(found, candidate.slot) = attr;
+                if (candidate.slot == Slot::kType2001 && attr->prefixed &&
+                    attr->ns->uri.size() == candidate.key.part[0].size()) {
+                    xsi = attr->ns;
+                }
                 break;
             }
         }
@@ -484,11 +494,15 @@ private:
 
     // The URI a prefix is bound to as the handlers see the reported mappings. A default
     // namespace bound to the empty URI counts as undeclared: the parser reports the root's
-    // default namespace even when the document declares none.
-    View const* LookUpPrefix(View prefix) const {
-        for (auto const& entry : m_prefixes) {
-            if (entry.first == prefix) {
-                return prefix.empty() && entry.second.empty() ? nullptr : &entry.second;
+    // default namespace even when the document declares none. A prefix found moves to the front
+    // (each is there once, so order does not matter): type values name few prefixes, over and
+    // over.
+    View const* LookUpPrefix(View prefix) {
+        for (auto it = m_prefixes.begin(); it != m_prefixes.end(); ++it) {
+            if (SameShort(it->first, prefix)) {
+                std::rotate(m_prefixes.begin(), it, it + 1);
+                View const& uri = m_prefixes.front().second;
+                return prefix.empty() && uri.empty() ? nullptr : &uri;
             }
         }
         return nullptr;
@@ -500,6 +514,8 @@ private:
         }
         return *item.rare;
     }
+
+    ParamAttrs Scan(XMLNode const& element) { return ScanParamAttrs(element, m_xsi); }
 
     // What WMSOAPParamHandler::ProcessAttributes reads, with its faults in its order.
     Item* NewItem(XMLNode const& element, View style, ParamAttrs const& found) {
@@ -560,7 +576,7 @@ private:
     }
 
     Item* NewChild(Frame& parent, XMLNode const& element, IdTable& ids) {
-        Item* child = NewItem(element, parent.item->style, ScanParamAttrs(element));
+        Item* child = NewItem(element, parent.item->style, Scan(element));
         Enter(ids, child);
         if (parent.lastChild != nullptr) {
             parent.lastChild->next = child;
@@ -573,7 +589,7 @@ private:
     }
 
     Item* NewEntry(XMLNode const& element) {
-        Item* entry = NewItem(element, m_headerStyle, ScanParamAttrs(element));
+        Item* entry = NewItem(element, m_headerStyle, Scan(element));
         XMLAttr const* mustUnderstand = FindAttr(element, kMustUnderstandKey);
         XMLAttr const* actor = FindAttr(element, kActorKey);
         if (mustUnderstand != nullptr || actor != nullptr) {
@@ -588,7 +604,7 @@ private:
     }
 
     Frame BodyChild(XMLNode const& element, bool soapNS, View local) {
-        ParamAttrs const found = ScanParamAttrs(element);
+        ParamAttrs const found = Scan(element);
         if (!m_request && soapNS && local == u"Fault") {
             if (m_fault != nullptr) {
                 return Frame{Role::kSwallow, nullptr, nullptr, nullptr};
@@ -617,7 +633,7 @@ private:
             return Frame{Role::kText, nullptr, nullptr, &m_faultActor};
         }
         if (local == u"detail" && m_detail == nullptr) {
-            m_detail = NewItem(element, m_fault->style, ScanParamAttrs(element));
+            m_detail = NewItem(element, m_fault->style, Scan(element));
             Enter(m_bodyIds, m_detail);
             return Frame{Role::kParam, m_detail, &m_bodyIds, nullptr};
         }
@@ -628,6 +644,7 @@ private:
     std::vector<Frame> m_stack;
     // The mappings reported and not yet ended, as the parse-event handler keeps them.
     std::vector<std::pair<View, View>> m_prefixes;
+    XMLNamespace const* m_xsi = nullptr;  // see ScanParamAttrs
     std::size_t m_elements = 0;
     Pool<Item> m_items;
     Pool<Rare> m_rares;

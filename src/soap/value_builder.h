@@ -29,6 +29,11 @@ struct ValueBuilder {
     static void Append(WMSOAPStructType& target, WMSOAPStructMember&& member) {
         target.members_.push_back(std::move(member));
     }
+    // Appends an empty member to be read into in place, which saves moving a finished one in;
+    // the reference holds until the next append to `target`.
+    static WMSOAPStructMember& AppendNew(WMSOAPStructType& target) {
+        return target.members_.emplace_back();
+    }
     // As SetValue: the kind and that one slot change.
     static void SetStruct(WMSOAPStructMember& target, WMSOAPStructType&& value) {
         target.value_.dataType = DataType::SOAP_STRUCT;

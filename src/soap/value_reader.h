@@ -232,7 +232,8 @@ public:
                 return false;
             }
             std::size_t const before = m_state.created;
-            WMSOAPStructMember value;
+            // Read in place; a failure drops the whole struct.
+            WMSOAPStructMember& value = detail::ValueBuilder::AppendNew(members);
             // The member is named by its accessor below, whatever its content says.
             bool converted = false;
             bool const ok = IsSimpleTypeNamespace(memberType->typeNS)
@@ -244,7 +245,6 @@ public:
             }
             detail::ValueBuilder::SetName(value, Tree::Local(child));
             detail::ValueBuilder::SetNS(value, memberType->ns);
-            detail::ValueBuilder::Append(members, std::move(value));
         }
         if (!m_state.ChargeCopy(m_state.created - createdBefore)) {
             return false;
@@ -311,15 +311,15 @@ public:
                 return false;
             }
             std::size_t const before = m_state.created;
-            WMSOAPStructMember value;
+            if (columns == 0 || index++ % columns == 0) {
+                items.emplace_back();
+            }
+            // Read in place; a failure drops the whole array.
+            WMSOAPStructMember& value = detail::ValueBuilder::AppendNew(items.back());
             if (!Item(child, item, itemKind, itemTypeNS, itemTypeName, value) ||
                 !m_state.Charge(1) || !m_state.ChargeCopy(m_state.created - before)) {
                 return false;
             }
-            if (columns == 0 || index++ % columns == 0) {
-                items.emplace_back();
-            }
-            detail::ValueBuilder::Append(items.back(), std::move(value));
         }
         detail::ValueBuilder::SetArray(result, std::move(items));
         return true;

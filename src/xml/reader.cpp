@@ -8,10 +8,10 @@
 #include <new>
 #include <utility>
 
-#include "text/equal.h"
 #include "xml/chars.h"
 #include "xml/model_impl.h"
 #include "xml/noinline.h"
+#include "xml/reader_scan.h"
 
 namespace corvane {
 namespace detail {
@@ -429,9 +429,19 @@ public:
     void PutEscaped(std::u16string_view text, bool attribute) {
         char16_t const* run = text.data();
         char16_t const* const end = run + text.size();
-        for (char16_t const* p = run; p != end; ++p) {
-            // Every character that is escaped sorts at or below '>'.
-            if (*p > u'>') {
+        auto const skip = [attribute, end](char16_t const* from) {
+            return attribute ? SkipOthers<u'&', u'<', u'"', u'\''>(from, end)
+                             : SkipOthers<u'&', u'<', u'>'>(from, end);
+        };
+        // Every character that is escaped sorts below 64: one bit each.
+        constexpr std::uint64_t kAttributeSet =
+            (std::uint64_t{1} << u'&') | (std::uint64_t{1} << u'<') | (std::uint64_t{1} << u'"') |
+            (std::uint64_t{1} << u'\'');
+        constexpr std::uint64_t kContentSet =
+            (std::uint64_t{1} << u'&') | (std::uint64_t{1} << u'<') | (std::uint64_t{1} << u'>');
+        std::uint64_t const set = attribute ? kAttributeSet : kContentSet;
+        for (char16_t const* p = skip(run); p != end; ++p) {
+            if (*p >= 64 || ((set >> *p) & 1) == 0) {
                 continue;
             }
             std::u16string_view entity;
@@ -458,6 +468,7 @@ public:
                 Put(std::u16string_view(run, static_cast<std::size_t>(p - run)));
                 Put(entity);
                 run = p + 1;
+                p = skip(run) - 1;
             }
         }
         Put(std::u16string_view(run, static_cast<std::size_t>(end - run)));
@@ -481,6 +492,25 @@ private:
     char16_t m_buffer[kSize];
 };
 
+// Writes the attribute (if any) and what follows it in a start tag that declares nothing; true
+// when the element is empty and so complete.
+bool FinishStartTag(XMLNode const& element, XMLAttr const* attr, TextWriter& out) {
+    if (attr) {
+        out.Put(u' ');
+        out.Put(attr->qname);
+        out.Put(u"=\""sv);
+        out.PutEscaped(attr->value, true);
+        out.Put(u'"');
+    }
+    if (element.text.empty() && !element.firstChild) {
+        out.Put(u" />"sv);
+        return true;
+    }
+    out.Put(u'>');
+    out.PutEscaped(element.text, false);
+    return false;
+}
+
 // `parentAdded` is the declaration that an added attribute gave the parent, if any: the parent's
 // prefixes then differ from the element's even where they share a scope.
 NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, TextWriter& out,
@@ -489,6 +519,10 @@ NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, T
     out.Put(u'<');
     out.Put(element.qname);
     bool const ownScope = !parent || parent->scope != element.scope;
+    if (!added && !ownScope && element.attrCount <= 1) {
+        // Nearly every element of a message: nothing declared, nothing to sort.
+        return FinishStartTag(element, element.attrCount == 1 ? &element.attrs[0] : nullptr, out);
+    }
     std::vector<XMLReadScope::Entry> const inScope =
         added || ownScope ? MergedEntries(element.scope) : std::vector<XMLReadScope::Entry>();
     AddedPlace const place = added ? PlaceAdded(element, *added, inScope) : AddedPlace();
@@ -560,13 +594,7 @@ NOINLINE bool SerializeStartTag(XMLNode const& element, XMLNode const* parent, T
             out.Put(u'"');
         }
     }
-    if (element.text.empty() && !element.firstChild) {
-        out.Put(u" />"sv);
-        return true;
-    }
-    out.Put(u'>');
-    out.PutEscaped(element.text, false);
-    return false;
+    return FinishStartTag(element, nullptr, out);
 }
 
 // Whether `added` declares its prefix on the element.
@@ -646,6 +674,18 @@ private:
         XMLNamespace const* ns = nullptr;  // last resolution, null before the first
         std::uint32_t scope = 0;           // scope of the last resolution made in one
         std::int64_t slot = -1;            // which string of that scope it took
+        // The name's shape, found once: its first colon, whether another follows, and the
+        // prefix's index when the colon is past the start.
+        std::size_t colon = std::u16string_view::npos;
+        bool manyColons = false;
+        std::size_t prefixIndex = 0;
+    };
+
+    // The shape of a name, from its record when it has one.
+    struct NameShape {
+        std::size_t colon;
+        bool manyColons;
+        std::size_t prefixIndex;
     };
     // Slots of resolution: the empty URI of unprefixed attributes, a scope's default, or the
     // entry of a prefix (kSlotPrefix + the prefix's index).
@@ -689,7 +729,17 @@ private:
         }
     }
 
+    // `expected` is never a line end, so a match reads as one step; a miss goes the long way,
+    // which may count a line end it steps back over.
     bool ParseCh(char16_t expected) {
+        if (!m_overrun && m_cur < m_end && *m_cur == expected) {
+            ++m_cur;
+            return true;
+        }
+        return MissCh(expected);
+    }
+
+    bool MissCh(char16_t expected) {
         if (NextCh() == expected) {
             return true;
         }
@@ -712,7 +762,19 @@ private:
         if (!m_overrun && m_cur<m_end&& * m_cur> 0x20 && *m_cur < 0x85) {
             return false;
         }
-        bool any = false;
+        return SkipWhiteSpace();
+    }
+
+    NOINLINE bool SkipWhiteSpace() {
+        // Spaces and tabs first: they count no line and need no step back.
+        char16_t const* const start = m_cur;
+        while (m_cur < m_end && (*m_cur == u' ' || *m_cur == u'\t')) {
+            ++m_cur;
+        }
+        bool any = m_cur != start;
+        if (any && m_cur<m_end&& * m_cur> 0x20 && *m_cur < 0x85) {
+            return true;
+        }
         for (;;) {
             char16_t const c = NextCh();
             if (c == 0 || !IsXMLSpace(c)) {
@@ -887,8 +949,11 @@ private:
         char16_t const* run = m_cur;
         char16_t const* p = m_cur;
         for (;;) {
-            while (*p > u'<') {  // nothing above "<" needs a look
-                ++p;
+            if (*p > u'<') {  // nothing above "<" needs a look
+                p = SkipOthers<u'"', u'\'', u'<', u'&', u'\n', u'\r', 0>(p + 1, m_end);
+                while (*p > u'<') {
+                    ++p;
+                }
             }
             char16_t const c = *p;
             if (c == quote) {
@@ -938,7 +1003,7 @@ private:
         m_attrs.push_back(attr);
         if (!m_names.Insert(
                 m_attrs.size() - 1, [this](std::size_t i) { return NameHash(m_attrs[i].qname); },
-                [this, name](std::size_t i) { return m_attrs[i].qname == name; })) {
+                [this, name](std::size_t i) { return SameShort(m_attrs[i].qname, name); })) {
             Error();
         }
         return true;
@@ -956,6 +1021,16 @@ private:
         // Adds `index` unless an earlier entry is equal to it; false then.
         template <class HashOf, class Equal>
         bool Insert(std::size_t index, HashOf hashOf, Equal equal) {
+            if (m_count == 0) {
+                m_scan[m_count++] = index;
+                return true;
+            }
+            return Add(index, hashOf, equal);
+        }
+
+    private:
+        template <class HashOf, class Equal>
+        NOINLINE bool Add(std::size_t index, HashOf hashOf, Equal equal) {
             if (m_count < kScan) {
                 for (std::size_t j = 0; j < m_count; ++j) {
                     if (equal(m_scan[j])) {
@@ -992,7 +1067,6 @@ private:
             return true;
         }
 
-    private:
         static constexpr std::size_t kScan = 16;
         static constexpr std::size_t kEmpty = ~std::size_t{0};
         void Place(std::pair<std::uint64_t, std::size_t> entry) {
@@ -1028,15 +1102,20 @@ private:
             (qname.size() * 31 + qname.front() * 7 + qname.back() + qname[qname.size() / 2] * 3) &
             (kFront - 1);
         NameRecord* cached = m_front[front];
-        if (cached && TextEquals(cached->qname, qname)) {
+        if (cached && SameShort(cached->qname, qname)) {
             return cached;
         }
+        return FindRecord(qname, front);
+    }
+
+    // The seeded table behind the cache; makes the record of a name met for the first time.
+    NOINLINE NameRecord* FindRecord(std::u16string_view qname, std::size_t front) {
         std::uint64_t const hash = NameHash(qname);
         std::size_t mask = m_recordSlots.size() - 1;
         std::size_t i = hash & mask;
         for (; m_recordSlots[i]; i = (i + 1) & mask) {
             NameRecord* record = m_recordSlots[i];
-            if (record->hash == hash && TextEquals(record->qname, qname)) {
+            if (record->hash == hash && SameShort(record->qname, qname)) {
                 m_front[front] = record;
                 return record;
             }
@@ -1045,6 +1124,10 @@ private:
         NameRecord* record = &m_records.back();
         record->qname = qname;
         record->hash = hash;
+        NameShape const shape = ShapeOf(qname);
+        record->colon = shape.colon;
+        record->manyColons = shape.manyColons;
+        record->prefixIndex = shape.prefixIndex;
         if ((m_records.size() + 1) * 2 > m_recordSlots.size()) {
             m_recordSlots.assign(m_recordSlots.size() * 2, nullptr);
             mask = m_recordSlots.size() - 1;
@@ -1060,6 +1143,24 @@ private:
         }
         m_front[front] = record;
         return record;
+    }
+
+    NameShape ShapeOf(std::u16string_view qname) {
+        NameShape shape{qname.find(u':'), false, 0};
+        if (shape.colon != std::u16string_view::npos) {
+            shape.manyColons = qname.find(u':', shape.colon + 1) != std::u16string_view::npos;
+            if (shape.colon != 0) {
+                shape.prefixIndex = PrefixIndex(qname.substr(0, shape.colon));
+            }
+        }
+        return shape;
+    }
+
+    NameShape ShapeOf(std::u16string_view qname, NameRecord const* record) {
+        if (record) {
+            return NameShape{record->colon, record->manyColons, record->prefixIndex};
+        }
+        return ShapeOf(qname);
     }
 
     // What WMXMLParser charges for resolving a name to (ns, local) in `scope` through `slot`.
@@ -1101,7 +1202,7 @@ private:
 
     std::size_t PrefixIndex(std::u16string_view prefix) {
         if (m_lastPrefixIndex < m_prefixes.size() &&
-            TextEquals(m_prefixes[m_lastPrefixIndex].prefix, prefix)) {
+            SameShort(m_prefixes[m_lastPrefixIndex].prefix, prefix)) {
             return m_lastPrefixIndex;
         }
         std::uint64_t const hash = Fold(m_seed ^ 0x5bd1e995u, prefix);
@@ -1109,7 +1210,7 @@ private:
         std::size_t i = hash & mask;
         for (; m_prefixSlots[i].second; i = (i + 1) & mask) {
             std::size_t const index = m_prefixSlots[i].second - 1;
-            if (m_prefixSlots[i].first == hash && TextEquals(m_prefixes[index].prefix, prefix)) {
+            if (m_prefixSlots[i].first == hash && SameShort(m_prefixes[index].prefix, prefix)) {
                 m_lastPrefixIndex = index;
                 return index;
             }
@@ -1149,7 +1250,7 @@ private:
     // ---- resolution
 
     static bool StartsWithXmlns(std::u16string_view name) {
-        return name.size() >= 5 && name.substr(0, 5) == u"xmlns"sv;
+        return name.size() >= 5 && name[0] == u'x' && SameShort(name.substr(0, 5), u"xmlns"sv);
     }
 
     // Takes the declarations out of the attributes, makes the element's scope, resolves the
@@ -1185,8 +1286,9 @@ private:
         std::uint32_t const scopeId = scope ? scope->id : 0;
 
         std::u16string_view const qname = element->qname;
-        std::size_t const colon = qname.find(u':');
         NameRecord* record = Record(qname);
+        NameShape const shape = ShapeOf(qname, record);
+        std::size_t const colon = shape.colon;
         if (colon == std::u16string_view::npos || colon == 0) {
             element->ns = scope ? scope->defaultNS : &m_namespaces.none;
             element->localStart = 0;
@@ -1194,9 +1296,9 @@ private:
                 Error();
             }
         } else {
-            std::size_t const index = PrefixIndex(qname.substr(0, colon));
+            std::size_t const index = shape.prefixIndex;
             XMLNamespace const* uri = m_prefixes[index].uri;
-            if (!uri || qname.find(u':', colon + 1) != std::u16string_view::npos) {
+            if (!uri || shape.manyColons) {
                 Error();
             }
             element->ns = uri;
@@ -1207,10 +1309,9 @@ private:
             }
         }
 
-        std::size_t count = 0;
-        for (std::size_t i = 0; i < m_attrs.size(); ++i) {
-            count += IsDeclaration(m_attrs[i].qname) ? 0 : 1;
-        }
+        // Every declaration was found above; names are unique, so "xmlns" is there once at most.
+        std::size_t const count =
+            m_attrs.size() - m_decls.size() - (defaultIndex < m_attrs.size() ? 1 : 0);
         element->attrCount = static_cast<std::uint32_t>(count);
         if (count == 0) {
             element->attrs = nullptr;
@@ -1226,7 +1327,9 @@ private:
             if (IsDeclaration(attr.qname)) {
                 continue;
             }
-            std::size_t const attrColon = attr.qname.find(u':');
+            NameRecord* const attrRecord = Record(attr.qname);
+            NameShape const attrShape = ShapeOf(attr.qname, attrRecord);
+            std::size_t const attrColon = attrShape.colon;
             std::int64_t slot = kSlotEmpty;
             std::size_t keySize;
             if (attrColon == std::u16string_view::npos) {
@@ -1238,10 +1341,10 @@ private:
                 XMLNamespace const* uri = nullptr;
                 std::size_t index = 0;
                 if (attrColon != 0) {
-                    index = PrefixIndex(attr.qname.substr(0, attrColon));
+                    index = attrShape.prefixIndex;
                     uri = m_prefixes[index].uri;
                 }
-                if (!uri || attr.qname.find(u':', attrColon + 1) != std::u16string_view::npos) {
+                if (!uri || attrShape.manyColons) {
                     Error();
                 }
                 attr.ns = uri;
@@ -1250,8 +1353,8 @@ private:
                 slot = kSlotPrefix + static_cast<std::int64_t>(index);
                 keySize = uri->uri.size() + attr.qname.size() - attrColon - 1;
             }
-            if (!Charge(keySize) || !ChargeResolution(Record(attr.qname), scopeId, slot, attr.ns,
-                                                      attr.Local().size())) {
+            if (!Charge(keySize) ||
+                !ChargeResolution(attrRecord, scopeId, slot, attr.ns, attr.Local().size())) {
                 Error();
             }
             attrs[n++] = attr;
@@ -1424,10 +1527,16 @@ private:
         char16_t const* p = m_cur;
         XMLNode* last = nullptr;
         for (;;) {
-            char16_t const c = *p;
+            char16_t c = *p;
             if (c > u'<' && c != u']') {
-                ++p;
-                continue;
+                // Most content is empty or short: the first unit alone decides whether a long
+                // run is worth a wide scan.
+                p = SkipOthers<u'<', u'&', u'\n', u'\r', u']', 0>(p + 1, m_end);
+                c = *p;
+                if (c > u'<' && c != u']') {
+                    ++p;
+                    continue;
+                }
             }
             switch (c) {
                 case 0:
@@ -1483,7 +1592,7 @@ private:
                                    ? m_cur[qname.size()]
                                    : char16_t{0};
         if (static_cast<std::size_t>(m_end - m_cur) < qname.size() ||
-            std::u16string_view(m_cur, qname.size()) != qname ||
+            !SameShort(std::u16string_view(m_cur, qname.size()), qname) ||
             (after < 0x80 ? kNameTable.ascii[after] : IsNameChar(after))) {
             Error();
         }

@@ -15,11 +15,38 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
 namespace corvane {
 namespace detail {
+
+// Equality of short texts (names, prefixes) without a library call: most are a few code units,
+// where memcmp's call costs more than the compare.
+inline bool SameShort(std::u16string_view a, std::u16string_view b) {
+    if (a.size() != b.size()) {
+        return false;
+    }
+    char16_t const* x = a.data();
+    char16_t const* y = b.data();
+    std::size_t n = a.size();
+    for (; n >= 4; n -= 4, x += 4, y += 4) {
+        std::uint64_t u;
+        std::uint64_t v;
+        std::memcpy(&u, x, sizeof u);
+        std::memcpy(&v, y, sizeof v);
+        if (u != v) {
+            return false;
+        }
+    }
+    for (; n != 0; --n) {
+        if (*x++ != *y++) {
+            return false;
+        }
+    }
+    return true;
+}
 
 // One interned namespace URI; the empty URI has its record too (FindNamespace(u"")).
 struct XMLNamespace {
