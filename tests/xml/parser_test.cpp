@@ -54,11 +54,8 @@ TEST(XMLParser, EventOrderPutsTextAfterChildrenAndSkipsDocTypes) {
     EXPECT_EQ(recorder.events,
               (Events{"startdoc", "pi xml|version='1.0'", "ns =", "start {}a a", "start {}b b",
                       "end b", "pi p|d", "text xy", "end a", "endns ", "pi t|", "enddoc"}));
-    WMXMLElement* root = parser.GetDocRoot();
-    ASSERT_NE(root, nullptr);
-    EXPECT_EQ(root->GetText(), u"xy");
-    ASSERT_EQ(root->GetChildElements().size(), 1u);
-    EXPECT_EQ(root->GetChildElements()[0]->GetQualifiedName(), u"b");
+    ASSERT_NE(parser.GetDocRoot(), nullptr);
+    EXPECT_EQ(parser.GetDocRoot()->Serialize(nullptr), u"<a>xy<b /></a>");
     EXPECT_EQ(
         EventsOf(u" <!DOCTYPE a [<!ENTITY e 'x'><!ELEMENT a ANY>]> <!DOCTYPE b> <?p?> <a/> <b/>"),
         (Events{"startdoc", "pi p|", "ns =", "start {}a a", "end a", "endns ", "enddoc"}));
