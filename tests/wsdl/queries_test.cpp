@@ -173,29 +173,10 @@ protected:
     TempDir m_dir;
 };
 
-// Where each section of the table places its row.
-std::string Document(const std::string& section, const std::string& row) {
-    const std::string input =
-        "<portType name='P'><operation name='o'><input message='tns:m'/></operation></portType>"
-        "<message name='m'><part name='p' type='xsd:string'/></message>"
-        "<binding name='B' type='tns:P'><operation name='o'><input>";
-    if (section == "types") {
-        return Definitions("<types>" + row + "</types>");
-    }
-    if (section == "input") {
-        return Definitions(input + row + "</input></operation></binding>");
-    }
-    if (section == "headerfault") {
-        return Definitions(input + "<soap:header message='tns:m' part='p' use='literal'>" + row +
-                           "</soap:header></input></operation></binding>");
-    }
-    return section == "document" ? row : Definitions(row);
-}
-
 TEST_F(LoadFaults, BrokenRulesReportTheirExactMessages) {
     for (const TableRow& row : ReadTable("expected/wsdl/load_faults.txt")) {
         SCOPED_TRACE(row.where);
-        ExpectFault(Document(row.section, row.input), row.expected);
+        ExpectFault(Placed(row.section, row.input), row.expected);
     }
 }
 
