@@ -10,6 +10,7 @@
 #include <corvane/wsdl.h>
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace corvane::detail {
@@ -172,6 +173,20 @@ public:
     WMWireOptions const& GetWireOptions() const;
 
 private:
+    // What the description says of the operation last called, asked once: the description
+    // does not change between calls (Initialize forgets it).
+    struct OperationMemo {
+        WMString name;
+        WMString soapAction;
+        WMString methodNS;
+        bool known = false;
+        // Each parameter name asked about so far, with whether it is an input and an output.
+        std::vector<std::pair<WMString, std::pair<bool, bool>>> parts;
+    };
+    // The memo of an rpc operation of the description; null when a lookup fails.
+    OperationMemo const* Operation(WMString const& methodName);
+    std::pair<bool, bool> PartRoles(WMString const& methodName, WMString const& part);
+
     void RestoreRequestState();
     bool Exchange(WMString const& soapAction);
     // The document/literal extension (literal_client.cpp): whether it calls the operation, and
@@ -201,6 +216,7 @@ private:
     // The description as the extension reads it, loaded at its first call; shared read-only by
     // copies of the client.
     std::shared_ptr<const corvane::detail::LiteralPort> m_literal;
+    OperationMemo m_operation;
 };
 
 #endif

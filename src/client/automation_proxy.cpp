@@ -15,12 +15,14 @@ constexpr unsigned long kDefaultTimeout = 600000;
 constexpr int kDefaultHTTPPort = 80;
 
 WMString Decimal(unsigned long value) {
-    WMString digits;
+    WMChar digits[24];
+    WMChar* const end = digits + sizeof(digits) / sizeof(digits[0]);
+    WMChar* at = end;
     do {
-        digits.insert(digits.begin(), static_cast<WMChar>(u'0' + value % 10));
+        *--at = static_cast<WMChar>(u'0' + value % 10);
         value /= 10;
     } while (value != 0);
-    return digits;
+    return WMString(at, end);
 }
 
 WMString Decimal(int value) {

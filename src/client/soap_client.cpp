@@ -110,6 +110,7 @@ bool WMSOAPClient::Initialize(WMString const& wsdlLocation, WMString const& serv
     m_wsdlLocation = wsdlLocation;
     m_userAgent = userAgent;
     m_literal.reset();
+    m_operation = OperationMemo();
     // Kept before the first message is made, so that the probe and the first call already
     // type their values as the caller asked.
     m_explicitTyping = explicitTyping;
@@ -189,31 +190,24 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
         return InvokeLiteral(methodName, paramNames, paramValues, count, returnValue);
     }
 
-    WMString style;
-    if (!m_wsdlClient.GetOpBindingStyle(methodName, style) || style != u"rpc") {
+    OperationMemo const* operation = Operation(methodName);
+    if (operation == nullptr) {
         return false;
     }
-    WMString soapAction;
-    if (!m_wsdlClient.GetMethodSOAPAction(methodName, soapAction)) {
-        return false;
-    }
+    WMString const& soapAction = operation->soapAction;
     m_message.SetMethodName(methodName);
-    WMString methodNS;
-    if (!m_wsdlClient.GetMethodNamespaceURI(methodName, methodNS)) {
-        return false;
-    }
-    m_message.SetMethodNS(methodNS);
+    m_message.SetMethodNS(operation->methodNS);
 
     // Parameters of an earlier call that failed before its answer arrived are not sent again.
     m_message.ClearMethodParams();
     {
         LentArguments lent(m_message, paramValues);
         for (int i = 0; i < count; ++i) {
-            if (!m_wsdlClient.IsInputMsgPart(methodName, paramNames[i])) {
+            std::pair<bool, bool> const roles = PartRoles(methodName, paramNames[i]);
+            if (!roles.first) {
                 continue;
             }
-            bool const isOutput = m_wsdlClient.IsOutputMsgPart(methodName, paramNames[i]);
-            if (!lent.Lend(paramNames[i], i, isOutput)) {
+            if (!lent.Lend(paramNames[i], i, roles.second)) {
                 return false;
             }
         }
@@ -275,6 +269,39 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
     }
     corvane::detail::MessageBuilder::ReleaseResponseTree(m_message);
     return true;
+}
+
+WMSOAPClient::OperationMemo const* WMSOAPClient::Operation(WMString const& methodName) {
+    if (m_operation.known && m_operation.name == methodName) {
+        return &m_operation;
+    }
+    OperationMemo memo;
+    WMString style;
+    if (!m_wsdlClient.GetOpBindingStyle(methodName, style) || style != u"rpc" ||
+        !m_wsdlClient.GetMethodSOAPAction(methodName, memo.soapAction)) {
+        return nullptr;
+    }
+    if (!m_wsdlClient.GetMethodNamespaceURI(methodName, memo.methodNS)) {
+        // The message takes the name before its namespace is asked for, as without the memo.
+        m_message.SetMethodName(methodName);
+        return nullptr;
+    }
+    memo.name = methodName;
+    memo.known = true;
+    m_operation = std::move(memo);
+    return &m_operation;
+}
+
+std::pair<bool, bool> WMSOAPClient::PartRoles(WMString const& methodName, WMString const& part) {
+    for (auto const& [name, roles] : m_operation.parts) {
+        if (name == part) {
+            return roles;
+        }
+    }
+    bool const isInput = m_wsdlClient.IsInputMsgPart(methodName, part);
+    bool const isOutput = isInput && m_wsdlClient.IsOutputMsgPart(methodName, part);
+    m_operation.parts.emplace_back(part, std::make_pair(isInput, isOutput));
+    return m_operation.parts.back().second;
 }
 
 bool WMSOAPClient::Exchange(WMString const& soapAction) {
@@ -380,6 +407,7 @@ void WMSOAPClient::SetWireOptions(WMWireOptions const& options) {
     m_proxy.SetWireOptions(options);
     m_message.SetStandardWireMode(options.standard);
     m_literal.reset();
+    m_operation = OperationMemo();
 }
 
 WMWireOptions const& WMSOAPClient::GetWireOptions() const {

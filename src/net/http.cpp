@@ -9,6 +9,8 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "net/host_ent.h"
 #include "net/network_events.h"
@@ -36,7 +38,7 @@ bool IsSpace(WMChar c) {
 
 // Decimal reading of a number text: leading white space, a sign, digits; saturates at the
 // int range and gives 0 when no digit follows.
-int DecimalValue(WMString const& text) {
+int DecimalValue(std::u16string_view text) {
     std::size_t i = 0;
     while (i < text.size() && IsSpace(text[i])) {
         ++i;
@@ -60,7 +62,7 @@ int DecimalValue(WMString const& text) {
 }
 
 // Reads the digits that start `text`; false when there is none.
-bool LeadingNumber(WMString const& text, int& value) {
+bool LeadingNumber(std::u16string_view text, int& value) {
     if (text.empty() || text[0] < u'0' || text[0] > u'9') {
         return false;
     }
@@ -91,6 +93,93 @@ std::size_t Find(WMChar const* text, std::size_t size, std::size_t from, WMChar 
     return found == nullptr ? WMString::npos : static_cast<std::size_t>(found - text);
 }
 
+// A host given as four decimal parts without leading zeros, which every resolver reads as
+// that address alone: no lookup, and nothing for the host cache to keep.
+bool DottedQuad(WMString const& host, unsigned char (&address)[4]) {
+    std::size_t at = 0;
+    for (int part = 0; part < 4; ++part) {
+        if (part > 0 && (at >= host.size() || host[at++] != u'.')) {
+            return false;
+        }
+        const std::size_t start = at;
+        unsigned value = 0;
+        while (at < host.size() && at - start < 3 && host[at] >= u'0' && host[at] <= u'9') {
+            value = value * 10 + (host[at++] - u'0');
+        }
+        const std::size_t digits = at - start;
+        if (digits == 0 || value > 255 || (digits > 1 && host[start] == u'0')) {
+            return false;
+        }
+        address[part] = static_cast<unsigned char>(value);
+    }
+    return at == host.size();
+}
+
+// The host's first IPv4 address, resolved once per request object (the cache is the
+// object's); false when it has none.
+template <typename HostCache>
+bool CachedAddress(HostCache& cache, WMString const& host, unsigned char (&address)[4]) {
+    auto cached = cache.find(host);
+    if (cached == cache.end()) {
+        std::string name;
+        WideStringToUTF8(host, name);
+        std::unique_ptr<WMHostEnt> record;
+        if (!platform::ResolveHost(name, [&record](hostent const* found) {
+                record = std::make_unique<WMHostEnt>(found);
+            })) {
+            return false;
+        }
+        cached = cache.emplace(host, std::move(record)).first;
+    }
+    WMHostEnt const& record = *cached->second;
+    char* const* addresses = record.GetAddrList();
+    if (addresses[0] == nullptr || record.GetAddrLength() != 4) {
+        return false;
+    }
+    for (int i = 0; i < 4; ++i) {
+        address[i] = static_cast<unsigned char>(addresses[0][i]);
+    }
+    return true;
+}
+
+// A client makes a request object per call; the receive buffer of the last one to end on this
+// thread serves the next, which saves allocating and freeing 64 KiB on every call.
+// A request object that ends after the thread's own objects (a static one) keeps its buffer.
+thread_local bool t_spareGone = false;
+struct SpareReceiveBuffer {
+    std::unique_ptr<char[]> buffer;
+    ~SpareReceiveBuffer() { t_spareGone = true; }
+};
+thread_local SpareReceiveBuffer t_spare;
+
+std::unique_ptr<char[]> TakeReceiveBuffer() {
+    if (!t_spareGone && t_spare.buffer) {
+        return std::move(t_spare.buffer);
+    }
+    return std::unique_ptr<char[]>(new char[kReceiveBufferSize]);
+}
+
+void KeepReceiveBuffer(std::unique_ptr<char[]>& buffer) {
+    if (!t_spareGone && !t_spare.buffer) {
+        t_spare.buffer = std::move(buffer);
+    }
+}
+
+void AppendNumber(WMString& text, int value) {
+    WMChar digits[16];
+    WMChar* at = digits + sizeof(digits) / sizeof(digits[0]);
+    unsigned magnitude =
+        value < 0 ? 0U - static_cast<unsigned>(value) : static_cast<unsigned>(value);
+    do {
+        *--at = static_cast<WMChar>(u'0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0) {
+        *--at = u'-';
+    }
+    text.append(at, digits + sizeof(digits) / sizeof(digits[0]));
+}
+
 WMString Hex(unsigned value) {
     char digits[8];
     std::snprintf(digits, sizeof(digits), "%X", value);
@@ -106,7 +195,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(int defaultPort, unsigned long timeout)
       m_nMajorVersion(1),
       m_nMinorVersion(0),
       m_bStatusLineSeen(false),
-      m_receiveBuffer(new char[kReceiveBufferSize]),
+      m_receiveBuffer(TakeReceiveBuffer()),
       m_pContent(nullptr),
       m_nContentSize(0),
       m_nContentCapacity(0),
@@ -128,7 +217,7 @@ WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
       m_bStatusLineSeen(other.m_bStatusLineSeen),
       m_statusCode(other.m_statusCode),
       m_reasonPhrase(other.m_reasonPhrase),
-      m_receiveBuffer(new char[kReceiveBufferSize]),
+      m_receiveBuffer(TakeReceiveBuffer()),
       m_pContent(nullptr),
       m_nContentSize(0),
       m_nContentCapacity(0),
@@ -190,6 +279,7 @@ WMHTTPRequestSock& WMHTTPRequestSock::operator=(WMHTTPRequestSock const& other) 
 
 WMHTTPRequestSock::~WMHTTPRequestSock() {
     std::free(m_pContent);
+    KeepReceiveBuffer(m_receiveBuffer);
 }
 
 bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMString const& host,
@@ -204,28 +294,10 @@ bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMStri
     m_bRequestSent = false;
     const int usePort = port > 0 ? port : m_nDefaultPort;
 
-    auto cached = m_hostCache.find(host);
-    if (cached == m_hostCache.end()) {
-        std::string name;
-        WideStringToUTF8(host, name);
-        std::unique_ptr<WMHostEnt> record;
-        if (!platform::ResolveHost(name, [&record](hostent const* found) {
-                record = std::make_unique<WMHostEnt>(found);
-            })) {
-            m_nLastError = platform::kErrAddrNotAvail;
-            return false;
-        }
-        cached = m_hostCache.emplace(host, std::move(record)).first;
-    }
-    WMHostEnt const& record = *cached->second;
-    char* const* addresses = record.GetAddrList();
-    if (addresses[0] == nullptr || record.GetAddrLength() != 4) {
+    unsigned char address[4];
+    if (!DottedQuad(host, address) && !CachedAddress(m_hostCache, host, address)) {
         m_nLastError = platform::kErrAddrNotAvail;
         return false;
-    }
-    unsigned char address[4];
-    for (int i = 0; i < 4; ++i) {
-        address[i] = static_cast<unsigned char>(addresses[0][i]);
     }
 
     m_method = method;
@@ -328,9 +400,16 @@ bool WMHTTPRequestSock::OnSockWrite() {
         return true;
     }
     m_bRequestSent = true;
-    const WMString requestLine = m_method + u" " + m_requestURI + u" HTTP/" +
-                                 platform::AnsiToWide(std::to_string(m_nMajorVersion) + "." +
-                                                      std::to_string(m_nMinorVersion) + "\r\n");
+    WMString requestLine;
+    requestLine.reserve(m_method.size() + m_requestURI.size() + 32);
+    requestLine += m_method;
+    requestLine += u' ';
+    requestLine += m_requestURI;
+    requestLine += u" HTTP/";
+    AppendNumber(requestLine, m_nMajorVersion);
+    requestLine += u'.';
+    AppendNumber(requestLine, m_nMinorVersion);
+    requestLine += u"\r\n";
     static const WMString kBlankLine = u"\r\n";
     static const WMString kNoBody;
     const WMString* parts[] = {&requestLine, &m_headers, &kBlankLine,
@@ -505,37 +584,39 @@ bool WMHTTPRequestSock::ReadHeader() {
 
 // Only the first word of the reason phrase is kept, on purpose.
 bool WMHTTPRequestSock::ParseStatusLine(WMString const& line) {
-    std::vector<WMString> pieces;
-    std::size_t start = 0;
-    while (start <= line.size()) {
-        std::size_t space = line.find(u' ', start);
-        if (space == WMString::npos) {
-            space = line.size();
+    // Only the first three pieces between spaces are ever read.
+    std::u16string_view pieces[3];
+    std::size_t count = 0;
+    const std::u16string_view text(line);
+    for (std::size_t start = 0; start <= text.size() && count < 3;) {
+        std::size_t space = text.find(u' ', start);
+        if (space == std::u16string_view::npos) {
+            space = text.size();
         }
         if (space > start) {
-            pieces.push_back(line.substr(start, space - start));
+            pieces[count++] = text.substr(start, space - start);
         }
         start = space + 1;
     }
-    const std::size_t marker = pieces.empty() ? WMString::npos : pieces[0].find(u"HTTP/");
-    if (marker == WMString::npos) {
+    const std::size_t marker = count == 0 ? std::u16string_view::npos : pieces[0].find(u"HTTP/");
+    if (marker == std::u16string_view::npos) {
         m_nMajorVersion = 0;
         m_nMinorVersion = 9;
         return true;
     }
-    const WMString version = pieces[0].substr(marker + 5);
+    const std::u16string_view version = pieces[0].substr(marker + 5);
     const std::size_t dot = version.find(u'.');
     int major = 0;
     int minor = 0;
-    if (dot == WMString::npos || !LeadingNumber(version.substr(0, dot), major) ||
-        !LeadingNumber(version.substr(dot + 1), minor) || pieces.size() < 2) {
+    if (dot == std::u16string_view::npos || !LeadingNumber(version.substr(0, dot), major) ||
+        !LeadingNumber(version.substr(dot + 1), minor) || count < 2) {
         return false;
     }
     m_nMajorVersion = major;
     m_nMinorVersion = minor;
-    m_statusCode = pieces[1];
+    m_statusCode.assign(pieces[1]);
     // A status line without a reason phrase is accepted, with an empty one.
-    m_reasonPhrase = pieces.size() > 2 ? pieces[2] : WMString();
+    m_reasonPhrase.assign(count > 2 ? pieces[2] : std::u16string_view());
     return true;
 }
 
@@ -547,9 +628,11 @@ void WMHTTPRequestSock::ParseHeader() {
         const std::size_t separator = line.find(u": ");
         const std::size_t nameLength = separator == WMString::npos ? line.size() : separator;
         if (EqualsIgnoringCase(line.data(), nameLength, kContentLength)) {
-            m_nContentLength = DecimalValue(line.size() > 16 ? line.substr(16) : WMString());
+            m_nContentLength = DecimalValue(line.size() > 16 ? std::u16string_view(line).substr(16)
+                                                             : std::u16string_view());
         } else if (EqualsIgnoringCase(line.data(), nameLength, kContentType)) {
-            m_contentType = line.size() > 14 ? line.substr(14) : WMString();
+            m_contentType.assign(line.size() > 14 ? std::u16string_view(line).substr(14)
+                                                  : std::u16string_view());
         }
     }
 }

@@ -123,9 +123,13 @@ WMWinSocket2::WMWinSocket2(unsigned long timeout)
       m_socket(platform::kInvalidSocket),
       m_hEvent(nullptr),
       m_pendingOffset(0) {
-    // Sockets need no start-up here; the TLS library is prepared as on every platform.
+    // Sockets need no start-up here; the TLS library is prepared as on every platform. Without
+    // the libraries both forwarders do nothing, so the first one's attempt to load them
+    // decides whether the second runs: a process without them looks once per socket, not twice.
     DynSSL::SSL_load_error_strings();
-    DynSSL::SSL_library_init();
+    if (DynSSL::m_hLibeay32Instance != nullptr) {
+        DynSSL::SSL_library_init();
+    }
     m_hEvent = new NetworkEvents();
     m_bInitialized = true;
 }

@@ -368,9 +368,14 @@ bool WireHttpClient::Exchange(std::string_view method, std::string_view url,
     }
     // Kept in the object, so that a call reuses the buffers of the one before.
     WireUrl& current = url_;
-    if (!ParseWireUrl(url, current, error_)) {
-        return false;
+    if (parsedText_.empty() || url != parsedText_) {
+        parsedText_.clear();
+        if (!ParseWireUrl(url, parsed_, error_)) {
+            return false;
+        }
+        parsedText_.assign(url);
     }
+    current = parsed_;
     WireUrl first;  // the URL asked for, once a redirect has moved away from it
     std::string location;
     for (int redirects = 0;; ++redirects) {

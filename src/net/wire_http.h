@@ -105,7 +105,10 @@ private:
     Clock::time_point deadline_;
     bool timedOut_ = false;  // the last failure was a time-out, not a broken connection
     std::string error_;
-    WireUrl url_;          // the URL of the current request
+    WireUrl url_;  // the URL of the current request
+    // The last URL asked for, parsed: a client calls the same endpoint again and again.
+    std::string parsedText_;
+    WireUrl parsed_;
     std::string request_;  // the request text, reused from call to call
     std::string gunzipped_;
     std::vector<std::unique_ptr<WireConnection>> idle_;
