@@ -165,9 +165,7 @@ protected:
         WMWSDLParser parser;
         std::string path = m_dir.Write("doc.wsdl", document);
         EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(path)));
-        EXPECT_EQ(parser.GetWSDLDesc(), nullptr);
-        EXPECT_EQ(Narrow(parser.GetLoadErrorCategory()), "WSDL Schema Error");
-        EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()), message);
+        EXPECT_EQ(Outcome(parser), "none WSDL Schema Error: " + message);
     }
 
     TempDir m_dir;

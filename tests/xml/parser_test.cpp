@@ -291,8 +291,7 @@ TEST(XMLSerialize, EmptyFormAndAttributesInKeyOrderWithAsymmetricEscaping) {
     WMString value = content;
     WMXMLElement::EscElementContent(content);
     WMXMLElement::EscAttributeValue(value);
-    EXPECT_EQ(content, u"a&amp;b&lt;c&gt;d\"e'f");
-    EXPECT_EQ(value, u"a&amp;b&lt;c>d&quot;e&apos;f");
+    EXPECT_EQ(content + u" " + value, u"a&amp;b&lt;c&gt;d\"e'f a&amp;b&lt;c>d&quot;e&apos;f");
 }
 
 TEST(XMLSerialize, TextPrecedesChildrenAndDeclarationsFollowAttributes) {
@@ -436,8 +435,7 @@ TEST(XMLTree, CopiesAreDeepAndIndependent) {
 
     copy.GetNSPrefixMap()[u"p"] = u"urn:changed";
     copy.GetDefaultNS() = u"urn:d";
-    EXPECT_EQ(root->GetNSPrefixMap().at(u"p"), u"urn:p");
-    EXPECT_EQ(root->GetDefaultNS(), u"");
+    EXPECT_EQ(root->GetNSPrefixMap().at(u"p") + u"|" + root->GetDefaultNS(), u"urn:p|");
 
     WMXMLElement assigned(u"x");
     assigned = copy;
