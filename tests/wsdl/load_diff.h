@@ -10,6 +10,7 @@
 #include <corvane/xml.h>
 #include <corvane/xml_parser.h>
 
+#include <optional>
 #include <string>
 
 #include "wsdl/description.h"
@@ -218,20 +219,13 @@ private:
                  tns + Tns(*schema) + (schema->IsElementFormQualified() ? u" qualified" : u""));
             m_schema = schema.get();
             std::size_t anonymous = 0;
-            for (const auto& [name, type] : schema->GetComplexTypes()) {
-                if (IsAnonymous(name)) {
-                    ++anonymous;
-                } else {
-                    Complex(name, *type);
+            const auto named = [&](const auto& types, auto write) {
+                for (const auto& [name, type] : types) {
+                    IsAnonymous(name) ? void(++anonymous) : (this->*write)(name, *type);
                 }
-            }
-            for (const auto& [name, type] : schema->GetSimpleTypes()) {
-                if (IsAnonymous(name)) {
-                    ++anonymous;
-                } else {
-                    Simple(name, *type);
-                }
-            }
+            };
+            named(schema->GetComplexTypes(), &Dumper::Complex);
+            named(schema->GetSimpleTypes(), &Dumper::Simple);
             for (const auto& [name, element] : schema->GetElements()) {
                 Element(" element", *element);
             }
@@ -321,13 +315,11 @@ inline std::string LoadResult(const std::string& path, const WMString& docBase, 
     parser.SetDocBase(docBase);
     WMString widePath;
     UTF8ToWideString(path, widePath);
-    bool loaded;
+    std::optional<ReferenceReader> parserReads;
     if (reference) {
-        ReferenceReader parserReads;
-        loaded = parser.LoadAndParseWSDLFile(widePath);
-    } else {
-        loaded = parser.LoadAndParseWSDLFile(widePath);
+        parserReads.emplace();
     }
+    const bool loaded = parser.LoadAndParseWSDLFile(widePath);
     return std::string(loaded ? "loaded\n" : "failed\n") + Dumper().Dump(parser);
 }
 

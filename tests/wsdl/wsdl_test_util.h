@@ -31,6 +31,26 @@ inline std::string Definitions(const std::string& body,
            body + "\n</definitions>\n";
 }
 
+// Where each section of the load fault table (document, definitions, types, input, headerfault)
+// places its row.
+inline std::string Placed(const std::string& section, const std::string& row) {
+    const std::string input =
+        "<portType name='P'><operation name='o'><input message='tns:m'/></operation></portType>"
+        "<message name='m'><part name='p' type='xsd:string'/></message>"
+        "<binding name='B' type='tns:P'><operation name='o'><input>";
+    if (section == "types") {
+        return Definitions("<types>" + row + "</types>");
+    }
+    if (section == "input") {
+        return Definitions(input + row + "</input></operation></binding>");
+    }
+    if (section == "headerfault") {
+        return Definitions(input + "<soap:header message='tns:m' part='p' use='literal'>" + row +
+                           "</soap:header></input></operation></binding>");
+    }
+    return section == "document" ? row : Definitions(row);
+}
+
 // One query of the client, named as its method without "Get" and followed by its arguments,
 // separated by '|' ("InputMsgPartType op|a"). The answer is the output as text, a type as
 // "{ns}name", a walk (InParams, OutParams, StructMembers) as its names separated by spaces,
