@@ -529,6 +529,41 @@ TEST(EnvelopeWriterRepeats, EveryPartOfAStartTagStillCounts) {
               u"</e:root>");
 }
 
+// With hoisting on, a prefix is declared once on the outermost element, unless it is bound to
+// another URI where it is used; the text is escaped as without it.
+TEST(EnvelopeWriterHoisting, PrefixesBoundOnceUnlessShadowed) {
+    WMString text;
+    {
+        EnvelopeWriter out(text);
+        out.HoistDeclarations(true);
+        out.EscapeCarriageReturns(true);
+        out.Open(u"e", u"root");
+        out.DeclarePrefix(u"e", u"urn:e");
+        Typed(out, kOne, u"1");
+        Typed(out, kOne, u"a\rb");
+        out.Open(u"e", u"in");
+        out.DeclarePrefix(u"t", u"urn:other");  // shadows the hoisted binding below it
+        Typed(out, kOne);
+        out.Close();
+        Typed(out, kOne);
+        out.Open({}, u"d");  // a default namespace would capture every unqualified name
+        out.DeclarePrefix({}, kT);
+        out.Text(u"<&>\"'\r");
+        out.Close();
+        Typed(out, u"<&>\"'\r");
+        out.Close();
+    }
+    EXPECT_EQ(text,
+              u"<e:root xmlns:e=\"urn:e\" xmlns:t=\"urn:t\">"
+              u"<v t:k=\"one\">1</v>"
+              u"<v t:k=\"one\">a&#xD;b</v>"
+              u"<e:in xmlns:t=\"urn:other\"><v t:k=\"one\" xmlns:t=\"urn:t\" /></e:in>"
+              u"<v t:k=\"one\" />"
+              u"<d xmlns=\"urn:t\">&lt;&amp;&gt;\"'&#xD;</d>"
+              u"<v t:k=\"&lt;&amp;>&quot;&apos;&#xD;\" />"
+              u"</e:root>");
+}
+
 TEST(Soap12, ContentTypeCarriesTheActionBothWays) {
     EXPECT_EQ(soap12::RequestContentType(""), "application/soap+xml; charset=utf-8");
     std::string const type = soap12::RequestContentType("urn:a\"b\\c;d");
