@@ -298,28 +298,25 @@ std::vector<Hostile> Cases(std::string const& name) {
 }
 
 TEST(HostileReferences, CyclesExpansionAndDepthEndInFaults) {
-    for (Hostile const& c : Cases("return")) {
-        SCOPED_TRACE(std::string("response ") + c.what);
-        WMSOAPMessage message;
-        auto const thrown =
-            DecodeResponse(message, Calc(), u"echo", EchoResponse(c.value, c.independent));
-        ASSERT_TRUE(thrown);
-        EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-        EXPECT_EQ(thrown->text, c.badReference
-                                    ? "Method parameter: 'return' has invalid reference."
-                                    : "Failed to convert parameter: 'return' in Response Body.");
-    }
-    // The same values as the request's "node" parameter.
-    for (Hostile const& c : Cases("node")) {
-        SCOPED_TRACE(std::string("request ") + c.what);
-        WMSOAPMessage message;
-        auto const thrown =
-            DecodeRequest(message, Calc(), u"\"\"", EchoRequest(c.value, c.independent));
-        ASSERT_TRUE(thrown);
-        EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
-        EXPECT_EQ(thrown->text, c.badReference
-                                    ? "Parameter: 'node' has invalid reference."
-                                    : "Failed to convert parameter: 'node' in Request Body.");
+    // The same values as the response's "return" and as the request's "node" parameter.
+    for (bool const response : {true, false}) {
+        std::string const name = response ? "return" : "node";
+        for (Hostile const& c : Cases(name)) {
+            SCOPED_TRACE(name + " " + c.what);
+            WMSOAPMessage message;
+            auto const thrown =
+                response
+                    ? DecodeResponse(message, Calc(), u"echo", EchoResponse(c.value, c.independent))
+                    : DecodeRequest(message, Calc(), u"\"\"", EchoRequest(c.value, c.independent));
+            ASSERT_TRUE(thrown);
+            EXPECT_EQ(thrown->code, "SOAP-ENV:Server");
+            EXPECT_EQ(thrown->text,
+                      c.badReference
+                          ? (response ? "Method parameter: 'return' has invalid reference."
+                                      : "Parameter: 'node' has invalid reference.")
+                          : "Failed to convert parameter: '" + name + "' in " +
+                                (response ? "Response" : "Request") + " Body.");
+        }
     }
 }
 
