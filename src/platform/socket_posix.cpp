@@ -116,21 +116,17 @@ Readiness WaitSocket(SocketHandle socket, bool forWrite, bool forRead, bool forC
             result.writable = true;
             result.noErrorPending = !trouble;
         }
-        if (forRead && (got & (POLLIN | POLLRDHUP)) != 0 && !trouble) {
-            int queued = 0;
-            if ((got & POLLRDHUP) == 0) {
-                result.readable = true;  // data, and the peer has not closed
-            } else if (::ioctl(entry.fd, FIONREAD, &queued) == 0) {
-                // The peer has closed: what is still queued is all there is.
-                result.readable = queued > 0;
-                result.closed = queued <= 0;
-                result.bytesBeforeClose = queued > 0 ? queued : 0;
-            } else {
-                result.closed = true;
-                result.closeError = LastSocketError();
-            }
-        } else if (forRead && trouble) {
-            // A reset or an error: data received before it can still be read.
+        const bool readNews = forRead && ((got & (POLLIN | POLLRDHUP)) != 0 || trouble);
+        int queued = 0;
+        if (readNews && !trouble && (got & POLLRDHUP) == 0) {
+            result.readable = true;  // data, and the peer has not closed: nothing to tell apart
+        } else if (readNews && !trouble && ::ioctl(entry.fd, FIONREAD, &queued) == 0) {
+            // The peer has closed: what is still queued is all there is.
+            result.readable = queued > 0;
+            result.closed = queued <= 0;
+            result.bytesBeforeClose = queued > 0 ? queued : 0;
+        } else if (readNews) {
+            // A reset or an error; data received before it can still be read.
             char probe;
             ssize_t n = ::recv(entry.fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
             if (n > 0) {
