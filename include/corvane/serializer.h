@@ -16,6 +16,7 @@ namespace corvane::detail {
 class EnvelopeWriter;
 class TypeCache;
 struct SchemaType;
+struct MessageBuilder;
 }  // namespace corvane::detail
 
 class CORVANE_API WMSOAPSerializer {
@@ -51,6 +52,10 @@ private:
     using Writer = corvane::detail::EnvelopeWriter;
     using Types = corvane::detail::TypeCache;
     using Schema = corvane::detail::SchemaType;
+    friend struct corvane::detail::MessageBuilder;
+
+    // Serialize with the type answers of a cache that may outlive the call.
+    bool Serialize(WMSOAPMessage& message, Types& types);
 
     bool SerializeSOAPMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);
     bool SerializeSOAPFaultMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);

@@ -33,6 +33,26 @@ struct ProxyState {
     std::unique_ptr<WireHttpClient> wire;  // made at the first exchange in the standard mode
     std::string sent;
     bool sentUtf8 = false;
+
+    // The standard mode's URL and header lines, as made for the last exchange from the texts
+    // beside them: calls to one operation of one endpoint need them made once.
+    struct StandardHead {
+        bool made = false;
+        WMString soapAction;
+        WMString host;
+        int port = 0;
+        WMString path;
+        WMString userAgent;
+        int soapVersion = 0;
+        std::string url;
+        std::string headers;
+
+        bool MadeFrom(WMString const& action, WMString const& toHost, int toPort,
+                      WMString const& toPath, WMString const& agent, int version) const {
+            return made && port == toPort && soapVersion == version && soapAction == action &&
+                   host == toHost && path == toPath && userAgent == agent;
+        }
+    } head;
 };
 
 }  // namespace corvane::detail

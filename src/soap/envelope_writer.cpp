@@ -418,8 +418,29 @@ SchemaType& TypeCache::Type(WMString const& name, WMString const& ns) {
         type->ns = ns;
         Describe(*type);
         it = m_types.emplace(m_key, std::move(type)).first;
+        ++m_entries;
     }
     return *it->second;
+}
+
+SchemaType* TypeCache::PartType(WMString const& method, WMString const& part, bool input) {
+    m_key.assign(method);
+    m_key.push_back(u'\0');
+    m_key.append(part);
+    m_key.push_back(input ? u'i' : u'o');
+    auto it = m_parts.find(m_key);
+    if (it == m_parts.end()) {
+        WMString typeName;
+        WMString typeNS;
+        bool const found = input ? m_wsdl.GetInputMsgPartType(method, part, typeName, typeNS)
+                                 : m_wsdl.GetOutputMsgPartType(method, part, typeName, typeNS);
+        // Type() reuses the key, so the part's entry is made from a copy taken before.
+        WMString key = m_key;
+        SchemaType* type = found ? &Type(typeName, typeNS) : nullptr;
+        it = m_parts.emplace(std::move(key), type).first;
+        ++m_entries;
+    }
+    return it->second;
 }
 
 void TypeCache::Describe(SchemaType& type) {
@@ -484,6 +505,7 @@ SchemaType::Member* TypeCache::Member(SchemaType& type, WMString const& name, WM
     member->known =
         m_wsdl.GetStructMemberType(type.name, type.ns, name, ns, member->typeName, member->typeNS);
     type.members.push_back(std::move(member));
+    ++m_entries;
     return type.members.back()->known ? type.members.back().get() : nullptr;
 }
 
