@@ -4,6 +4,7 @@
 #include <string>
 
 #include "client/proxy_state.h"
+#include "net/http_content.h"
 #include "net/wire_http.h"
 #include "soap/soap12.h"
 #include "text/wire_text.h"
@@ -262,8 +263,8 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
         if (http.GetHeader(u"Content-Type").find(u"text/xml") == WMString::npos) {
             throw new WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
         }
-        if (WMChar const* content = http.GetContent()) {
-            m_xmlIn = content;
+        if (http.GetContent() != nullptr) {
+            m_xmlIn.assign(corvane::detail::HttpContentAccess::Text(http));
             message.SetBuffer(m_xmlIn);
         } else {
             message.SetBuffer(m_xmlOut);

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "net/host_ent.h"
+#include "net/http_content.h"
 #include "net/network_events.h"
 #include "net/tls.h"
 #include "platform/codepage.h"
@@ -228,7 +229,8 @@ WMHTTPRequestSock::WMHTTPRequestSock(int defaultPort, unsigned long timeout)
       m_socketTimeout(timeout),
       m_pBody(nullptr),
       m_bRequestSent(false),
-      m_bFailed(false) {}
+      m_bFailed(false),
+      m_bZeroInContent(false) {}
 
 WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
     : WMWinSocket2(other),
@@ -254,7 +256,8 @@ WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
       m_headers(other.m_headers),
       m_pBody(nullptr),
       m_bRequestSent(other.m_bRequestSent),
-      m_bFailed(other.m_bFailed) {
+      m_bFailed(other.m_bFailed),
+      m_bZeroInContent(other.m_bZeroInContent) {
     for (auto const& entry : other.m_hostCache) {
         m_hostCache.emplace(entry.first, std::make_unique<WMHostEnt>(*entry.second));
     }
@@ -296,6 +299,7 @@ WMHTTPRequestSock& WMHTTPRequestSock::operator=(WMHTTPRequestSock const& other) 
         m_headers = std::move(copy.m_headers);
         m_bRequestSent = copy.m_bRequestSent;
         m_bFailed = copy.m_bFailed;
+        m_bZeroInContent = copy.m_bZeroInContent;
     }
     return *this;
 }
@@ -356,6 +360,7 @@ void WMHTTPRequestSock::Clear() {
     m_lineStart = 0;
     m_searchFrom = 0;
     m_bFailed = false;
+    m_bZeroInContent = false;
 }
 
 int WMHTTPRequestSock::GetStatus() {
@@ -526,6 +531,9 @@ bool WMHTTPRequestSock::Append(char const* bytes, long count) {
                                                            : capacity)) {
             return false;
         }
+    }
+    if (!m_bZeroInContent && std::memchr(bytes, 0, added) != nullptr) {
+        m_bZeroInContent = true;
     }
     platform::AnsiToWide(bytes, added, m_pContent + m_nContentSize);
     m_nContentSize += added;

@@ -159,13 +159,14 @@ void EnvelopeWriter::WriteStartTag() {
     frame.tagWritten = true;
 }
 
-EnvelopeWriter::WrittenTag& EnvelopeWriter::WrittenSlot(Frame const& frame) {
-    std::size_t hash =
-        frame.local.size() * 31 + frame.attributes.size() * 7 + frame.prefixes.size();
+std::size_t EnvelopeWriter::Signature(Frame const& frame) {
+    // Never 0, which stands for no tag yet.
+    std::size_t signature =
+        1 + frame.local.size() * 31 + frame.attributes.size() * 7 + frame.prefixes.size();
     if (!frame.local.empty()) {
-        hash += frame.local.front() + frame.local.back() * 5;
+        signature += frame.local.front() + frame.local.back() * 5;
     }
-    return m_written[hash % kWrittenTags];
+    return signature;
 }
 
 bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
@@ -266,7 +267,8 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         Inherited(frame);
     }
     auto const& inherited = m_hoist ? m_inherited : parent != nullptr ? parent->prefixes : kNone;
-    WrittenTag& written = WrittenSlot(frame);
+    std::size_t const signature = Signature(frame);
+    WrittenTag& written = m_written[signature % kWrittenTags];
     if (WrittenAlike(written, frame, inherited)) {
         m_out.append(written.text);
         if (m_hoist) {
@@ -274,13 +276,19 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         }
         return;
     }
+    // A tag is kept for reuse once one like it has come to its slot before: most tags of an
+    // envelope come once, and keeping those would cost more than it saves.
+    bool const keep = written.lastSignature == signature;
+    written.lastSignature = signature;
     written.used = false;
-    written.prefix.assign(frame.prefix);
-    written.local.assign(frame.local);
-    written.attributes = frame.attributes;
-    written.prefixes = frame.prefixes;
-    written.parentPrefixes = inherited;
-    written.escapeCarriageReturn = m_escapeCarriageReturn;
+    if (keep) {
+        written.prefix.assign(frame.prefix);
+        written.local.assign(frame.local);
+        written.attributes = frame.attributes;
+        written.prefixes = frame.prefixes;
+        written.parentPrefixes = inherited;
+        written.escapeCarriageReturn = m_escapeCarriageReturn;
+    }
     std::size_t const start = m_out.size();
 
     m_out.push_back(u'<');
@@ -303,8 +311,10 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
     if (m_hoist) {
         WriteHoisting(frame);
         RecordLocal(frame);
-        written.text.assign(m_out, start, WMString::npos);
-        written.used = true;
+        if (keep) {
+            written.text.assign(m_out, start, WMString::npos);
+            written.used = true;
+        }
         return;
     }
     for (auto const& [prefix, uri] : frame.prefixes) {
@@ -322,8 +332,10 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         }
         AppendDeclaration(prefix, uri);
     }
-    written.text.assign(m_out, start, WMString::npos);
-    written.used = true;
+    if (keep) {
+        written.text.assign(m_out, start, WMString::npos);
+        written.used = true;
+    }
 }
 
 void EnvelopeWriter::WriteHoisting(Frame const& frame) {

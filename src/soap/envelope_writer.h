@@ -110,11 +110,13 @@ private:
         bool escapeCarriageReturn = false;
         bool used = false;
         WMString text;  // from "<" to the end of the last declaration
+        // The signature of the last tag that came to this slot, kept or not.
+        std::size_t lastSignature = 0;
     };
     static constexpr std::size_t kWrittenTags = 8;
 
     Frame& Top() { return m_frames[m_depth - 1]; }
-    WrittenTag& WrittenSlot(Frame const& frame);
+    static std::size_t Signature(Frame const& frame);
     bool WrittenAlike(WrittenTag const& tag, Frame const& frame,
                       std::vector<std::pair<View, View>> const& inherited) const;
     void WriteName(Frame const& frame);
