@@ -110,6 +110,19 @@ void ExpectEcho(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& 
     ASSERT_FALSE(fault) << fault->text;
 }
 
+// The whole answer against its row of literal_answers.txt.
+void ExpectAnswer(std::string const& body, std::string const& name) {
+    EXPECT_EQ(body,
+              deser_test::Narrow(deser_test::Golden("expected/soap/literal_answers.txt", name)))
+        << name;
+}
+
+void ExpectAnswer(WMSOAPServerCall& call, int status, std::string const& name) {
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), status) << name;
+    ExpectAnswer(body, name);
+}
+
 WMSOAPStructMember Member(WMSOAPStructMember value) {
     return value;
 }
@@ -240,10 +253,7 @@ TEST(StandardServerCall, AnUnpairedSurrogateInTheAnswerBecomesAServerFault) {
         deser_test::RequestBytes("<m:echoString><inputString>x</inputString></m:echoString>"),
         "\"http://\""));
     ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"", WMString(1, u'\xD800') + u"x")));
-    std::string body;
-    EXPECT_EQ(500, call.WriteResponse(body));
-    EXPECT_NE(std::string::npos, body.find("<faultcode>SOAP-ENV:Server</faultcode>"));
-    EXPECT_NE(std::string::npos, body.find("unpaired surrogate")) << body;
+    ExpectAnswer(call, 500, "unpaired surrogate");
 }
 
 TEST(StandardClient, ABadValueInAnAnswerIsTheServersFault) {
@@ -386,24 +396,6 @@ bool Contains(std::string const& text, std::string const& part) {
     return text.find(part) != std::string::npos;
 }
 
-std::string const kResponseNamespaces =
-    "SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\" "
-    "xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\" "
-    "xmlns:m=\"http://soapinterop.org/\">";
-// How these answers type every value: as a string, whatever its kind.
-std::string const kStringType =
-    "xsi:type=\"ns:string\" xmlns:ns=\"http://www.w3.org/2001/XMLSchema\" "
-    "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"";
-
-// The answer's status and what its Body holds.
-std::string Answer(WMSOAPServerCall& call) {
-    std::string body;
-    int const status = call.WriteResponse(body);
-    std::size_t const start = body.find('>', body.find("Body")) + 1;
-    std::size_t const end = body.rfind("</", body.find("Body>", start));
-    return std::to_string(status) + " " + body.substr(start, end - start);
-}
-
 TEST(ServerCall, EchoesAStringInUTF8) {
     WMSOAPServerCall call(deser_test::Round2Base());
     // Corvane's own client sends ISO-8859-1 bytes: E9 is read as e-acute and answered as UTF-8.
@@ -418,36 +410,27 @@ TEST(ServerCall, EchoesAStringInUTF8) {
     ASSERT_TRUE(call.SetReturnValue(value));
 
     // The input part is not an output part and is not echoed under its own name.
-    EXPECT_EQ(Answer(call), "200 <m:echoStringResponse " + kResponseNamespaces + "<outputString " +
-                                kStringType + ">caf\xC3\xA9</outputString></m:echoStringResponse>");
+    ExpectAnswer(call, 200, "echoString");
 }
 
 TEST(ServerCall, RefusedRequestsAnswerWithTheirFault) {
     struct Case {
         std::string body;
         std::string soapAction;
-        std::u16string code;
-        std::u16string text;
+        char const* answer;
     };
     std::string const good =
         deser_test::RequestBytes("<m:echoString><inputString>x</inputString></m:echoString>");
     // One of each kind; every fault text of the request side is in deserializer_resp_test.cpp.
     Case const cases[] = {
-        {good, "", u"SOAP-ENV:Client", u"Unrecognized 'SOAPAction' HTTP header received."},
-        {deser_test::RequestBytes(""), "\"http://\"", u"SOAP-ENV:Client",
-         u"Unrecognized method call received."},
-        {good.substr(0, good.size() - 12), "\"http://\"", u"SOAP-ENV:Server",
-         u"XML Parser: Parse Error on Line 1."},
+        {good, "", "no action"},
+        {deser_test::RequestBytes(""), "\"http://\"", "no method"},
+        {good.substr(0, good.size() - 12), "\"http://\"", "cut short"},
     };
     for (Case const& c : cases) {
-        SCOPED_TRACE(c.body + " / " + c.soapAction);
         WMSOAPServerCall call(deser_test::Round2Base());
-        EXPECT_FALSE(call.ReadRequest(c.body, c.soapAction));
-        EXPECT_EQ(call.GetMessage().GetSOAPFaultCode(), c.code);
-        EXPECT_EQ(call.GetMessage().GetSOAPFaultString(), c.text);
-        EXPECT_EQ(Answer(call), "500 <SOAP-ENV:Fault><faultcode>" + Utf8(c.code) +
-                                    "</faultcode><faultstring>" + Utf8(c.text) +
-                                    "</faultstring></SOAP-ENV:Fault>");
+        EXPECT_FALSE(call.ReadRequest(c.body, c.soapAction)) << c.answer;
+        ExpectAnswer(call, 500, c.answer);
     }
 }
 
@@ -464,11 +447,7 @@ TEST(ServerCall, OutputParametersAndReturnValueFollowTheParameterOrder) {
     EXPECT_TRUE(call.SetOutParam(u"outputString", WMSOAPStructMember(u"", WMString(u"s"))));
     EXPECT_TRUE(call.SetOutParam(u"outputFloat", WMSOAPStructMember(u"", 0.5)));
     EXPECT_FALSE(call.SetOutParam(u"inputStruct", WMSOAPStructMember(u"", 1)));
-    EXPECT_EQ(Answer(call), "200 <m:echoStructAsSimpleTypesResponse " + kResponseNamespaces +
-                                "<outputString " + kStringType +
-                                ">s</outputString><outputInteger " + kStringType +
-                                ">3</outputInteger><outputFloat " + kStringType +
-                                ">0.500000</outputFloat></m:echoStructAsSimpleTypesResponse>");
+    ExpectAnswer(call, 200, "parameter order");
 }
 
 TEST(ServerCall, UnserializableResponseBecomesAServerFault) {
@@ -480,17 +459,13 @@ TEST(ServerCall, UnserializableResponseBecomesAServerFault) {
     WMSOAPStructType wrong;
     wrong.SetMember(u"notAMember", 1);
     ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"", wrong)));
-    EXPECT_EQ(Answer(call),
-              "500 <SOAP-ENV:Fault><faultcode>SOAP-ENV:Server</faultcode><faultstring>"
-              "Unable to serialize RPC response.</faultstring></SOAP-ENV:Fault>");
+    ExpectAnswer(call, 500, "unserializable");
 }
 
 TEST(ServerCall, FaultWithoutARequest) {
     WMSOAPServerCall call(deser_test::Round2Base());
     call.SetFault(u"SOAP-ENV:Client", u"Request too large.");
-    EXPECT_EQ(Answer(call),
-              "500 <SOAP-ENV:Fault><faultcode>SOAP-ENV:Client</faultcode>"
-              "<faultstring>Request too large.</faultstring></SOAP-ENV:Fault>");
+    ExpectAnswer(call, 500, "no request");
 }
 
 // The server helper's fast paths: UTF-8 a word at a time, parameters edited in place, a return
@@ -626,11 +601,7 @@ TEST(ServerCallInPlace, OutParamSetTwiceKeepsTheLast) {
         "\"http://soapinterop.org/\""));
     EXPECT_TRUE(call.SetOutParam(u"outputInteger", WMSOAPStructMember(u"", 1)));
     EXPECT_TRUE(call.SetOutParam(u"outputInteger", WMSOAPStructMember(u"", 2)));
-    std::string body;
-    EXPECT_EQ(call.WriteResponse(body), 200);
-    EXPECT_NE(body.find(">2</outputInteger>"), std::string::npos) << body;
-    EXPECT_EQ(body.find(">1</outputInteger>"), std::string::npos);
-    EXPECT_EQ(body.find("inputStruct"), std::string::npos);
+    ExpectAnswer(call, 200, "out param twice");
 }
 
 constexpr char k11[] = "http://schemas.xmlsoap.org/soap/envelope/";
@@ -645,13 +616,6 @@ std::string Envelope(std::string const& body, char const* ns = k11,
 }
 
 std::string const kItem = "<c:item><c:name>n</c:name><c:count>3</c:count></c:item>";
-
-// The whole answer against its row of literal_answers.txt.
-void ExpectAnswer(std::string const& body, std::string const& name) {
-    EXPECT_EQ(body,
-              deser_test::Narrow(deser_test::Golden("expected/soap/literal_answers.txt", name)))
-        << name;
-}
 
 class LiteralServer : public ::testing::Test {
 protected:
@@ -700,9 +664,7 @@ TEST_F(LiteralServer, SharedRequestElementIsDispatchedByTheAction) {
         ASSERT_TRUE(call.GetParam(u"item", item));
         EXPECT_EQ(Show(item), "{name=\"n\",count=3}");
         ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"total", 4)));
-        std::string body;
-        EXPECT_EQ(call.WriteResponse(body), 200);
-        ExpectAnswer(body, c.ns == k12 ? "total 1.2" : "total");
+        ExpectAnswer(call, 200, c.ns == k12 ? "total 1.2" : "total");
         EXPECT_STREQ(call.GetContentType(), c.ns == k12 ? "application/soap+xml; charset=utf-8"
                                                         : "text/xml; charset=utf-8");
     }
@@ -723,9 +685,7 @@ TEST_F(LiteralServer, WrappedAnswerHasReturnAndOutParamInSchemaOrder) {
     EXPECT_FALSE(call.SetOutParam(u"head", WMSOAPStructMember(u"x", WMString(u"a"))));
     ASSERT_TRUE(call.SetOutParam(u"tail", WMSOAPStructMember(u"x", WMString(u"bc"))));
     ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"x", WMString(u"a"))));
-    std::string body;
-    EXPECT_EQ(call.WriteResponse(body), 200);
-    ExpectAnswer(body, "split");
+    ExpectAnswer(call, 200, "split");
 }
 
 TEST_F(LiteralServer, RpcLiteralPartsAreTheWrappersUnqualifiedChildren) {
@@ -737,9 +697,7 @@ TEST_F(LiteralServer, RpcLiteralPartsAreTheWrappersUnqualifiedChildren) {
     ASSERT_TRUE(call.GetParam(u"a", a));
     ASSERT_TRUE(call.GetParam(u"b", b));
     call.SetReturnValue(WMSOAPStructMember(u"sum", a.LongValue() + b.LongValue()));
-    std::string body;
-    EXPECT_EQ(call.WriteResponse(body), 200);
-    ExpectAnswer(body, "sum");
+    ExpectAnswer(call, 200, "sum");
 }
 
 TEST_F(LiteralServer, RequestsOutsideTheSchemaGetAFaultNamingTheCause) {
@@ -769,9 +727,7 @@ TEST_F(LiteralServer, AnswersAndFaultsTheSchemaRefusesOrTypes) {
     WMSOAPServerCall call = Call();
     ASSERT_TRUE(call.ReadRequest(Envelope(kItem, k12), "", "application/soap+xml;action=urn:add"));
     call.SetReturnValue(WMSOAPStructMember(u"total", WMString(u"many")));
-    std::string body;
-    EXPECT_EQ(call.WriteResponse(body), 500);
-    ExpectAnswer(body, "return refused");
+    ExpectAnswer(call, 500, "return refused");
 
     // A typed fault detail: written by the fault's element; one the schema refuses is left out.
     for (bool fits : {true, false}) {
@@ -783,8 +739,7 @@ TEST_F(LiteralServer, AnswersAndFaultsTheSchemaRefusesOrTypes) {
                               : WMSOAPStructMember(u"position", WMString(u"x")));
         EXPECT_FALSE(call.SetFaultDetail(u"otherFault", WMSOAPStructMember(u"d", detail)));
         ASSERT_TRUE(call.SetFaultDetail(u"splitFault", WMSOAPStructMember(u"d", detail)));
-        EXPECT_EQ(call.WriteResponse(body), 500);
-        ExpectAnswer(body, fits ? "detail" : "detail refused");
+        ExpectAnswer(call, 500, fits ? "detail" : "detail refused");
     }
 }
 
