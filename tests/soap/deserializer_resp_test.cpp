@@ -252,21 +252,6 @@ WMString EchoRequest(std::string const& node, std::string const& independent) {
     return Envelope("<m:echo xmlns:m='urn:calc'>" + node + "</m:echo>" + independent);
 }
 
-std::string Node(std::string const& id, std::string const& inside) {
-    return "<n id='" + id + "' SOAP-ENC:root='0'><value>1</value>" + inside + "</n>";
-}
-
-// `levels` levels of nodes l0.., each holding two references to the next.
-std::string Diamond(int levels) {
-    std::string shared;
-    for (int level = 0; level < levels; ++level) {
-        std::string const next = "#l" + std::to_string(level + 1);
-        shared += Node("l" + std::to_string(level),
-                       "<next href='" + next + "'/><other href='" + next + "'/>");
-    }
-    return shared + Node("l" + std::to_string(levels), "");
-}
-
 struct Hostile {
     char const* what;
     std::string value;  // of the parameter `name`
@@ -275,13 +260,6 @@ struct Hostile {
 };
 
 std::vector<Hostile> Cases(std::string const& name) {
-    std::string chain;  // independent elements nested by reference beyond the depth limit
-    int const deep = WMXMLParser::kMaxNestingDepth + 20;
-    for (int level = 0; level < deep; ++level) {
-        chain +=
-            Node("c" + std::to_string(level), "<next href='#c" + std::to_string(level + 1) + "'/>");
-    }
-    chain += Node("c" + std::to_string(deep), "");
     return {
         {"self", "<" + name + " id='r' href='#r'/>", "", true},
         {"ancestor",
@@ -293,7 +271,8 @@ std::vector<Hostile> Cases(std::string const& name) {
              Node("c", "<next href='#a'/>"),
          true},
         {"shared", "<" + name + " href='#l0'/>", Diamond(30), false},
-        {"deep", "<" + name + " href='#c0'/>", chain, false},
+        // Independent elements nested by reference beyond the depth limit.
+        {"deep", "<" + name + " href='#c0'/>", Chain(WMXMLParser::kMaxNestingDepth + 20), false},
     };
 }
 

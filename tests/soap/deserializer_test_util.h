@@ -103,6 +103,10 @@ inline WMSOAPWSDLClient& Edges() {
     return Wsdl("../serializer/edges.wsdl", u"EdgesService", u"EdgesPort");
 }
 
+inline WMSOAPWSDLClient& Types() {
+    return Wsdl("../standard/types.wsdl", u"Types", u"TypesPort");
+}
+
 // The fault a call threw, if any.
 struct Thrown {
     std::string code;
@@ -171,6 +175,32 @@ inline WMString Envelope(std::string const& body, std::string const& header = st
     }
     text += "<SOAP-ENV:Body>" + body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
     return Wide(text);
+}
+
+// An independent element `id` of calc.wsdl's Node type: a value, then `inside`.
+inline std::string Node(std::string const& id, std::string const& inside) {
+    return "<n id='" + id + "' SOAP-ENC:root='0'><value>1</value>" + inside + "</n>";
+}
+
+// `levels` levels of nodes l0.., each holding two references to the next: 2^levels paths.
+inline std::string Diamond(int levels) {
+    std::string shared;
+    for (int level = 0; level < levels; ++level) {
+        std::string const next = "#l" + std::to_string(level + 1);
+        shared += Node("l" + std::to_string(level),
+                       "<next href='" + next + "'/><other href='" + next + "'/>");
+    }
+    return shared + Node("l" + std::to_string(levels), "");
+}
+
+// Nodes c0.. c`levels`, each referring to the next.
+inline std::string Chain(int levels) {
+    std::string chain;
+    for (int level = 0; level < levels; ++level) {
+        chain +=
+            Node("c" + std::to_string(level), "<next href='#c" + std::to_string(level + 1) + "'/>");
+    }
+    return chain + Node("c" + std::to_string(levels), "");
 }
 
 // A request as a server reads it, in UTF-8 bytes: `body` in SOAP-ENV:Body, with prefix m for

@@ -43,13 +43,10 @@ using corvane::test::Items;
 using corvane::test::SOAPStruct;
 using deser_test::Round2Base;
 using deser_test::Round2GroupB;
+using deser_test::Types;
 
 constexpr char16_t kUnicode[] =
     u"Gr\u00fc\u00dfe aus T\u014dky\u014d \u2014 \u6771\u4eac \u20ac \U0001F600";
-
-WMSOAPWSDLClient& Types() {
-    return deser_test::Wsdl("../standard/types.wsdl", u"Types", u"TypesPort");
-}
 
 WMWireOptions Standard() {
     WMWireOptions options;
