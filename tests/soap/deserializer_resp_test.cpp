@@ -57,26 +57,14 @@ TEST(ResponseCaptures, MultiReferenceAnswers) {
 }
 
 TEST(ResponseFaults, PeerFaultsAreRecordedWithTheirDetail) {
-    for (char const* file : {"peers/php/fault.xml", "peers/soaplite/fault.xml"}) {
-        SCOPED_TRACE(file);
+    // The detail entry is described by the operation's fault message; the Latin-1 request's
+    // answer is a fault without detail.
+    for (char const* file :
+         {"peers/php/fault.xml", "peers/soaplite/fault.xml", "peers/php/echoStringLatin1.xml"}) {
         WMSOAPMessage message;
         ASSERT_FALSE(DecodeResponse(message, Round2Base(), u"echoString", ReadText(file)));
-        EXPECT_TRUE(message.IsSOAPFault());
-        EXPECT_EQ(Narrow(message.GetSOAPFaultString()), "Fault raised on request");
-        EXPECT_EQ(Narrow(message.GetSOAPFaultActor()), "http://127.0.0.1/peer-actor");
-        EXPECT_EQ(message.GetNumMethodParams(), 0);
-        EXPECT_EQ(Show(message.GetReturnValue()), "nil");
-        ASSERT_EQ(message.GetNumFaultDetailElems(), 1);
-        WMSOAPStructMember value;
-        ASSERT_TRUE(message.GetFaultDetailElem(u"http://soapinterop.org/", u"faultDetail", value));
-        EXPECT_EQ(Show(value), "{varString=\"raise-fault\",varInt=42,varFloat=0.5}");
+        ExpectDump(message, file);
     }
-    WMSOAPMessage message;
-    ASSERT_FALSE(DecodeResponse(message, Round2Base(), u"echoString",
-                                ReadText("peers/php/echoStringLatin1.xml")));
-    EXPECT_TRUE(message.IsSOAPFault());
-    EXPECT_EQ(Narrow(message.GetSOAPFaultCode()), "SOAP-ENV:Client");
-    EXPECT_EQ(Narrow(message.GetSOAPFaultString()), "Bad Request");
 }
 
 TEST(ResponseFaults, DocumentThatIsNoEnvelopeIsAnEmptyAnswer) {
