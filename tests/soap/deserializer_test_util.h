@@ -9,12 +9,15 @@
 #include <corvane/wsdl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "support/read_diff.h"
 #include "support/support.h"
@@ -60,6 +63,18 @@ inline WMString ReadText(std::string const& relative) {
     std::string const bytes = corvane::test::ReadFile(DataPath(relative));
     EXPECT_FALSE(bytes.empty()) << relative;
     return Wide(bytes);
+}
+
+// The .xml files of a folder, in name order.
+inline std::vector<std::string> XMLFiles(std::string const& directory) {
+    std::vector<std::string> files;
+    for (auto const& entry : std::filesystem::directory_iterator(directory)) {
+        if (entry.path().extension() == ".xml") {
+            files.push_back(entry.path().string());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
 }
 
 // Row `name` of a table of expected texts under tests/data (see corvane::test::ReadTable).

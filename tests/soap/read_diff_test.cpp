@@ -6,8 +6,6 @@
 #include <corvane/xml_parser.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -69,17 +67,6 @@ int Compare(std::string const& what, WMString const& text) {
         }
     }
     return differences;
-}
-
-std::vector<std::string> XMLFiles(std::string const& directory) {
-    std::vector<std::string> files;
-    for (auto const& entry : std::filesystem::directory_iterator(directory)) {
-        if (entry.path().extension() == ".xml") {
-            files.push_back(entry.path().string());
-        }
-    }
-    std::sort(files.begin(), files.end());
-    return files;
 }
 
 TEST(ReadDiff, CapturedEnvelopesReadAlikeBothWays) {
