@@ -161,11 +161,9 @@ inline std::optional<Thrown> DecodeRequest(WMSOAPMessage& message, WMSOAPWSDLCli
 // "name=value" for each method parameter, in order.
 inline std::string ShowParams(WMSOAPMessage& message) {
     std::string out;
-    WMString ns;
-    WMString name;
+    WMString ns, name;
     WMSOAPStructMember value;
-    bool isInput = false;
-    bool isOutput = false;
+    bool isInput = false, isOutput = false;
     long position = 0;
     for (bool more = message.GetFirstMethodParam(ns, name, value, isInput, isOutput, position);
          more; more = message.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {

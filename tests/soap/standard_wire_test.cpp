@@ -161,11 +161,9 @@ TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
     // output parameters.
     EXPECT_EQ("", Difference(params[0].value, answer.GetReturnValue(), "long"));
     std::size_t index = 1;
-    WMString ns;
-    WMString name;
+    WMString ns, name;
     WMSOAPStructMember value;
-    bool isInput = false;
-    bool isOutput = false;
+    bool isInput = false, isOutput = false;
     long position = 0;
     for (bool more = answer.GetFirstMethodParam(ns, name, value, isInput, isOutput, position); more;
          more = answer.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {
@@ -667,13 +665,7 @@ TEST_F(LiteralServer, RpcLiteralPartsAreTheWrappersUnqualifiedChildren) {
 }
 
 TEST_F(LiteralServer, RequestsOutsideTheSchemaGetAFaultNamingTheCause) {
-    std::vector<corvane::test::TableRow> rows =
-        corvane::test::ReadTable("expected/soap/literal_refusals.txt");
-    rows.push_back(
-        {"",
-         "=" + Envelope("<c:split><c:text/></c:split>", k11, "<c:other e:mustUnderstand=\"1\"/>"),
-         "MustUnderstand|'{urn:cases}other' was not understood", "header"});
-    for (corvane::test::TableRow const& row : rows) {
+    for (auto const& row : corvane::test::ReadTable("expected/soap/literal_refusals.txt")) {
         // A row's input is a Body's content, or after '=' the whole request.
         std::string const input = corvane::test::Narrow(corvane::test::Unescape(row.input));
         std::string const request = input[0] == '=' ? input.substr(1) : Envelope(input);
