@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "client/name_list.h"
+#include "client/proxy_state.h"
 #include "soap/deserializer_impl.h"
 #include "soap/envelope_reader.h"
 #include "xml/reader.h"
@@ -50,32 +51,26 @@ private:
     std::vector<int> m_lent;  // the arguments' indexes, in the message's order
 };
 
-// After an exchange the proxy keeps the answer for GetXMLIn and the message holds the same
-// text to be read. A large answer's proxy copy is dropped while the message's is read, and the
-// message's handed back to the proxy when the call ends (moved: views into it stay valid).
-class AnswerSetAside {
+// After an exchange the proxy keeps the answer for GetXMLIn and the message holds it to be
+// read. The proxy lends the message a large answer's text rather than a copy, and the message
+// hands it back when the call ends (moved: views into it stay valid).
+class LentAnswer {
 public:
-    AnswerSetAside(WMString& kept, WMSOAPMessage& message)
-        : m_kept(kept), m_message(message), m_aside(kept.size() >= kLargeAnswer) {
-        if (m_aside) {
-            WMString().swap(m_kept);
-        }
-    }
-    AnswerSetAside(AnswerSetAside const&) = delete;
-    AnswerSetAside& operator=(AnswerSetAside const&) = delete;
-    bool Large() const { return m_aside; }
-    ~AnswerSetAside() {
-        if (m_aside) {
+    LentAnswer(WMString& kept, WMSOAPMessage& message, bool lent)
+        : m_kept(kept), m_message(message), m_lent(lent) {}
+    LentAnswer(LentAnswer const&) = delete;
+    LentAnswer& operator=(LentAnswer const&) = delete;
+    bool Large() const { return m_lent; }
+    ~LentAnswer() {
+        if (m_lent) {
             m_kept = corvane::detail::MessageBuilder::TakeBuffer(m_message);
         }
     }
 
 private:
-    // Small answers are not worth it, and are never held in place inside the string object.
-    static constexpr std::size_t kLargeAnswer = 4096;
     WMString& m_kept;
     WMSOAPMessage& m_message;
-    bool m_aside;
+    bool m_lent;
 };
 
 struct HeaderEntry {
@@ -215,10 +210,15 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
             return false;
         }
     }
+    using Loan = corvane::detail::ProxyState::AnswerLoan;
+    if (!m_proxy.m_state) {
+        m_proxy.m_state = std::make_unique<corvane::detail::ProxyState>();
+    }
+    m_proxy.m_state->loan = Loan::kAsked;
     if (!Exchange(soapAction)) {
         return false;
     }
-    AnswerSetAside const answer(m_proxy.m_xmlIn, m_message);
+    LentAnswer const answer(m_proxy.m_xmlIn, m_message, m_proxy.m_state->loan == Loan::kLent);
 
     m_message.ClearMethodParams();
     m_message.ClearHeaderElems();
