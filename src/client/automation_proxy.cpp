@@ -234,7 +234,7 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
     m_xmlOut.clear();
     m_xmlOut.shrink_to_fit();
     if (m_state) {
-        m_state->ForgetKeepingRoom();
+        m_state->Forget();
         m_state->loan = m_state->loan == ProxyState::AnswerLoan::kAsked
                             ? ProxyState::AnswerLoan::kExchanging
                             : ProxyState::AnswerLoan::kNone;

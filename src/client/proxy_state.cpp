@@ -39,21 +39,17 @@ ProxyState::ProxyState(ProxyState const& other) : sent(other.sent), sentUtf8(oth
 ProxyState::~ProxyState() = default;
 
 void ProxyState::KeepAsCodePage(WMString& text) {
-    sentUtf8 = false;
+    Forget();
     if (text.empty()) {
-        Forget();
         return;
     }
-    if (text.size() > sent.capacity()) {
-        // Grown from nothing the room is exactly the size; grown from less, twice the old.
-        Forget();
-    }
-    sent.resize(text.size());
-    platform::WideToAnsi(text.data(), text.size(), sent.data());
-    if (!WidensBack(text, sent)) {
-        Forget();
+    std::string bytes(text.size(), '\0');
+    platform::WideToAnsi(text.data(), text.size(), bytes.data());
+    if (!WidensBack(text, bytes)) {
         return;
     }
+    sent = std::move(bytes);
+    sentUtf8 = false;
     Release(text);
 }
 
@@ -84,11 +80,6 @@ void ProxyState::Widen(WMString& text) {
 
 void ProxyState::Forget() {
     std::string().swap(sent);
-    sentUtf8 = false;
-}
-
-void ProxyState::ForgetKeepingRoom() {
-    sent.clear();
     sentUtf8 = false;
 }
 

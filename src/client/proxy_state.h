@@ -30,10 +30,6 @@ struct ProxyState {
     void Widen(WMString& text);
     // Drops the bytes of an earlier request.
     void Forget();
-    // Drops them but keeps their room for the next request's bytes in the code page, which are
-    // usually as many: they then stay in place from call to call rather than look for a new
-    // place among what the calls in between left in the heap.
-    void ForgetKeepingRoom();
 
     std::unique_ptr<WireHttpClient> wire;  // made at the first exchange in the standard mode
     std::string sent;
