@@ -1,8 +1,9 @@
-// The texts a client keeps of each call, GetXMLIn and GetXMLOut, while its answers and requests
-// grow, shrink, fail and carry characters the code page cannot: each call shows its own.
+// The answer a client keeps for GetXMLIn, lent to the message while a large one is read: each
+// call shows its own, whatever the size and the end of the call before.
 #include <corvane/client.h>
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 
 #include "support/peer_calls.h"
@@ -16,55 +17,49 @@ std::string Body(std::string const& answer) {
     return end == std::string::npos ? std::string() : answer.substr(end + 4);
 }
 
-TEST(CallTexts, EachCallShowsItsOwnAnswerAndRequest) {
+TEST(CallTexts, EachCallShowsItsOwnAnswer) {
     std::string const large(6000, 'x');
     std::string envelope = CannedEnvelope("swap returned out-a");
     envelope.replace(envelope.find(">returned<") + 1, 8, large);
+    std::string const ok = "HTTP/1.1 200 OK";
+    // Large answers (lent to the message), small ones (copied), a large one that does not read,
+    // a fault, an answer refused before it is read (the only one GetXMLIn does not show).
     struct Step {
-        WMString argument;
         std::string answer;
-        std::string shown;  // what the call gives back, or how it ends
+        std::string shown;  // what the call returns, or how it ends
+        bool kept;
     };
     Step const steps[] = {
-        {WMString(9000, u'a'), HttpAnswer("HTTP/1.1 200 OK", "text/xml", envelope), large},
-        {u"short", HttpAnswer("HTTP/1.1 200 OK", "text/xml", CannedEnvelope("swap r a")), "r"},
-        {WMString(12000, u'b'), HttpAnswer("HTTP/1.1 200 OK", "text/xml", envelope), large},
-        {u"\u4e2d",
-         HttpAnswer("HTTP/1.1 500 Internal Server Error", "text/xml", CannedEnvelope("fault")),
-         "fault"},
-        {u"refused", HttpAnswer("HTTP/1.1 404 Not Found", "text/xml", envelope), "failed"},
-        {u"again", HttpAnswer("HTTP/1.1 200 OK", "text/xml", CannedEnvelope("swap r2 a2")), "r2"},
+        {HttpAnswer(ok, "text/xml", envelope), large, true},
+        {HttpAnswer(ok, "text/xml", CannedEnvelope("swap r a")), "r", true},
+        {HttpAnswer(ok, "text/xml", envelope), large, true},
+        {HttpAnswer(ok, "text/xml", envelope.substr(0, envelope.size() - 9)), "failed", true},
+        {HttpAnswer("HTTP/1.1 500 Server Error", "text/xml", CannedEnvelope("fault")), "fault",
+         true},
+        {HttpAnswer("HTTP/1.1 404 Not Found", "text/xml", envelope), "failed", false},
+        {HttpAnswer(ok, "text/xml", envelope), large, true},
     };
     TempDir dir;
     LoopbackServer server;
-    server.SetAnswer(1, HttpAnswer("HTTP/1.1 200 OK", "text/xml", CannedEnvelope("CheckSSL 0")));
-    for (int i = 0; i < 6; ++i) {
-        server.SetAnswer(i + 2, steps[i].answer);
+    server.SetAnswer(1, HttpAnswer(ok, "text/xml", CannedEnvelope("CheckSSL 0")));
+    for (std::size_t i = 0; i < std::size(steps); ++i) {
+        server.SetAnswer(static_cast<int>(i) + 2, steps[i].answer);
     }
     WMSOAPClient client;
     ASSERT_TRUE(client.Initialize(
         DescriptionCopy(dir, "client/calls.wsdl", "PORT", std::to_string(server.Port())), u"Calls",
         u"CallsPort", u"", u"t", u"", false));
-    for (int i = 0; i < 6; ++i) {
-        Step const& step = steps[i];
-        SCOPED_TRACE(step.shown);
+    for (Step const& step : steps) {
+        SCOPED_TRACE(step.answer.substr(0, 30));
         WMString names[1] = {u"a"};
-        WMSOAPStructMember values[1] = {WMSOAPStructMember(u"a", step.argument)};
+        WMSOAPStructMember values[1] = {WMSOAPStructMember(u"a", WMString(u"in"))};
         WMSOAPStructMember returned;
         bool const completed = client.InvokeSOAPMethod(u"swap", names, values, 1, returned);
         EXPECT_EQ(!completed             ? "failed"
                   : client.IsSOAPFault() ? "fault"
                                          : Narrow(returned.StringValue()),
                   step.shown);
-        EXPECT_EQ(client.GetXMLIn(), completed ? Widen(Body(step.answer)) : u"");
-        // The request as written: the code page carried "?" for what it lacks.
-        WMString const sent = *client.GetXMLOut();
-        EXPECT_NE(sent.find(step.argument), WMString::npos);
-        WMString carried = sent;
-        for (WMChar& unit : carried) {
-            unit = unit > 0xFF ? u'?' : unit;
-        }
-        EXPECT_EQ(Widen(Body(server.Request(i + 2))), carried + WMChar(0));
+        EXPECT_EQ(client.GetXMLIn(), step.kept ? Widen(Body(step.answer)) : u"");
     }
 }
 
