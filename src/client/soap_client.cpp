@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "client/lent_answer.h"
 #include "client/name_list.h"
-#include "client/proxy_state.h"
 #include "soap/deserializer_impl.h"
 #include "soap/envelope_reader.h"
 #include "xml/reader.h"
@@ -49,28 +49,6 @@ private:
     WMSOAPMessage& m_message;
     WMSOAPStructMember* m_values;
     std::vector<int> m_lent;  // the arguments' indexes, in the message's order
-};
-
-// After an exchange the proxy keeps the answer for GetXMLIn and the message holds it to be
-// read. The proxy lends the message a large answer's text rather than a copy, and the message
-// hands it back when the call ends (moved: views into it stay valid).
-class LentAnswer {
-public:
-    LentAnswer(WMString& kept, WMSOAPMessage& message, bool lent)
-        : m_kept(kept), m_message(message), m_lent(lent) {}
-    LentAnswer(LentAnswer const&) = delete;
-    LentAnswer& operator=(LentAnswer const&) = delete;
-    bool Large() const { return m_lent; }
-    ~LentAnswer() {
-        if (m_lent) {
-            m_kept = corvane::detail::MessageBuilder::TakeBuffer(m_message);
-        }
-    }
-
-private:
-    WMString& m_kept;
-    WMSOAPMessage& m_message;
-    bool m_lent;
 };
 
 struct HeaderEntry {
@@ -210,15 +188,11 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
             return false;
         }
     }
-    using Loan = corvane::detail::ProxyState::AnswerLoan;
-    if (!m_proxy.m_state) {
-        m_proxy.m_state = std::make_unique<corvane::detail::ProxyState>();
-    }
-    m_proxy.m_state->loan = Loan::kAsked;
+    corvane::detail::AskForAnswer(m_proxy.m_state);
     if (!Exchange(soapAction)) {
         return false;
     }
-    LentAnswer const answer(m_proxy.m_xmlIn, m_message, m_proxy.m_state->loan == Loan::kLent);
+    corvane::detail::LentAnswer const answer(m_proxy.m_xmlIn, m_message, m_proxy.m_state);
 
     m_message.ClearMethodParams();
     m_message.ClearHeaderElems();

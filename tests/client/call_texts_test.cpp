@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/peer_calls.h"
+#include "support/value_text.h"
 #include "support/values.h"
 
 namespace corvane::test {
@@ -60,6 +61,27 @@ TEST(CallTexts, EachCallShowsItsOwnAnswer) {
                                          : Narrow(returned.StringValue()),
                   step.shown);
         EXPECT_EQ(client.GetXMLIn(), step.kept ? Widen(Body(step.answer)) : u"");
+    }
+}
+
+// The same through the document/literal reader, against PHP's server of the echo service.
+TEST(CallTexts, LiteralCallsShowTheirOwnAnswer) {
+    RunningPeer& peer = PeerOf("doclit");
+    ASSERT_TRUE(peer.up);
+    WMWireOptions wire;
+    wire.standard = true;
+    wire.documentLiteral = true;
+    WMSOAPClient client;
+    client.SetWireOptions(wire);
+    ASSERT_TRUE(client.Initialize(u"http://127.0.0.1:" + Widen(peer.port) + u"/?wsdl",
+                                  u"EchoService", u"EchoPort", u"", u"t", u"", false));
+    std::string const large(5000, 'y');
+    for (std::string const& text : {large, std::string("small"), large}) {
+        EXPECT_EQ(CallOf(client, "echoString {text=\"" + text + "\"}"),
+                  "{return=\"" + text + "\"}");
+        WMString const answer = client.GetXMLIn();
+        EXPECT_NE(answer.find(u">" + Widen(text) + u"<"), WMString::npos);
+        EXPECT_EQ(answer.size() > large.size(), text == large);
     }
 }
 
