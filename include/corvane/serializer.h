@@ -11,8 +11,10 @@ class WMSOAPMessage;
 class WMSOAPWSDLClient;
 class WMSOAPStructMember;
 class WMSOAPStructType;
+class WMSOAPServerCall;
 
 namespace corvane::detail {
+struct AnswerBytes;
 class EnvelopeWriter;
 class TypeCache;
 struct SchemaType;
@@ -53,10 +55,11 @@ private:
     using Types = corvane::detail::TypeCache;
     using Schema = corvane::detail::SchemaType;
     friend struct corvane::detail::MessageBuilder;
-
-    // Serialize with the type answers of a cache that may outlive the call.
-    bool Serialize(WMSOAPMessage& message, Types& types);
-
+    friend class WMSOAPServerCall;
+    // Serialize; with `bytes`, the envelope goes there as UTF-8 instead of into the buffer.
+    bool Write(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl, corvane::detail::AnswerBytes* bytes);
+    // The same with the type answers of a cache that may outlive the call.
+    bool Write(WMSOAPMessage& message, Types& types, corvane::detail::AnswerBytes* bytes);
     bool SerializeSOAPMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);
     bool SerializeSOAPFaultMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);
     bool SerializeHeaderElem(WMString const& ns, WMString const& name, WMSOAPStructMember& value,

@@ -262,7 +262,7 @@ bool WMSOAPMessage::Serialize(WMSOAPWSDLClient& wsdl) {
 
 bool corvane::detail::MessageBuilder::Serialize(WMSOAPMessage& message, TypeCache& types) {
     message.m_buffer.clear();
-    return message.m_serializer.Serialize(message, types);
+    return message.m_serializer.Write(message, types, nullptr);
 }
 
 bool WMSOAPMessage::IsRPCStyle() {
