@@ -15,28 +15,20 @@ using corvane::platform::Ipv4Address;
 using corvane::test::LoopbackServer;
 using corvane::test::ServerScript;
 
-// Sends "ping" when writable and logs each handler call: "r" for a read with data, "0" for
-// one without, "c" for the close.
+// Sends "ping" once writable and logs each read: "r" with data, "0" without; "c" the close.
 class Reader : public WMWinSocket2 {
 public:
-    explicit Reader(std::size_t chunk) : WMWinSocket2(3000), chunk_(chunk) {}
+    explicit Reader(std::size_t chunk) : WMWinSocket2(3000), buffer_(chunk, '\0') {}
 
     bool OnSockWrite() override {
-        if (!wrote_) {
-            wrote_ = true;
-            char ping[] = "ping";
-            return Send(ping, 4);
-        }
-        return true;
+        char ping[] = "ping";
+        return wrote_ || (wrote_ = Send(ping, 4));
     }
     bool OnSockRead(bool& more) override {
-        std::string buffer(chunk_, '\0');
         int received = 0;
-        const bool ok = Recv(&buffer[0], static_cast<int>(chunk_), &received);
+        const bool ok = Recv(&buffer_[0], static_cast<int>(buffer_.size()), &received);
         more = received > 0;
-        if (more) {
-            data.append(buffer, 0, static_cast<std::size_t>(received));
-        }
+        data.append(buffer_, 0, more ? static_cast<std::size_t>(received) : 0);
         log += more ? "r" : "0";
         return ok;
     }
@@ -47,9 +39,14 @@ public:
     std::string log;
 
 private:
-    std::size_t chunk_;
+    std::string buffer_;
     bool wrote_ = false;
 };
+
+Ipv4Address Loopback(int port) {
+    const unsigned char loopback[4] = {127, 0, 0, 1};
+    return Ipv4Address(loopback, port);
+}
 
 TEST(SocketEnd, EveryByteBeforeThePeersCloseThenOneClose) {
     std::string large(1u << 20, '-');
@@ -74,8 +71,7 @@ TEST(SocketEnd, EveryByteBeforeThePeersCloseThenOneClose) {
         script.pauseMs = c.pauseMs;
         LoopbackServer server(script);
         Reader socket(c.chunk);
-        const unsigned char loopback[4] = {127, 0, 0, 1};
-        Ipv4Address address(loopback, server.Port());
+        Ipv4Address address = Loopback(server.Port());
         std::string expected;
         for (std::string const& piece : c.reply) {
             expected += piece;
@@ -95,8 +91,7 @@ TEST(SocketEnd, PeerResettingAfterTheRequestFailsTheRun) {
     script.resetAfter = 1;
     LoopbackServer server(script);
     Reader socket(64);
-    const unsigned char loopback[4] = {127, 0, 0, 1};
-    Ipv4Address address(loopback, server.Port());
+    Ipv4Address address = Loopback(server.Port());
     EXPECT_FALSE(socket.Connect(address.Get(), 0));
     EXPECT_EQ(socket.LastError(), 10054);
     EXPECT_EQ(socket.log, "");
