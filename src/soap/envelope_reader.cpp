@@ -347,8 +347,29 @@ using IdTable = std::unordered_map<View, Item*>;
 class EnvelopeEvents : public XMLReadEvents {
 public:
     explicit EnvelopeEvents(bool request) : m_request(request) {
+        Lists& spare = SpareLists();
+        if (!spare.lent) {
+            spare.lent = true;
+            m_borrowed = true;
+            SwapLists(spare);
+        }
         m_stack.push_back(Frame{Role::kDocument, nullptr, nullptr, nullptr});
     }
+
+    ~EnvelopeEvents() override {
+        if (!m_borrowed) {
+            return;
+        }
+        Lists& spare = SpareLists();
+        Empty(m_stack);
+        Empty(m_prefixes);
+        Empty(m_entries);
+        SwapLists(spare);
+        spare.lent = false;
+    }
+
+    EnvelopeEvents(EnvelopeEvents const&) = delete;
+    EnvelopeEvents& operator=(EnvelopeEvents const&) = delete;
 
     void StartMappings(XMLNode const& element, XMLNode const* parent) override {
         ForEachNewMapping(element, parent, [this](View prefix, View uri) {
@@ -485,6 +506,38 @@ private:
         View* text;    // the fault field a kText element fills
         Item* lastChild = nullptr;
     };
+
+    // The lists a thread keeps from one read to the next, as the XML reader keeps its own: a
+    // small answer would otherwise spend a good part of its read growing them anew.
+    struct Lists {
+        std::vector<Frame> stack;
+        std::vector<std::pair<View, View>> prefixes;
+        std::vector<Item*> entries;
+        bool lent = false;
+    };
+
+    // Lists that a large or deep message grew past this many entries go back to the system.
+    static constexpr std::size_t kKeptEntries = 1024;
+
+    static Lists& SpareLists() {
+        thread_local Lists lists;
+        return lists;
+    }
+
+    void SwapLists(Lists& lists) {
+        m_stack.swap(lists.stack);
+        m_prefixes.swap(lists.prefixes);
+        m_entries.swap(lists.entries);
+    }
+
+    template <class List>
+    static void Empty(List& list) {
+        if (list.capacity() > kKeptEntries) {
+            List().swap(list);
+        } else {
+            list.clear();
+        }
+    }
 
     // The encoding style of an element read by the envelope, header and body handlers.
     static View OwnStyle(XMLNode const& element, View inherited) {
@@ -662,6 +715,7 @@ private:
     View m_bodyTextStyle;
     IdTable m_headerIds;
     IdTable m_bodyIds;
+    bool m_borrowed = false;
 };
 
 // The children of an item, for range-for.

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <deque>
 #include <new>
 #include <utility>
 
@@ -646,8 +645,40 @@ public:
           m_arena(*document.m_arena),
           m_namespaces(*document.m_namespaces),
           m_budget(kBudgetPerUnit * text.size() + kBudgetBase),
-          m_seed(document.m_namespaces->seed),
-          m_prefixSlots(16) {}
+          m_seed(document.m_namespaces->seed) {
+        Lists& spare = SpareLists();
+        if (!spare.lent) {
+            spare.lent = true;
+            m_borrowed = true;
+            SwapLists(spare);
+        }
+        if (m_prefixSlots.empty()) {
+            m_prefixSlots.resize(16);
+        }
+        if (m_recordSlots.empty()) {
+            m_recordSlots.resize(64);
+        }
+    }
+
+    ~NodeReader() {
+        if (!m_borrowed) {
+            return;
+        }
+        Lists& spare = SpareLists();
+        Empty(m_attrs);
+        Empty(m_decls);
+        Empty(m_ownEntries);
+        Empty(m_textStack);
+        Empty(m_prefixes);
+        Empty(m_undo);
+        EmptySlots(m_prefixSlots);
+        EmptySlots(m_recordSlots);
+        SwapLists(spare);
+        spare.lent = false;
+    }
+
+    NodeReader(NodeReader const&) = delete;
+    NodeReader& operator=(NodeReader const&) = delete;
 
     // Like WMXMLParser, keeps the root once it is complete, even when what follows it fails.
     void ParseDocument(XMLNode const*& root) {
@@ -697,6 +728,60 @@ private:
         std::u16string_view prefix;
         XMLNamespace const* uri = nullptr;  // the binding in effect, null when none
     };
+
+    // ---- work lists
+
+    // The lists a thread keeps from one parse to the next: a small message would otherwise
+    // spend a good part of its read growing them anew. A parse started while another runs on
+    // the thread (from an event) makes its own.
+    struct Lists {
+        std::vector<XMLAttr> attrs;
+        std::vector<std::size_t> decls;
+        std::vector<std::pair<std::u16string_view, XMLNamespace const*>> ownEntries;
+        std::u16string textStack;
+        std::vector<PrefixSlot> prefixes;
+        std::vector<std::pair<std::uint64_t, std::size_t>> prefixSlots;
+        std::vector<std::pair<std::size_t, XMLNamespace const*>> undo;
+        std::vector<NameRecord*> recordSlots;
+        bool lent = false;
+    };
+
+    // Lists that a large document grew past this many entries go back to the system.
+    static constexpr std::size_t kKeptEntries = 1024;
+
+    static Lists& SpareLists() {
+        thread_local Lists lists;
+        return lists;
+    }
+
+    void SwapLists(Lists& lists) {
+        m_attrs.swap(lists.attrs);
+        m_decls.swap(lists.decls);
+        m_ownEntries.swap(lists.ownEntries);
+        m_textStack.swap(lists.textStack);
+        m_prefixes.swap(lists.prefixes);
+        m_prefixSlots.swap(lists.prefixSlots);
+        m_undo.swap(lists.undo);
+        m_recordSlots.swap(lists.recordSlots);
+    }
+
+    template <class List>
+    static void Empty(List& list) {
+        if (list.capacity() > kKeptEntries) {
+            List().swap(list);
+        } else {
+            list.clear();
+        }
+    }
+
+    template <class Slots>
+    static void EmptySlots(Slots& slots) {
+        if (slots.size() > kKeptEntries) {
+            Slots().swap(slots);
+        } else {
+            std::fill(slots.begin(), slots.end(), typename Slots::value_type());
+        }
+    }
 
     // ---- reading characters
 
@@ -1120,26 +1205,29 @@ private:
                 return record;
             }
         }
-        m_records.emplace_back();
-        NameRecord* record = &m_records.back();
+        // Records live as long as the namespace records: event mode frees the arena's nodes.
+        NameRecord* record = m_namespaces.storage.Make<NameRecord>();
+        ++m_recordCount;
         record->qname = qname;
         record->hash = hash;
         NameShape const shape = ShapeOf(qname);
         record->colon = shape.colon;
         record->manyColons = shape.manyColons;
         record->prefixIndex = shape.prefixIndex;
-        if ((m_records.size() + 1) * 2 > m_recordSlots.size()) {
-            m_recordSlots.assign(m_recordSlots.size() * 2, nullptr);
-            mask = m_recordSlots.size() - 1;
-            for (NameRecord& entry : m_records) {
-                std::size_t j = entry.hash & mask;
-                while (m_recordSlots[j]) {
-                    j = (j + 1) & mask;
+        m_recordSlots[i] = record;
+        if ((m_recordCount + 1) * 2 > m_recordSlots.size()) {
+            std::vector<NameRecord*> grown(m_recordSlots.size() * 2, nullptr);
+            mask = grown.size() - 1;
+            for (NameRecord* entry : m_recordSlots) {
+                if (entry) {
+                    std::size_t j = entry->hash & mask;
+                    while (grown[j]) {
+                        j = (j + 1) & mask;
+                    }
+                    grown[j] = entry;
                 }
-                m_recordSlots[j] = &entry;
             }
-        } else {
-            m_recordSlots[i] = record;
+            m_recordSlots.swap(grown);
         }
         m_front[front] = record;
         return record;
@@ -1811,8 +1899,9 @@ private:
     std::vector<std::pair<std::size_t, XMLNamespace const*>> m_undo;
     std::uint32_t m_scopeCount = 0;
 
-    std::deque<NameRecord> m_records;
-    std::vector<NameRecord*> m_recordSlots = std::vector<NameRecord*>(64, nullptr);
+    std::size_t m_recordCount = 0;
+    std::vector<NameRecord*> m_recordSlots;
+    bool m_borrowed = false;
     NameRecord* m_front[kFront] = {};
 };
 
