@@ -797,6 +797,46 @@ struct ItemTree {
     }
 };
 
+// The value reader's state, which a thread keeps from one read to the next so that its answer
+// lists are sized once. A read started while another runs on the thread makes its own.
+class StateLease {
+public:
+    StateLease() {
+        Kept& kept = Spare();
+        if (kept.lent) {
+            m_own = std::make_unique<ValueReadState>();
+            m_state = m_own.get();
+        } else {
+            kept.lent = true;
+            m_state = &kept.state;
+        }
+    }
+    ~StateLease() {
+        if (!m_own) {
+            // The answers name the description, which may be gone by the next read.
+            m_state->Reset(0);
+            Spare().lent = false;
+        }
+    }
+    StateLease(StateLease const&) = delete;
+    StateLease& operator=(StateLease const&) = delete;
+
+    ValueReadState& State() { return *m_state; }
+
+private:
+    struct Kept {
+        ValueReadState state;
+        bool lent = false;
+    };
+    static Kept& Spare() {
+        thread_local Kept kept;
+        return kept;
+    }
+
+    std::unique_ptr<ValueReadState> m_own;
+    ValueReadState* m_state;
+};
+
 // Parses the message's buffer, counting lines on from the side's parser.
 void Parse(WMSOAPMessage& message, bool request, XMLDocument& document, EnvelopeEvents& events) {
     int& line = MessageBuilder::ParseLine(message, request);
@@ -823,9 +863,11 @@ void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl, BodyText body)
     XMLDocument document;
     EnvelopeEvents events(false);
     Parse(message, false, document, events);
-    ValueReadState state;
+    StateLease lease;
+    ValueReadState& state = lease.State();
     state.Reset(events.ElementCount());
     state.standardWireMode = message.GetStandardWireMode();
+    state.request = false;
     ValueReader<ItemTree> reader(ItemTree{&events}, state, &wsdl);
     ReadHeaderEntries(reader, events.Entries(), message, wsdl, ReadSide::kResponse,
                       events.FaultSeen());
@@ -860,7 +902,8 @@ void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     XMLDocument document;
     EnvelopeEvents events(true);
     Parse(message, true, document, events);
-    ValueReadState state;
+    StateLease lease;
+    ValueReadState& state = lease.State();
     state.Reset(events.ElementCount());
     state.standardWireMode = message.GetStandardWireMode();
     state.request = true;
