@@ -337,8 +337,9 @@ private:
         WMSOAPStructType members;
         detail::ValueBuilder::Reserve(members, Tree::ChildCount(element));
         std::size_t position = 0;
+        // Holds a member's answer when the list is full, until the next member's.
+        ValueReadState::MemberType uncached;
         for (Node child : Tree::Children(element)) {
-            ValueReadState::MemberType uncached;  // holds the answer when the list is full
             ValueReadState::MemberType const* memberType = nullptr;
             std::u16string_view const name = Tree::Local(child);
             std::u16string_view const ns = Tree::NS(child);

@@ -1449,10 +1449,10 @@ private:
             anyPrefixed = anyPrefixed || attr.prefixed;
         }
         // Unprefixed attributes share their key's stem and differ in name (ParseAttribute
-        // refused a repeated name), so only a prefixed one can repeat a key. Every error here
-        // is the same one, on the same line, so checking after resolving them all changes
-        // nothing a caller sees.
-        if (!anyPrefixed) {
+        // refused a repeated name), so only a prefixed one can repeat a key, and only another's.
+        // Every error here is the same one, on the same line, so checking after resolving them all
+        // changes nothing a caller sees.
+        if (!anyPrefixed || n == 1) {
             return;
         }
         m_names.Clear();
