@@ -1580,6 +1580,10 @@ private:
         m_names.Clear();
         for (;;) {
             ParseWhiteSpace();
+            // Most tags end here: neither ">" nor "/" starts a name, so no attribute follows.
+            if (!m_overrun && m_cur < m_end && (*m_cur == u'>' || *m_cur == u'/')) {
+                break;
+            }
             if (!ParseAttribute()) {
                 break;
             }
