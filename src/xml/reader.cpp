@@ -701,7 +701,6 @@ private:
     static constexpr std::size_t kMaxInternedLength = 256;
     struct NameRecord {
         std::u16string_view qname;
-        std::uint64_t hash = 0;
         XMLNamespace const* ns = nullptr;  // last resolution, null before the first
         std::uint32_t scope = 0;           // scope of the last resolution made in one
         std::int64_t slot = -1;            // which string of that scope it took
@@ -742,7 +741,7 @@ private:
         std::vector<PrefixSlot> prefixes;
         std::vector<std::pair<std::uint64_t, std::size_t>> prefixSlots;
         std::vector<std::pair<std::size_t, XMLNamespace const*>> undo;
-        std::vector<NameRecord*> recordSlots;
+        std::vector<std::pair<std::uint64_t, NameRecord*>> recordSlots;
         bool lent = false;
     };
 
@@ -1198,9 +1197,9 @@ private:
         std::uint64_t const hash = NameHash(qname);
         std::size_t mask = m_recordSlots.size() - 1;
         std::size_t i = hash & mask;
-        for (; m_recordSlots[i]; i = (i + 1) & mask) {
-            NameRecord* record = m_recordSlots[i];
-            if (record->hash == hash && SameShort(record->qname, qname)) {
+        for (; m_recordSlots[i].second; i = (i + 1) & mask) {
+            NameRecord* record = m_recordSlots[i].second;
+            if (m_recordSlots[i].first == hash && SameShort(record->qname, qname)) {
                 m_front[front] = record;
                 return record;
             }
@@ -1209,19 +1208,19 @@ private:
         NameRecord* record = m_namespaces.storage.Make<NameRecord>();
         ++m_recordCount;
         record->qname = qname;
-        record->hash = hash;
         NameShape const shape = ShapeOf(qname);
         record->colon = shape.colon;
         record->manyColons = shape.manyColons;
         record->prefixIndex = shape.prefixIndex;
-        m_recordSlots[i] = record;
+        m_recordSlots[i] = {hash, record};
         if ((m_recordCount + 1) * 2 > m_recordSlots.size()) {
-            std::vector<NameRecord*> grown(m_recordSlots.size() * 2, nullptr);
+            // The slots carry the hashes, so growing reads no record.
+            std::vector<std::pair<std::uint64_t, NameRecord*>> grown(m_recordSlots.size() * 2);
             mask = grown.size() - 1;
-            for (NameRecord* entry : m_recordSlots) {
-                if (entry) {
-                    std::size_t j = entry->hash & mask;
-                    while (grown[j]) {
+            for (auto const& entry : m_recordSlots) {
+                if (entry.second) {
+                    std::size_t j = entry.first & mask;
+                    while (grown[j].second) {
                         j = (j + 1) & mask;
                     }
                     grown[j] = entry;
@@ -1904,7 +1903,7 @@ private:
     std::uint32_t m_scopeCount = 0;
 
     std::size_t m_recordCount = 0;
-    std::vector<NameRecord*> m_recordSlots;
+    std::vector<std::pair<std::uint64_t, NameRecord*>> m_recordSlots;  // hash, record
     bool m_borrowed = false;
     NameRecord* m_front[kFront] = {};
 };
