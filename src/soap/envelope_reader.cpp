@@ -608,18 +608,41 @@ private:
             RareOf(*item).nil = nil->value;
         }
         if (XMLAttr const* type = FirstOf(found.type)) {
-            View const text = type->value;
-            auto const colon = text.find(u':');
-            View const* uri = LookUpPrefix(colon != View::npos ? text.substr(0, colon) : View());
-            if (uri == nullptr) {
-                ThrowSOAPFault(
-                    kClient, colon != View::npos ? readfault::kTypePrefix : readfault::kTypeDefault,
-                    true);
-            }
-            item->typeNS = *uri;
-            item->typeName = colon != View::npos ? text.substr(colon + 1) : text;
+            ReadType(*item, type->value);
         }
         return item;
+    }
+
+    // The same for the elements of nearly every message: those that carry nothing or an xsi:type
+    // of the 2001 schema alone.
+    Item* NewItem(XMLNode const& element, View style) {
+        if (element.attrCount > 1) {
+            return NewItem(element, style, Scan(element));
+        }
+        XMLAttr const* type = element.attrCount == 1 ? &element.attrs[0] : nullptr;
+        if (type != nullptr &&
+            !(type->prefixed && type->ns == m_xsi && SameShort(type->Local(), u"type"))) {
+            return NewItem(element, style, Scan(element));
+        }
+        Item* item = m_items.New();
+        item->node = &element;
+        item->style = style;
+        if (type != nullptr) {
+            ReadType(*item, type->value);
+        }
+        return item;
+    }
+
+    void ReadType(Item& item, View text) {
+        auto const colon = text.find(u':');
+        View const* uri = LookUpPrefix(colon != View::npos ? text.substr(0, colon) : View());
+        if (uri == nullptr) {
+            ThrowSOAPFault(kClient,
+                           colon != View::npos ? readfault::kTypePrefix : readfault::kTypeDefault,
+                           true);
+        }
+        item.typeNS = *uri;
+        item.typeName = colon != View::npos ? text.substr(colon + 1) : text;
     }
 
     static void Enter(IdTable& ids, Item* item) {
@@ -629,7 +652,7 @@ private:
     }
 
     Item* NewChild(Frame& parent, XMLNode const& element, IdTable& ids) {
-        Item* child = NewItem(element, parent.item->style, Scan(element));
+        Item* child = NewItem(element, parent.item->style);
         Enter(ids, child);
         if (parent.lastChild != nullptr) {
             parent.lastChild->next = child;
@@ -686,7 +709,7 @@ private:
             return Frame{Role::kText, nullptr, nullptr, &m_faultActor};
         }
         if (local == u"detail" && m_detail == nullptr) {
-            m_detail = NewItem(element, m_fault->style, Scan(element));
+            m_detail = NewItem(element, m_fault->style);
             Enter(m_bodyIds, m_detail);
             return Frame{Role::kParam, m_detail, &m_bodyIds, nullptr};
         }

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "xml/chars.h"
@@ -711,6 +713,12 @@ private:
         std::size_t prefixIndex = 0;
     };
 
+    // The slots carry the hashes, so that growing the table reads no record.
+    struct RecordSlot {
+        std::uint64_t hash;
+        NameRecord* record;
+    };
+
     // The shape of a name, from its record when it has one.
     struct NameShape {
         std::size_t colon;
@@ -741,7 +749,7 @@ private:
         std::vector<PrefixSlot> prefixes;
         std::vector<std::pair<std::uint64_t, std::size_t>> prefixSlots;
         std::vector<std::pair<std::size_t, XMLNamespace const*>> undo;
-        std::vector<std::pair<std::uint64_t, NameRecord*>> recordSlots;
+        std::vector<RecordSlot> recordSlots;
         bool lent = false;
     };
 
@@ -777,6 +785,8 @@ private:
     static void EmptySlots(Slots& slots) {
         if (slots.size() > kKeptEntries) {
             Slots().swap(slots);
+        } else if constexpr (std::is_trivially_copyable_v<typename Slots::value_type>) {
+            std::memset(slots.data(), 0, slots.size() * sizeof(typename Slots::value_type));
         } else {
             std::fill(slots.begin(), slots.end(), typename Slots::value_type());
         }
@@ -1197,9 +1207,9 @@ private:
         std::uint64_t const hash = NameHash(qname);
         std::size_t mask = m_recordSlots.size() - 1;
         std::size_t i = hash & mask;
-        for (; m_recordSlots[i].second; i = (i + 1) & mask) {
-            NameRecord* record = m_recordSlots[i].second;
-            if (m_recordSlots[i].first == hash && SameShort(record->qname, qname)) {
+        for (; m_recordSlots[i].record; i = (i + 1) & mask) {
+            NameRecord* record = m_recordSlots[i].record;
+            if (m_recordSlots[i].hash == hash && SameShort(record->qname, qname)) {
                 m_front[front] = record;
                 return record;
             }
@@ -1214,13 +1224,12 @@ private:
         record->prefixIndex = shape.prefixIndex;
         m_recordSlots[i] = {hash, record};
         if ((m_recordCount + 1) * 2 > m_recordSlots.size()) {
-            // The slots carry the hashes, so growing reads no record.
-            std::vector<std::pair<std::uint64_t, NameRecord*>> grown(m_recordSlots.size() * 2);
+            std::vector<RecordSlot> grown(m_recordSlots.size() * 2);
             mask = grown.size() - 1;
-            for (auto const& entry : m_recordSlots) {
-                if (entry.second) {
-                    std::size_t j = entry.first & mask;
-                    while (grown[j].second) {
+            for (RecordSlot const& entry : m_recordSlots) {
+                if (entry.record) {
+                    std::size_t j = entry.hash & mask;
+                    while (grown[j].record) {
                         j = (j + 1) & mask;
                     }
                     grown[j] = entry;
@@ -1903,7 +1912,7 @@ private:
     std::uint32_t m_scopeCount = 0;
 
     std::size_t m_recordCount = 0;
-    std::vector<std::pair<std::uint64_t, NameRecord*>> m_recordSlots;  // hash, record
+    std::vector<RecordSlot> m_recordSlots;
     bool m_borrowed = false;
     NameRecord* m_front[kFront] = {};
 };
