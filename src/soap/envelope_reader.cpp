@@ -347,8 +347,29 @@ using IdTable = std::unordered_map<View, Item*>;
 class EnvelopeEvents : public XMLReadEvents {
 public:
     explicit EnvelopeEvents(bool request) : m_request(request) {
+        Lists& spare = SpareLists();
+        if (!spare.lent) {
+            spare.lent = true;
+            m_borrowed = true;
+            SwapLists(spare);
+        }
         m_stack.push_back(Frame{Role::kDocument, nullptr, nullptr, nullptr});
     }
+
+    ~EnvelopeEvents() override {
+        if (!m_borrowed) {
+            return;
+        }
+        Lists& spare = SpareLists();
+        Empty(m_stack);
+        Empty(m_prefixes);
+        Empty(m_entries);
+        SwapLists(spare);
+        spare.lent = false;
+    }
+
+    EnvelopeEvents(EnvelopeEvents const&) = delete;
+    EnvelopeEvents& operator=(EnvelopeEvents const&) = delete;
 
     void StartMappings(XMLNode const& element, XMLNode const* parent) override {
         ForEachNewMapping(element, parent, [this](View prefix, View uri) {
@@ -486,6 +507,38 @@ private:
         Item* lastChild = nullptr;
     };
 
+    // The lists a thread keeps from one read to the next, as the XML reader keeps its own: a
+    // small answer would otherwise spend a good part of its read growing them anew.
+    struct Lists {
+        std::vector<Frame> stack;
+        std::vector<std::pair<View, View>> prefixes;
+        std::vector<Item*> entries;
+        bool lent = false;
+    };
+
+    // Lists that a large or deep message grew past this many entries go back to the system.
+    static constexpr std::size_t kKeptEntries = 1024;
+
+    static Lists& SpareLists() {
+        thread_local Lists lists;
+        return lists;
+    }
+
+    void SwapLists(Lists& lists) {
+        m_stack.swap(lists.stack);
+        m_prefixes.swap(lists.prefixes);
+        m_entries.swap(lists.entries);
+    }
+
+    template <class List>
+    static void Empty(List& list) {
+        if (list.capacity() > kKeptEntries) {
+            List().swap(list);
+        } else {
+            list.clear();
+        }
+    }
+
     // The encoding style of an element read by the envelope, header and body handlers.
     static View OwnStyle(XMLNode const& element, View inherited) {
         XMLAttr const* own = FindAttr(element, kEncodingStyleKey);
@@ -555,18 +608,41 @@ private:
             RareOf(*item).nil = nil->value;
         }
         if (XMLAttr const* type = FirstOf(found.type)) {
-            View const text = type->value;
-            auto const colon = text.find(u':');
-            View const* uri = LookUpPrefix(colon != View::npos ? text.substr(0, colon) : View());
-            if (uri == nullptr) {
-                ThrowSOAPFault(
-                    kClient, colon != View::npos ? readfault::kTypePrefix : readfault::kTypeDefault,
-                    true);
-            }
-            item->typeNS = *uri;
-            item->typeName = colon != View::npos ? text.substr(colon + 1) : text;
+            ReadType(*item, type->value);
         }
         return item;
+    }
+
+    // The same for the elements of nearly every message: those that carry nothing or an xsi:type
+    // of the 2001 schema alone.
+    Item* NewItem(XMLNode const& element, View style) {
+        if (element.attrCount > 1) {
+            return NewItem(element, style, Scan(element));
+        }
+        XMLAttr const* type = element.attrCount == 1 ? &element.attrs[0] : nullptr;
+        if (type != nullptr &&
+            !(type->prefixed && type->ns == m_xsi && SameShort(type->Local(), u"type"))) {
+            return NewItem(element, style, Scan(element));
+        }
+        Item* item = m_items.New();
+        item->node = &element;
+        item->style = style;
+        if (type != nullptr) {
+            ReadType(*item, type->value);
+        }
+        return item;
+    }
+
+    void ReadType(Item& item, View text) {
+        auto const colon = text.find(u':');
+        View const* uri = LookUpPrefix(colon != View::npos ? text.substr(0, colon) : View());
+        if (uri == nullptr) {
+            ThrowSOAPFault(kClient,
+                           colon != View::npos ? readfault::kTypePrefix : readfault::kTypeDefault,
+                           true);
+        }
+        item.typeNS = *uri;
+        item.typeName = colon != View::npos ? text.substr(colon + 1) : text;
     }
 
     static void Enter(IdTable& ids, Item* item) {
@@ -576,7 +652,7 @@ private:
     }
 
     Item* NewChild(Frame& parent, XMLNode const& element, IdTable& ids) {
-        Item* child = NewItem(element, parent.item->style, Scan(element));
+        Item* child = NewItem(element, parent.item->style);
         Enter(ids, child);
         if (parent.lastChild != nullptr) {
             parent.lastChild->next = child;
@@ -633,7 +709,7 @@ private:
             return Frame{Role::kText, nullptr, nullptr, &m_faultActor};
         }
         if (local == u"detail" && m_detail == nullptr) {
-            m_detail = NewItem(element, m_fault->style, Scan(element));
+            m_detail = NewItem(element, m_fault->style);
             Enter(m_bodyIds, m_detail);
             return Frame{Role::kParam, m_detail, &m_bodyIds, nullptr};
         }
@@ -662,6 +738,7 @@ private:
     View m_bodyTextStyle;
     IdTable m_headerIds;
     IdTable m_bodyIds;
+    bool m_borrowed = false;
 };
 
 // The children of an item, for range-for.
@@ -743,6 +820,46 @@ struct ItemTree {
     }
 };
 
+// The value reader's state, which a thread keeps from one read to the next so that its answer
+// lists are sized once. A read started while another runs on the thread makes its own.
+class StateLease {
+public:
+    StateLease() {
+        Kept& kept = Spare();
+        if (kept.lent) {
+            m_own = std::make_unique<ValueReadState>();
+            m_state = m_own.get();
+        } else {
+            kept.lent = true;
+            m_state = &kept.state;
+        }
+    }
+    ~StateLease() {
+        if (!m_own) {
+            // The answers name the description, which may be gone by the next read.
+            m_state->Reset(0);
+            Spare().lent = false;
+        }
+    }
+    StateLease(StateLease const&) = delete;
+    StateLease& operator=(StateLease const&) = delete;
+
+    ValueReadState& State() { return *m_state; }
+
+private:
+    struct Kept {
+        ValueReadState state;
+        bool lent = false;
+    };
+    static Kept& Spare() {
+        thread_local Kept kept;
+        return kept;
+    }
+
+    std::unique_ptr<ValueReadState> m_own;
+    ValueReadState* m_state;
+};
+
 // Parses the message's buffer, counting lines on from the side's parser.
 void Parse(WMSOAPMessage& message, bool request, XMLDocument& document, EnvelopeEvents& events) {
     int& line = MessageBuilder::ParseLine(message, request);
@@ -769,9 +886,11 @@ void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl, BodyText body)
     XMLDocument document;
     EnvelopeEvents events(false);
     Parse(message, false, document, events);
-    ValueReadState state;
+    StateLease lease;
+    ValueReadState& state = lease.State();
     state.Reset(events.ElementCount());
     state.standardWireMode = message.GetStandardWireMode();
+    state.request = false;
     ValueReader<ItemTree> reader(ItemTree{&events}, state, &wsdl);
     ReadHeaderEntries(reader, events.Entries(), message, wsdl, ReadSide::kResponse,
                       events.FaultSeen());
@@ -806,7 +925,8 @@ void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     XMLDocument document;
     EnvelopeEvents events(true);
     Parse(message, true, document, events);
-    ValueReadState state;
+    StateLease lease;
+    ValueReadState& state = lease.State();
     state.Reset(events.ElementCount());
     state.standardWireMode = message.GetStandardWireMode();
     state.request = true;
