@@ -951,6 +951,8 @@ void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
         throw;
     }
     events.ReleaseItems();
+    // The items' blocks go back now, not with the document's, so the body text can reuse them.
+    ReleaseReaderBlocks();
     ReadBody(message, events);
 }
 
