@@ -26,10 +26,7 @@ protected:
     }
 
     bool Initialize() {
-        WMWireOptions options;
-        options.standard = true;
-        options.gzip = false;
-        client_.SetWireOptions(options);
+        client_.SetWireOptions(Wire(true));
         return client_.Initialize(
             Description("http://127.0.0.1:" + std::to_string(server_.Port()) + "/svc"), u"Calls",
             u"CallsPort", u"", u"tester", u"", false);

@@ -53,6 +53,20 @@ inline std::string CannedEnvelope(const std::string& name) {
     return "no canned envelope " + name;
 }
 
+// Wire options without compression, so that requests read as they were sent.
+inline WMWireOptions Wire(bool standard) {
+    WMWireOptions options;
+    options.standard = standard;
+    options.gzip = false;
+    return options;
+}
+
+inline WMSOAPAutomationProxy ProxyIn(bool standard) {
+    WMSOAPAutomationProxy proxy;
+    proxy.SetWireOptions(Wire(standard));
+    return proxy;
+}
+
 // One exchange of the automation proxy with 127.0.0.1:`port`, or with the URL `path`: "" when
 // it completes, else the fault it raises as "context: message".
 inline WMString ProxyExchange(WMSOAPAutomationProxy& proxy, int port, WMSOAPMessage& message,
