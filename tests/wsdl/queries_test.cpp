@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/loopback.h"
+#include "support/peer_calls.h"
 #include "support/support.h"
 #include "wsdl/description.h"
 #include "wsdl/wsdl_test_util.h"
@@ -166,6 +166,7 @@ protected:
         std::string path = m_dir.Write("doc.wsdl", document);
         EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(path)));
         EXPECT_EQ(Outcome(parser), "none WSDL Schema Error: " + message);
+        EXPECT_EQ(corvane::detail::HandlerArena::Current(), nullptr);  // none left behind
     }
 
     TempDir m_dir;
@@ -376,16 +377,6 @@ TEST(DescriptionStore, LoadedDescriptionOutlivesItsLoaderOnAnotherThread) {
     copy = WMSOAPWSDLClient();
 }
 
-TEST(DescriptionStore, FailedLoadLeavesNoArenaBehind) {
-    WMSOAPWSDLClient client;
-    corvane::test::TempDir dir;
-    const WMString path = Widen(
-        dir.Write("bad.wsdl", corvane::test::Definitions("<message name='m'><part/></message>")));
-    EXPECT_FALSE(client.ReadServiceDesc(u"S", u"P", u"file://" + path));
-    EXPECT_EQ(client.GetWSDLDesc(), nullptr);
-    EXPECT_EQ(corvane::detail::HandlerArena::Current(), nullptr);
-}
-
 // Descriptions fetched over HTTP from a loopback server, imports included, by the loader and
 // by the wire client.
 class OverHttp : public ::testing::Test {
@@ -422,6 +413,15 @@ TEST_F(OverHttp, FetchesTheDocumentAndTakesItsLocationAsEndpoint) {
     EXPECT_EQ(requests[0],
               "GET /svc?wsdl HTTP/1.0\r\nHost: 127.0.0.1:" + std::to_string(m_server.Port()) +
                   "\r\nUser-Agent: Probe/2.0\r\nX-Extra: yes");
+
+    // Over HTTP the service and port are not consulted, so the read succeeds; the binding
+    // queries answer false, while the types answer.
+    WMSOAPWSDLClient lost;
+    EXPECT_TRUE(
+        lost.ReadServiceDesc(u"NoSuchService", u"NoSuchPort", Widen(Base() + "/round2_base.wsdl")));
+    EXPECT_EQ(AskAll(lost, {"MethodSOAPAction echoString",
+                            "ArrayType ArrayOfint|http://soapinterop.org/xsd"}),
+              "; false; {http://www.w3.org/2001/XMLSchema}int");
 }
 
 TEST_F(OverHttp, StatusOtherThan200FailsWithoutParsing) {
@@ -440,17 +440,6 @@ TEST_F(OverHttp, StatusOtherThan200FailsWithoutParsing) {
     EXPECT_FALSE(parser.GetAndParseWSDLFile(u"127.0.0.1", u"/x", u"ua", u"", closed, 2000));
     EXPECT_EQ(Outcome(parser),
               "none HTTP Error: The request to 127.0.0.1:" + std::to_string(closed) + "/x failed.");
-}
-
-TEST_F(OverHttp, MissingServiceStillKeepsTheDescription) {
-    WMSOAPWSDLClient client;
-    // Over HTTP the service and port are not consulted, so the read succeeds ...
-    EXPECT_TRUE(client.ReadServiceDesc(u"NoSuchService", u"NoSuchPort",
-                                       Widen(Base() + "/round2_base.wsdl")));
-    // ... and the binding queries answer false, while the types answer.
-    EXPECT_EQ(AskAll(client, {"MethodSOAPAction echoString",
-                              "ArrayType ArrayOfint|http://soapinterop.org/xsd"}),
-              "; false; {http://www.w3.org/2001/XMLSchema}int");
 }
 
 TEST_F(OverHttp, ImportsResolveAgainstTheFetchedDocument) {
@@ -477,32 +466,23 @@ TEST_F(OverHttp, ImportsResolveAgainstTheFetchedDocument) {
     EXPECT_FALSE(broken.ReadServiceDesc(u"S", u"p", Widen(Base() + "/broken.wsdl")));
     EXPECT_EQ(Outcome(broken),
               "none WSDL Schema Error: Unable to process document referenced in 'import' element.");
-}
 
-TEST_F(OverHttp, HttpImportInsideAFileDocument) {
+    // An http import inside a file document is fetched.
     TempDir dir;
-    std::string path = dir.Write(
-        "main.wsdl", Definitions("<import namespace='urn:x' location='" + Base() +
-                                 "/import1/imported/import1B.wsdl'/>"
-                                 "<message name='own'><part name='p' type='xsd:int'/></message>"));
     WMWSDLParser parser;
-    ASSERT_TRUE(parser.LoadAndParseWSDLFile(Widen(path))) << Narrow(parser.GetLoadErrorMessage());
-    std::vector<std::string> requests = Heads();
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].substr(0, requests[0].find('\r')),
-              "GET /import1/imported/import1B.wsdl HTTP/1.0");
+    const std::size_t before = m_server.Requests().size();
+    ASSERT_TRUE(parser.LoadAndParseWSDLFile(
+        Widen(dir.Write("main.wsdl", Definitions("<import namespace='urn:x' location='" + Base() +
+                                                 "/import1/imported/import1B.wsdl'/>")))))
+        << Narrow(parser.GetLoadErrorMessage());
+    ASSERT_EQ(m_server.Requests().size(), before + 1);
+    EXPECT_EQ(m_server.Requests().back().rfind("GET /import1/imported/import1B.wsdl HTTP/1.0", 0),
+              0u);
 }
 
 // Descriptions fetched in the standard wire mode from loopback servers, imports included.
 std::string Base(const LoopbackServer& server) {
     return "http://127.0.0.1:" + std::to_string(server.Port());
-}
-
-WMWireOptions Standard() {
-    WMWireOptions options;
-    options.standard = true;
-    options.gzip = false;
-    return options;
 }
 
 // A service whose port lives at `address`, after `body`.
@@ -524,7 +504,7 @@ TEST(WireFetch, Http11WithTheClientsSettingsForImportsAndThePortsAddressAsEndpoi
     LoopbackServer server;
     server.SetRoot(DataDir());
     WMSOAPWSDLClient client;
-    WMWireOptions options = Standard();
+    WMWireOptions options = Wire(true);
     options.user = u"ann";
     options.password = u"secret";
     client.SetWireOptions(options);
@@ -533,10 +513,8 @@ TEST(WireFetch, Http11WithTheClientsSettingsForImportsAndThePortsAddressAsEndpoi
     ASSERT_TRUE(client.ReadServiceDesc(u"Import2", u"SoapInteropImport2Port",
                                        Widen(Base(server) + "/import2/Import2.wsdl")))
         << Narrow(client.GetLoadErrorMessage());
-    EXPECT_EQ(Ask(client, "host"), "mssoapinterop.org");
-    EXPECT_EQ(Ask(client, "uri"), "/stkV3/wsdl/import2.wsdl");
-    EXPECT_EQ(Ask(client, "port"), "80");
-    EXPECT_EQ(Ask(client, "InputMsgPartType echoStruct|inputStruct"),
+    EXPECT_EQ(AskAll(client, {"host", "uri", "port", "InputMsgPartType echoStruct|inputStruct"}),
+              "; mssoapinterop.org; /stkV3/wsdl/import2.wsdl; 80; "
               "{http://soapinterop.org/xsd}SOAPStruct");
 
     const std::vector<std::string> requests = server.Requests();
@@ -576,7 +554,7 @@ TEST(WireFetch, FailuresSayWhyAndLeaveNoDescription) {
     LoopbackServer server;
     server.Set("/gone", 404, "");
     WMSOAPWSDLClient client;
-    client.SetWireOptions(Standard());
+    client.SetWireOptions(Wire(true));
     EXPECT_FALSE(client.ReadServiceDesc(u"S", u"P", Widen(Base(server) + "/gone")));
     EXPECT_EQ(Outcome(client),
               "none HTTP Error: The server answered " + Base(server) + "/gone with status 404.");
@@ -625,7 +603,7 @@ TEST(WireFetch, DecodesByContentTypeThenDeclarationThenUtf8) {
         LoopbackServer server;
         server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", c.contentType, c.body));
         WMSOAPWSDLClient client;
-        client.SetWireOptions(Standard());
+        client.SetWireOptions(Wire(true));
         ASSERT_TRUE(client.ReadServiceDesc(u"S", u"P", Widen(Base(server) + "/d.wsdl")))
             << Narrow(client.GetLoadErrorMessage());
         EXPECT_EQ(client.GetSOAPSvcLocation(), u"http://h/caf\u00e9") << c.contentType;
