@@ -387,13 +387,10 @@ TEST(XMLAttributes, TwoArgumentKeysAndThreeArgumentResolution) {
 }
 
 TEST(XMLNames, JoinedComparisons) {
-    auto x = Element(u"br");
-    auto y = Element(u"r");
-    x->SetAttribute(u"xmlns", u"a");
-    y->SetAttribute(u"xmlns", u"ab");
-    ASSERT_TRUE(x->ResolveNSPrefixes(nullptr));
-    ASSERT_TRUE(y->ResolveNSPrefixes(nullptr));
-    EXPECT_TRUE(x->NameEquals(*y));  // "a" + "br" == "ab" + "r"
+    WMXMLParser parser;
+    parser.ParseXML(u"<r><br xmlns='a'/><r xmlns='ab'/></r>", nullptr);
+    auto const& names = parser.GetDocRoot()->GetChildElements();
+    EXPECT_TRUE(names[0]->NameEquals(*names[1]));  // "a" + "br" == "ab" + "r"
 
     WMXMLAttribute first(u"a", u"1");
     WMXMLAttribute second(u"a", u"2");
@@ -405,52 +402,35 @@ TEST(XMLNames, JoinedComparisons) {
 }
 
 TEST(XMLTree, ChildAndNestedLookup) {
-    auto root = Element(u"r");
-    auto* b = new WMXMLElement(u"b");
-    auto* deep = new WMXMLElement(u"c");
-    b->AddChildElement(deep);
-    auto* c = new WMXMLElement(u"c");
-    root->AddChildElement(b);
-    root->AddChildElement(c);
-    for (WMXMLElement* e : {root.get(), b, deep, c}) {
-        ASSERT_TRUE(e->ResolveNSPrefixes(nullptr));
-    }
-    EXPECT_EQ(root->GetChildElement(u"", u"c"), c);
+    WMXMLParser parser;
+    parser.ParseXML(u"<r><b><c/></b><c/></r>", nullptr);
+    WMXMLElement* root = parser.GetDocRoot();
+    WMXMLElement* deep = root->GetChildElements()[0]->GetChildElements()[0];
+    EXPECT_EQ(root->GetChildElement(u"", u"c"), root->GetChildElements()[1]);
     EXPECT_EQ(root->GetNestedElement(u"", u"c"), deep);
     EXPECT_EQ(root->GetNestedElement(u"", u"r"), nullptr);
     EXPECT_EQ(deep->GetChildElement(u"", u"c"), nullptr);
 }
 
 TEST(XMLTree, CopiesAreDeepAndIndependent) {
-    auto root = Element(u"r");
-    root->SetNSPrefix(u"p", u"urn:p");
-    root->SetAttribute(u"a", u"1");
-    root->SetText(u"text");
-    root->AddChildElement(new WMXMLElement(u"c"));
-
-    WMXMLElement copy(*root);
-    EXPECT_EQ(copy.Serialize(nullptr), root->Serialize(nullptr));
-    EXPECT_NE(copy.GetChildElements()[0], root->GetChildElements()[0]);
-    EXPECT_NE(copy.GetAttributeMap().at(u"a"), root->GetAttributeMap().at(u"a"));
+    WMXMLParser parser;
+    parser.ParseXML(u"<e xmlns:p='urn:p' p:a='1' b='2'>text<c/></e>", nullptr);
+    WMXMLElement& root = *parser.GetDocRoot();
+    WMXMLElement copy(root);
+    EXPECT_EQ(copy.Serialize(nullptr), root.Serialize(nullptr));
+    EXPECT_NE(copy.GetChildElements()[0], root.GetChildElements()[0]);
+    EXPECT_NE(copy.GetAttributeMap().at(u"eb"), root.GetAttributeMap().at(u"eb"));
+    // A copied attribute keeps its qualified name, element name and namespace and value only.
+    WMString value;
+    EXPECT_TRUE(copy.GetAttribute(u"urn:p", u"a", value));
+    EXPECT_EQ(Node(copy), "|e|e|text| [eb|b||||e|2|] [urn:pa|p:a|||||1|]");
 
     copy.GetNSPrefixMap()[u"p"] = u"urn:changed";
     copy.GetDefaultNS() = u"urn:d";
-    EXPECT_EQ(root->GetNSPrefixMap().at(u"p") + u"|" + root->GetDefaultNS(), u"urn:p|");
-
+    EXPECT_EQ(root.GetNSPrefixMap().at(u"p") + u"|" + root.GetDefaultNS(), u"urn:p|");
     WMXMLElement assigned(u"x");
     assigned = copy;
     EXPECT_EQ(assigned.Serialize(nullptr), copy.Serialize(nullptr));
-
-    // A copied attribute keeps its qualified name, element name and namespace and value only.
-    auto resolved = Element(u"e");
-    resolved->SetAttribute(u"xmlns:p", u"urn:p");
-    resolved->SetAttribute(u"p:a", u"1");
-    resolved->SetAttribute(u"b", u"2");
-    ASSERT_TRUE(resolved->ResolveNSPrefixes(nullptr));
-    WMXMLElement copied(*resolved);
-    WMString value;
-    EXPECT_TRUE(copied.GetAttribute(u"urn:p", u"a", value));
-    EXPECT_EQ(Node(copied), "|e|e|| [eb|b||||e|2|] [urn:pa|p:a|||||1|]");
 
     WMXMLAttributeMap map;
     map.AddAttribute(u"k", u"v");
