@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -32,11 +31,6 @@ void ExpectSameLoad(const std::string& path, const WMString& docBase) {
                                   loaddiff::LoadResult(path, docBase, false)));
 }
 
-std::string ReadBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 TEST(LoadDiff, CorpusLoadsAlikeWholeAndCutShort) {
     TempDir dir;
     int documents = 0;
@@ -50,7 +44,7 @@ TEST(LoadDiff, CorpusLoadsAlikeWholeAndCutShort) {
         const WMString docBase = Widen("file://" + entry.path().parent_path().string() + "/");
         ExpectSameLoad(path, docBase);
         // Cut short at a few places: the same XML error line after the same handler calls.
-        const std::string bytes = ReadBytes(entry.path());
+        const std::string bytes = ReadFile(path);
         for (std::size_t cut : {bytes.size() / 7, bytes.size() / 3, bytes.size() * 5 / 6}) {
             ExpectSameLoad(dir.Write("cut.wsdl", bytes.substr(0, cut)), docBase);
         }
