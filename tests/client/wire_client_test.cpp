@@ -14,10 +14,6 @@ namespace {
 std::string const kSwapAnswer =
     HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8", CannedEnvelope("wire swap"));
 
-bool Contains(std::string const& text, std::string const& part) {
-    return text.find(part) != std::string::npos;
-}
-
 class WireClient : public ::testing::Test {
 protected:
     // calls.wsdl with the given address.

@@ -43,6 +43,10 @@ inline WMString DescriptionCopy(const TempDir& dir, const std::string& relative,
     return u"file://" + Widen(dir.Write(relative.substr(relative.rfind('/') + 1), text));
 }
 
+inline bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
 // The canned envelope `name` of tests/data/client/answers.txt.
 inline std::string CannedEnvelope(const std::string& name) {
     for (const TableRow& row : ReadTable("client/answers.txt")) {

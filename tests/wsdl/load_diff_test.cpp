@@ -162,12 +162,9 @@ std::string Wsdl(const std::string& body, const std::string& schemaAttributes = 
            schemaAttributes + ">" + body + "</xs:schema></types></definitions>";
 }
 
-std::shared_ptr<const xsd::Model> Load(const std::string& text, std::string& error,
-                                       const xsd::Limits& limits = xsd::Limits()) {
-    xsd::LoadOptions options;
-    options.limits = limits;
+std::shared_ptr<const xsd::Model> Load(const std::string& text, std::string& error) {
     WMString wideError;
-    auto model = xsd::LoadModelFromText(Widen(text), u"mem.wsdl", options, wideError);
+    auto model = xsd::LoadModelFromText(Widen(text), u"mem.wsdl", xsd::LoadOptions(), wideError);
     error = Narrow(wideError);
     return model;
 }
