@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <random>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -275,43 +274,6 @@ TEST(RealDocuments, RefusedDocuments) {
 
 // How a description stores what it reads: the name tables, the shared namespace texts and the
 // arena the handlers live in.
-TEST(HandlerTable, EnumeratesInCodeUnitOrderAndFindsEveryName) {
-    // Long shared prefixes, names differing only in their last unit or length, and units above
-    // 0x7F (a surrogate sorts below U+FFFF, unlike in UTF-8 or code-point order).
-    std::vector<WMString> names;
-    for (int i = 0; i < 600; ++i) {
-        names.push_back(Widen("operation" + std::to_string(i) + "Request"));
-    }
-    for (const char16_t* odd : {u"", u"a", u"ab", u"abcd", u"abcde", u"abcc\u00e9", u"\xd800x",
-                                u"\xffff", u"operation1Reques", u"operation1Requesu"}) {
-        names.emplace_back(odd);
-    }
-    std::shuffle(names.begin(), names.end(), std::mt19937(7));
-
-    HandlerTable<WMSOAPServiceHandler> table;
-    for (const WMString& name : names) {
-        auto handler = std::make_unique<WMSOAPServiceHandler>(name);
-        ASSERT_TRUE(table.Insert(name, handler));
-        EXPECT_FALSE(handler);
-    }
-    // A taken name is refused and the handler stays with the caller.
-    auto again = std::make_unique<WMSOAPServiceHandler>(u"again");
-    EXPECT_FALSE(table.Insert(names.front(), again));
-    EXPECT_TRUE(again);
-
-    std::vector<WMString> sorted = names;
-    std::sort(sorted.begin(), sorted.end());
-    std::vector<WMString> enumerated;
-    for (const auto& [name, handler] : table) {
-        enumerated.push_back(name);
-        EXPECT_EQ(table.Find(name), handler.get());
-        EXPECT_EQ(handler->GetName(), name);
-    }
-    EXPECT_EQ(enumerated, sorted);
-    EXPECT_EQ(table.Find(u"operation1Requ"), nullptr);
-    EXPECT_EQ(table.Find(u"operation600Request"), nullptr);
-}
-
 TEST(HandlerTable, TakeMissingKeepsTheFirstDefinition) {
     HandlerTable<WMSOAPServiceHandler> mine;
     HandlerTable<WMSOAPServiceHandler> theirs;
