@@ -74,14 +74,12 @@ TEST_F(Queries, MissingServicePortOrAddressFailButKeepTheDescription) {
     EXPECT_FALSE(lost.GetMethodSOAPAction(u"op", action));
     EXPECT_EQ(Narrow(action), "unchanged");
     // So does every query of a missing binding, operation, part or type.
-    for (const char* query : {"SOAPBindingTransport", "OpBindingStyle op",
-                              "OpNamesBySOAPAction \"urn:act\"", "SOAPInputBodyUse op"}) {
-        EXPECT_EQ(Ask(lost, query), "false") << query;
-    }
-    for (const char* query :
-         {"OperationReturnType nope|a", "OperationParamIndex op|nope", "ArrayType nope|urn:s"}) {
-        EXPECT_EQ(Ask(m_client, query), "false") << query;
-    }
+    EXPECT_EQ(AskAll(lost, {"SOAPBindingTransport", "OpBindingStyle op",
+                            "OpNamesBySOAPAction \"urn:act\"", "SOAPInputBodyUse op"}),
+              "; false; false; false; false");
+    EXPECT_EQ(AskAll(m_client, {"OperationReturnType nope|a", "OperationParamIndex op|nope",
+                                "ArrayType nope|urn:s"}),
+              "; false; false; false");
 }
 
 TEST_F(Queries, AnswerFromTheHandMadeDescriptionPortByPort) {
