@@ -29,18 +29,10 @@ inline std::string Utf8(const WMString& text) {
 // conversion drops zero units).
 inline std::string Escaped(const WMString& text) {
     std::string out;
-    std::size_t run = 0;
-    for (std::size_t i = 0; i <= text.size(); ++i) {
-        if (i < text.size() && text[i] >= 0x20 && text[i] != u'"' && text[i] != u'\\') {
-            continue;
-        }
-        out += Utf8(text.substr(run, i - run));
-        if (i < text.size()) {
-            char unit[8];
-            std::snprintf(unit, sizeof unit, "\\u%04x", static_cast<unsigned>(text[i]));
-            out += unit;
-        }
-        run = i + 1;
+    for (const char16_t c : text) {
+        char unit[8];
+        std::snprintf(unit, sizeof unit, "\\u%04x", static_cast<unsigned>(c));
+        out += c >= 0x20 && c != u'"' && c != u'\\' ? Utf8(WMString(1, c)) : unit;
     }
     return out;
 }
