@@ -240,14 +240,12 @@ TEST(XsdModel, ConstructsPrintAsTheirStructure) {
 
 TEST(XsdModel, HostileAndBrokenSchemasFailNamingTheCause) {
     // Each refusal names the QName or limit and the file it was met in.
-    std::string deep = "<xs:element name='root'>";
+    std::string deep = "<xs:element name='e'/>";
     for (int i = 0; i < 40; ++i) {
-        deep += "<xs:complexType><xs:sequence><xs:element name='e'>";
+        deep = "<xs:element name='" + std::string(i < 39 ? "e" : "root") +
+               "'><xs:complexType><xs:sequence>" + deep +
+               "</xs:sequence></xs:complexType></xs:element>";
     }
-    for (int i = 0; i < 40; ++i) {
-        deep += "</xs:element></xs:sequence></xs:complexType>";
-    }
-    deep += "</xs:element>";
     // Each group holds the next twice: 2^20 particles once expanded.
     std::string doubling;
     for (int i = 0; i < 20; ++i) {
