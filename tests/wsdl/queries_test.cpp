@@ -251,14 +251,11 @@ TEST(RealDocuments, AnonymousTypesOfElementPartsAndLargeTypes) {
     EXPECT_EQ(std::count(members.begin(), members.end(), ' '), 56);
 }
 
-TEST(RealDocuments, ServiceOfAnImportedDocumentIsNotTheImporters) {
+TEST(RealDocuments, RefusedDocuments) {
     // The imported document's own service has another namespace than the importer's.
     WMSOAPWSDLClient three;
     EXPECT_FALSE(three.ReadServiceDesc(u"Import2", u"SoapInteropImport2Port",
                                        Location("import3/Import3.wsdl")));
-}
-
-TEST(RealDocuments, RefusedDocuments) {
     WMWSDLParser parser;
     EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(DataDir() + "/header.wsdl")));
     EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
