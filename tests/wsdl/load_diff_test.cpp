@@ -90,12 +90,9 @@ TEST(LoadDiff, BrokenAndOddDocumentsFailOrLoadAlike) {
 // How the parser frame routes a document to the handlers: skipped elements, the flat prefix
 // map, duplicate names, namespaces of lookups and imports from files.
 // Each test reads its documents from tests/data/expected/wsdl/frame.
-class Frame : public ::testing::Test {
-protected:
-    static std::string Path(const std::string& name) {
-        return DataPath("expected/wsdl/frame/" + name);
-    }
-};
+std::string FramePath(const std::string& name) {
+    return DataPath("expected/wsdl/frame/" + name);
+}
 
 // Each document next to its dump (tests/wsdl/load_diff.h), which shows what it is about:
 // skipped: unknown elements are skipped with their subtrees;
@@ -107,30 +104,31 @@ protected:
 //   nested in one element, the simple one (handled last) becomes the element's type;
 // imports: imports resolve against the document's directory; the importer's message stays and
 //   a bare schema two levels down joins the types.
-TEST_F(Frame, DocumentsLoadAsTheirDumps) {
+TEST(Frame, DocumentsLoadAsTheirDumps) {
     for (const char* name :
          {"skipped", "flat_scope", "flat_gone", "first_kept", "schemas", "imports"}) {
-        EXPECT_EQ(loaddiff::LoadResult(Path(name) + ".wsdl", Widen("file://" + Path("")), false),
-                  ReadFile(Path(name) + ".dump"))
+        EXPECT_EQ(loaddiff::LoadResult(FramePath(name) + ".wsdl", Widen("file://" + FramePath("")),
+                                       false),
+                  ReadFile(FramePath(name) + ".dump"))
             << name;
     }
 }
 
-TEST_F(Frame, DocumentWithoutTargetNamespace) {
+TEST(Frame, DocumentWithoutTargetNamespace) {
     WMSOAPWSDLClient client;
-    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Widen("file://" + Path("no_tns.wsdl"))));
+    ASSERT_TRUE(client.ReadServiceDesc(u"S", u"p", Widen("file://" + FramePath("no_tns.wsdl"))));
     // Only names whose prefix maps to the empty namespace find the messages.
     EXPECT_EQ(
         Ask(client, "TNS") + Ask(client, "IsInputMsgPart o|p") + Ask(client, "IsInputMsgPart q|p"),
         "truefalse");
 }
 
-TEST_F(Frame, FileLocationWithBackslashesIsReadWithSlashes) {
-    const std::string path = Path("win/svc.wsdl");
+TEST(Frame, FileLocationWithBackslashesIsReadWithSlashes) {
+    const std::string path = FramePath("win/svc.wsdl");
     std::string windowsStyle = path;
     std::replace(windowsStyle.begin(), windowsStyle.end(), '/', '\\');
     // The data directory itself has backslashes on Windows: every one becomes a slash.
-    std::string base = Path("win/");
+    std::string base = FramePath("win/");
     std::replace(base.begin(), base.end(), '\\', '/');
 
     // The importer, which reads a description without choosing a port, resolves the same way.
