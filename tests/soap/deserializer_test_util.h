@@ -9,12 +9,15 @@
 #include <corvane/wsdl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "support/read_diff.h"
 #include "support/support.h"
@@ -62,6 +65,18 @@ inline WMString ReadText(std::string const& relative) {
     return Wide(bytes);
 }
 
+// The .xml files of a folder, in name order.
+inline std::vector<std::string> XMLFiles(std::string const& directory) {
+    std::vector<std::string> files;
+    for (auto const& entry : std::filesystem::directory_iterator(directory)) {
+        if (entry.path().extension() == ".xml") {
+            files.push_back(entry.path().string());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
 // Row `name` of a table of expected texts under tests/data (see corvane::test::ReadTable).
 inline WMString Golden(std::string const& table, std::string const& name) {
     for (auto const& row : corvane::test::ReadTable(table)) {
@@ -103,6 +118,10 @@ inline WMSOAPWSDLClient& Edges() {
     return Wsdl("../serializer/edges.wsdl", u"EdgesService", u"EdgesPort");
 }
 
+inline WMSOAPWSDLClient& Types() {
+    return Wsdl("../standard/types.wsdl", u"Types", u"TypesPort");
+}
+
 // The fault a call threw, if any.
 struct Thrown {
     std::string code;
@@ -142,11 +161,9 @@ inline std::optional<Thrown> DecodeRequest(WMSOAPMessage& message, WMSOAPWSDLCli
 // "name=value" for each method parameter, in order.
 inline std::string ShowParams(WMSOAPMessage& message) {
     std::string out;
-    WMString ns;
-    WMString name;
+    WMString ns, name;
     WMSOAPStructMember value;
-    bool isInput = false;
-    bool isOutput = false;
+    bool isInput = false, isOutput = false;
     long position = 0;
     for (bool more = message.GetFirstMethodParam(ns, name, value, isInput, isOutput, position);
          more; more = message.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {
@@ -171,6 +188,32 @@ inline WMString Envelope(std::string const& body, std::string const& header = st
     }
     text += "<SOAP-ENV:Body>" + body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
     return Wide(text);
+}
+
+// An independent element `id` of calc.wsdl's Node type: a value, then `inside`.
+inline std::string Node(std::string const& id, std::string const& inside) {
+    return "<n id='" + id + "' SOAP-ENC:root='0'><value>1</value>" + inside + "</n>";
+}
+
+// `levels` levels of nodes l0.., each holding two references to the next: 2^levels paths.
+inline std::string Diamond(int levels) {
+    std::string shared;
+    for (int level = 0; level < levels; ++level) {
+        std::string const next = "#l" + std::to_string(level + 1);
+        shared += Node("l" + std::to_string(level),
+                       "<next href='" + next + "'/><other href='" + next + "'/>");
+    }
+    return shared + Node("l" + std::to_string(levels), "");
+}
+
+// Nodes c0.. c`levels`, each referring to the next.
+inline std::string Chain(int levels) {
+    std::string chain;
+    for (int level = 0; level < levels; ++level) {
+        chain +=
+            Node("c" + std::to_string(level), "<next href='#c" + std::to_string(level + 1) + "'/>");
+    }
+    return chain + Node("c" + std::to_string(levels), "");
 }
 
 // A request as a server reads it, in UTF-8 bytes: `body` in SOAP-ENV:Body, with prefix m for

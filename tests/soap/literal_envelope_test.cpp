@@ -24,44 +24,16 @@ namespace xsd = corvane::detail::xsd;
 using corvane::detail::LiteralAnswer;
 using corvane::detail::LiteralPort;
 
-// One operation `op` in each style; its messages and the schema (namespace urn:t, qualified).
-std::string Wsdl(const std::string& style, const std::string& soap) {
-    std::string const body =
-        style == "rpc" ? "<s:body use='literal' namespace='urn:rpc'/>" : "<s:body use='literal'/>";
-    std::string const parts = style == "rpc"
-                                  ? "<part name='result' type='xs:int'/><part name='note' "
-                                    "type='xs:string'/>"
-                                  : "<part name='result' element='t:result'/>"
-                                    "<part name='note' element='t:note'/>";
-    return "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/' xmlns:s='" + soap +
-           "' xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:t='urn:t' targetNamespace='urn:t'>"
-           "<types><xs:schema targetNamespace='urn:t' elementFormDefault='qualified'>"
-           "<xs:element name='result' type='xs:int'/><xs:element name='note' type='xs:string'/>"
-           "<xs:element name='session' type='xs:long'/>"
-           "<xs:element name='oops'><xs:complexType><xs:sequence>"
-           "<xs:element name='code' type='xs:int'/></xs:sequence></xs:complexType></xs:element>"
-           "</xs:schema></types>"
-           "<message name='in'/><message name='out'>" +
-           parts +
-           "</message><message name='h'><part name='h' element='t:session'/></message>"
-           "<message name='f'><part name='f' element='t:oops'/></message>"
-           "<portType name='P'><operation name='op'><input message='t:in'/>"
-           "<output message='t:out'/><fault name='f' message='t:f'/></operation></portType>"
-           "<binding name='B' type='t:P'><s:binding style='" +
-           style + "'/><operation name='op'><s:operation soapAction='urn:op'/><input>" + body +
-           "</input><output>" + body + "<s:header message='t:h' part='h' use='literal'/>" +
-           "</output><fault name='f'><s:fault name='f' use='literal'/></fault></operation>"
-           "</binding><service name='S'><port name='P' binding='t:B'><s:address location="
-           "'http://127.0.0.1/'/></port></service></definitions>";
-}
-
 class LiteralEnvelope : public ::testing::Test {
 protected:
     const xsd::OperationView& Operation(
         const std::string& style,
         const std::string& soap = "http://schemas.xmlsoap.org/wsdl/soap/") {
+        // One operation `op` in `style`; its messages and the schema (namespace urn:t, qualified).
+        std::string wsdl = ReadFile(DataPath("literal/op_" + style + ".wsdl"));
+        wsdl.replace(wsdl.find("@SOAP@"), 6, soap);
         TempDir dir;
-        dir.Write("d.wsdl", Wsdl(style, soap));
+        dir.Write("d.wsdl", wsdl);
         WMString error;
         port = LiteralPort::Load(Widen(dir.File("d.wsdl")), u"", u"", {}, error);
         EXPECT_TRUE(port) << Narrow(error);
@@ -79,6 +51,15 @@ protected:
 
     std::shared_ptr<const LiteralPort> port;
 };
+
+// Members side by side, as a struct shows them.
+std::string Shown(const std::vector<WMSOAPStructMember>& members) {
+    WMSOAPStructType shown;
+    for (const WMSOAPStructMember& member : members) {
+        shown.SetMember(member);
+    }
+    return ShowStruct(shown);
+}
 
 const std::string k11 = "<e:Envelope xmlns:e='http://schemas.xmlsoap.org/soap/envelope/'>";
 
@@ -102,13 +83,10 @@ TEST_F(LiteralEnvelope, ReadsEachStyleWithTypedHeaders) {
                          k11 + header + "<e:Body>" + c.body + "</e:Body></e:Envelope>", answer,
                          error))
             << c.style << ": " << error;
-        ASSERT_TRUE(answer.hasReturn);
-        EXPECT_EQ(answer.returnValue.LongValue(), 7);
-        ASSERT_EQ(answer.outputs.size(), 2u);
-        EXPECT_EQ(Narrow(answer.outputs[1].GetName()), "note");
-        EXPECT_EQ(Narrow(answer.outputs[1].StringValue()), "n");
-        ASSERT_EQ(answer.headers.size(), 1u);  // beyond 32 bits: the digits, by the schema
-        EXPECT_EQ(Narrow(answer.headers[0].StringValue()), "12345678901");
+        // Beyond 32 bits the header entry keeps its digits, by the schema.
+        EXPECT_EQ(std::to_string(answer.hasReturn) + Show(answer.returnValue) +
+                      Shown(answer.outputs) + Shown(answer.headers),
+                  "17{result=7,note=\"n\"}{session=\"12345678901\"}");
     }
     LiteralAnswer answer;
     std::string error;
@@ -140,13 +118,11 @@ TEST_F(LiteralEnvelope, ReadsFaultsOfBothVersionsWithTypedDetail) {
         LiteralAnswer answer;
         std::string error;
         ASSERT_TRUE(Read(operation, text, answer, error)) << error;
-        ASSERT_TRUE(answer.isFault);
-        EXPECT_EQ(Narrow(answer.fault.reason), "bad");
-        EXPECT_EQ(Narrow(answer.fault.code).substr(answer.fault.code.size() - 6), "Client");
-        ASSERT_EQ(answer.detail.size(), 1u);
-        WMSOAPStructMember code;
-        ASSERT_TRUE(answer.detail[0].StructValue().GetMember(u"code", code));
-        EXPECT_EQ(code.LongValue(), 42);
+        EXPECT_EQ(std::to_string(answer.isFault) +
+                      Narrow(answer.fault.reason + u" " +
+                             answer.fault.code.substr(answer.fault.code.size() - 6)) +
+                      Shown(answer.detail),
+                  "1bad Client{oops={code=42}}");
     }
 }
 
@@ -172,23 +148,6 @@ TEST_F(LiteralEnvelope, WritesHeaderEntriesWithTheEnvelopesAttributes) {
 
 // The writer's tags, escaping and repeated groups byte for byte, and a wrapped answer whose
 // return stays among the outputs.
-const char kSchema[] =
-    "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/'"
-    " xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:tns='urn:t' xmlns:o='urn:o'"
-    " targetNamespace='urn:t'>"
-    "<types><xs:schema targetNamespace='urn:o' elementFormDefault='qualified'>"
-    "<xs:element name='other' type='xs:string'/></xs:schema>"
-    "<xs:schema targetNamespace='urn:t' elementFormDefault='qualified'>"
-    "<xs:import namespace='urn:o'/>"
-    "<xs:element name='root'><xs:complexType><xs:sequence>"
-    "<xs:element name='s' type='xs:string'/>"
-    "<xs:element ref='o:other' minOccurs='0' maxOccurs='2'/>"
-    "<xs:element name='plain' type='xs:string' form='unqualified' minOccurs='0'/>"
-    "<xs:sequence minOccurs='2' maxOccurs='3'>"
-    "<xs:element name='a' type='xs:int'/><xs:element name='b' type='xs:int'/></xs:sequence>"
-    "</xs:sequence><xs:attribute name='note' type='xs:string'/></xs:complexType></xs:element>"
-    "</xs:schema></types></definitions>";
-
 WMSOAPStructMember Member(const char* name, const char* text) {
     return WMSOAPStructMember(Widen(name), Widen(text));
 }
@@ -199,7 +158,8 @@ WMSOAPStructMember Member(const char* name, std::int32_t value) {
 
 TEST(LiteralWritePaths, TagsEscapingAndRepeatedGroups) {
     WMString error;
-    auto const model = xsd::LoadModelFromText(Widen(kSchema), u"mem.wsdl", {}, error);
+    auto const model = xsd::LoadModelFromText(Widen(ReadFile(DataPath("literal/groups.wsdl"))),
+                                              u"groups.wsdl", {}, error);
     ASSERT_TRUE(model) << Narrow(error);
     const xsd::Element* root = model->FindElement(xsd::Name{u"urn:t", u"root"});
     ASSERT_TRUE(root);
@@ -249,30 +209,9 @@ TEST(LiteralWritePaths, TagsEscapingAndRepeatedGroups) {
 }
 
 TEST(LiteralWritePaths, WrappedReturnStaysAmongTheOutputs) {
-    TempDir dir;
-    dir.Write(
-        "w.wsdl",
-        "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/'"
-        " xmlns:s='http://schemas.xmlsoap.org/wsdl/soap/'"
-        " xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:t='urn:t' targetNamespace='urn:t'>"
-        "<types><xs:schema targetNamespace='urn:t' elementFormDefault='qualified'>"
-        "<xs:element name='op'><xs:complexType><xs:sequence>"
-        "<xs:element name='x' type='xs:int'/></xs:sequence></xs:complexType></xs:element>"
-        "<xs:element name='opResponse'><xs:complexType><xs:sequence>"
-        "<xs:element name='x' type='xs:int'/><xs:element name='r' type='xs:int'/>"
-        "</xs:sequence></xs:complexType></xs:element></xs:schema></types>"
-        "<message name='in'><part name='p' element='t:op'/></message>"
-        "<message name='out'><part name='p' element='t:opResponse'/></message>"
-        "<portType name='P'><operation name='op'><input message='t:in'/>"
-        "<output message='t:out'/></operation></portType>"
-        "<binding name='B' type='t:P'><s:binding style='document'/><operation name='op'>"
-        "<s:operation soapAction='urn:op'/><input><s:body use='literal'/></input>"
-        "<output><s:body use='literal'/></output></operation></binding>"
-        "<service name='S'><port name='P' binding='t:B'>"
-        "<s:address location='http://127.0.0.1/'/></port></service></definitions>");
     WMString error;
-    auto const port =
-        corvane::detail::LiteralPort::Load(Widen(dir.File("w.wsdl")), u"", u"", {}, error);
+    auto const port = corvane::detail::LiteralPort::Load(Widen(DataPath("literal/wrapped.wsdl")),
+                                                         u"", u"", {}, error);
     ASSERT_TRUE(port) << Narrow(error);
     const xsd::OperationView& operation = *port->Find(u"op");
     ASSERT_TRUE(operation.wrapped);
@@ -290,44 +229,15 @@ TEST(LiteralWritePaths, WrappedReturnStaysAmongTheOutputs) {
         ASSERT_TRUE(
             corvane::detail::ReadLiteralResponse(operation, envelope(pad), {}, answer, error))
             << pad << ": " << Narrow(error);
-        ASSERT_TRUE(answer.hasReturn);
-        ASSERT_EQ(answer.outputs.size(), 2u);
-        // "x" is an input too, so the return is the first output that is not.
-        EXPECT_EQ(answer.returnIndex, 1u);
-        EXPECT_EQ(answer.returnValue.GetDataType(),
-                  inOutputs ? WMSOAPStructMember::SOAPDataMember::SOAP_NONE
-                            : WMSOAPStructMember::SOAPDataMember::SOAP_LONG);
-        EXPECT_EQ(answer.outputs[1].LongValue(), 2);
+        // "x" is an input too, so the return is the first output that is not: at index 1.
+        EXPECT_EQ(std::to_string(answer.hasReturn) + std::to_string(answer.returnIndex) +
+                      Show(answer.returnValue) + Shown(answer.outputs),
+                  inOutputs ? "11nil{x=1,r=2}" : "112{x=1,r=2}");
     }
 }
 
 // Document/literal values by the schema: an instance read and written back unchanged, and the
 // faults that name the element for instances and values that do not fit.
-const char kRootSchema[] =
-    "<definitions xmlns='http://schemas.xmlsoap.org/wsdl/'"
-    " xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:tns='urn:t' targetNamespace='urn:t'>"
-    "<types><xs:schema targetNamespace='urn:t' elementFormDefault='qualified'>"
-    "<xs:element name='root'><xs:complexType><xs:sequence>"
-    "<xs:element name='s' type='xs:string'/>"
-    "<xs:element name='i' type='xs:int' minOccurs='0'/>"
-    "<xs:element name='d' type='xs:double' nillable='true' minOccurs='0'/>"
-    "<xs:element name='item' type='tns:Item' minOccurs='0' maxOccurs='unbounded'/>"
-    "<xs:element name='n' type='xs:int' maxOccurs='3'/>"
-    "<xs:choice><xs:element name='c1' type='xs:boolean'/>"
-    "<xs:element name='c2' type='xs:base64Binary'/></xs:choice>"
-    "<xs:element name='price' type='tns:Price' minOccurs='0'/>"
-    "<xs:element name='color' minOccurs='0'><xs:simpleType><xs:restriction base='xs:string'>"
-    "<xs:enumeration value='red'/><xs:enumeration value='blue'/></xs:restriction>"
-    "</xs:simpleType></xs:element>"
-    "<xs:any processContents='lax' minOccurs='0' maxOccurs='unbounded'/>"
-    "</xs:sequence><xs:attribute name='id' type='xs:int'/></xs:complexType></xs:element>"
-    "<xs:complexType name='Item'><xs:sequence>"
-    "<xs:element name='name' type='xs:string' form='unqualified'/></xs:sequence></xs:complexType>"
-    "<xs:complexType name='Price'><xs:simpleContent><xs:extension base='xs:decimal'>"
-    "<xs:attribute name='cur' type='xs:string' use='required'/></xs:extension>"
-    "</xs:simpleContent></xs:complexType>"
-    "</xs:schema></types></definitions>";
-
 const std::string kOpen = "<ns1:root xmlns:ns1=\"urn:t\"";
 const std::string kXsi = "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"";
 
@@ -335,7 +245,8 @@ class LiteralCodec : public ::testing::Test {
 protected:
     void SetUp() override {
         WMString error;
-        model = xsd::LoadModelFromText(Widen(kRootSchema), u"mem.wsdl", {}, error);
+        model = xsd::LoadModelFromText(Widen(ReadFile(DataPath("literal/root.wsdl"))), u"root.wsdl",
+                                       {}, error);
         ASSERT_TRUE(model) << Narrow(error);
         root = model->FindElement(xsd::Name{u"urn:t", u"root"});
         ASSERT_TRUE(root);

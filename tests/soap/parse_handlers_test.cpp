@@ -15,8 +15,6 @@ namespace {
 
 using namespace corvane;
 
-constexpr char16_t kXsd[] = u"http://www.w3.org/2001/XMLSchema";
-
 WMString Env(WMString const& inside, WMString const& extraNS = WMString()) {
     return u"<SOAP-ENV:Envelope xmlns:SOAP-ENV='http://schemas.xmlsoap.org/soap/envelope/' "
            u"xmlns:SOAP-ENC='http://schemas.xmlsoap.org/soap/encoding/' "

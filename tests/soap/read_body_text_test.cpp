@@ -1,16 +1,14 @@
 // A response read without its literal body (as the client reads) gives everything else a caller
 // can observe exactly as a full read does: values, header entries, faults and thrown faults, for
 // every captured answer read as each operation of the round 2 description.
-#include <corvane/utf8.h>
 #include <corvane/wsdl.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "soap/deserializer_test_util.h"
 #include "support/read_diff.h"
 #include "support/support.h"
 
@@ -50,26 +48,17 @@ std::string Read(WMSOAPWSDLClient& wsdl, WMString const& text, WMString const& o
 }
 
 TEST(ReadBodyText, LeavingTheBodyOutChangesNothingElse) {
-    WMSOAPWSDLClient wsdl;
-    WMString location;
-    UTF8ToWideString("file://" + corvane::test::DataPath("wsdl/round2_base.wsdl"), location);
-    ASSERT_TRUE(wsdl.ReadServiceDesc(u"InteropTest", u"InteropTestPort", location));
+    WMSOAPWSDLClient& wsdl = deser_test::Round2Base();
     std::vector<std::string> files;
     for (char const* folder : {"php", "soaplite", "handmade"}) {
-        for (auto const& entry : std::filesystem::directory_iterator(
-                 corvane::test::DataPath(std::string("peers/") + folder))) {
-            if (entry.path().extension() == ".xml") {
-                files.push_back(entry.path().string());
-            }
-        }
+        auto const found = deser_test::XMLFiles(corvane::test::DataPath("peers/") + folder);
+        files.insert(files.end(), found.begin(), found.end());
     }
-    std::sort(files.begin(), files.end());
     ASSERT_GT(files.size(), 30u);
     int kept = 0;
     int leftOut = 0;
     for (std::string const& file : files) {
-        WMString text;
-        UTF8ToWideString(corvane::test::ReadFile(file), text);
+        WMString const text = deser_test::Wide(corvane::test::ReadFile(file));
         for (char16_t const* operation : {u"echoString", u"echoStruct", u"echoStructArray",
                                           u"echoIntegerArray", u"echoVoid", u"echoBase64"}) {
             EXPECT_EQ(Read(wsdl, text, operation, BodyText::kLeftOut, leftOut),

@@ -2,61 +2,40 @@
 // captured envelope and a set of hostile and edge inputs, read as a response and as a request
 // for every operation of four descriptions, in the default and the standard wire mode, must
 // print the same values, header entries, literal texts, faults and thrown faults both ways.
-#include <corvane/utf8.h>
 #include <corvane/wsdl.h>
 #include <corvane/xml_parser.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "soap/deserializer_test_util.h"
 #include "support/read_diff.h"
 #include "support/support.h"
 
 namespace {
 
-using corvane::test::DataPath;
+using namespace deser_test;
 using corvane::test::ReadAndDump;
 using corvane::test::ReadInput;
 
-WMString Wide(std::string const& utf8) {
-    WMString out;
-    UTF8ToWideString(utf8, out);
-    return out;
-}
-
 struct Description {
-    std::unique_ptr<WMSOAPWSDLClient> wsdl = std::make_unique<WMSOAPWSDLClient>();
+    WMSOAPWSDLClient& wsdl;
     std::vector<WMString> operations;
 };
 
-Description Load(std::string const& file, char16_t const* service, char16_t const* port,
-                 std::vector<WMString> operations) {
-    Description description;
-    EXPECT_TRUE(description.wsdl->ReadServiceDesc(service, port, Wide("file://" + DataPath(file))))
-        << file;
-    description.operations = std::move(operations);
-    return description;
-}
-
-std::vector<Description>& Descriptions() {
-    static std::vector<Description> all = [] {
-        std::vector<Description> loaded;
-        loaded.push_back(
-            Load("wsdl/round2_base.wsdl", u"InteropTest", u"InteropTestPort",
-                 {u"echoString", u"echoInteger", u"echoFloat", u"echoStruct", u"echoStringArray",
-                  u"echoIntegerArray", u"echoFloatArray", u"echoStructArray", u"echoVoid",
-                  u"echoBase64", u"echoDate", u"echoHexBinary", u"echoDecimal", u"echoBoolean"}));
-        loaded.push_back(Load("wsdl/round2_groupB.wsdl", u"interopLabB", u"interopTestPortB",
-                              {u"echoStructAsSimpleTypes", u"echoSimpleTypesAsStruct",
-                               u"echo2DStringArray", u"echoNestedStruct", u"echoNestedArray"}));
-        loaded.push_back(Load("deserializer/calc.wsdl", u"Calc", u"CalcPort", {u"add", u"echo"}));
-        loaded.push_back(Load("standard/types.wsdl", u"Types", u"TypesPort", {u"echoAll"}));
-        return loaded;
-    }();
+std::vector<Description> const& Descriptions() {
+    static std::vector<Description> const all{
+        {Round2Base(),
+         {u"echoString", u"echoInteger", u"echoFloat", u"echoStruct", u"echoStringArray",
+          u"echoIntegerArray", u"echoFloatArray", u"echoStructArray", u"echoVoid", u"echoBase64",
+          u"echoDate", u"echoHexBinary", u"echoDecimal", u"echoBoolean"}},
+        {Round2GroupB(),
+         {u"echoStructAsSimpleTypes", u"echoSimpleTypesAsStruct", u"echo2DStringArray",
+          u"echoNestedStruct", u"echoNestedArray"}},
+        {Calc(), {u"add", u"echo"}},
+        {Types(), {u"echoAll"}},
+    };
     return all;
 }
 
@@ -64,7 +43,7 @@ std::vector<Description>& Descriptions() {
 // disagreements.
 int Compare(std::string const& what, WMString const& text) {
     int differences = 0;
-    for (Description& description : Descriptions()) {
+    for (Description const& description : Descriptions()) {
         for (WMString const& operation : description.operations) {
             for (int run = 0; run < 4; ++run) {
                 ReadInput input;
@@ -73,10 +52,10 @@ int Compare(std::string const& what, WMString const& text) {
                 input.standard = (run & 2) != 0;
                 input.operation = operation;
                 input.actorURI = u"urn:me";
-                description.wsdl->GetMethodSOAPAction(operation, input.soapAction);
+                description.wsdl.GetMethodSOAPAction(operation, input.soapAction);
                 std::string const difference =
-                    corvane::test::FirstDifference(ReadAndDump(*description.wsdl, input, false),
-                                                   ReadAndDump(*description.wsdl, input, true));
+                    corvane::test::FirstDifference(ReadAndDump(description.wsdl, input, false),
+                                                   ReadAndDump(description.wsdl, input, true));
                 if (!difference.empty() && ++differences == 1) {
                     ADD_FAILURE() << what
                                   << (input.request ? " as request of " : " as response of ")
@@ -88,17 +67,6 @@ int Compare(std::string const& what, WMString const& text) {
         }
     }
     return differences;
-}
-
-std::vector<std::string> XMLFiles(std::string const& directory) {
-    std::vector<std::string> files;
-    for (auto const& entry : std::filesystem::directory_iterator(directory)) {
-        if (entry.path().extension() == ".xml") {
-            files.push_back(entry.path().string());
-        }
-    }
-    std::sort(files.begin(), files.end());
-    return files;
 }
 
 TEST(ReadDiff, CapturedEnvelopesReadAlikeBothWays) {
@@ -129,37 +97,11 @@ TEST(ReadDiff, CapturedEnvelopesReadAlikeBothWays) {
     EXPECT_GE(envelopes, 8);
 }
 
-std::string Node(std::string const& id, std::string const& inside) {
-    return "<n id='" + id + "' SOAP-ENC:root='0'><value>1</value>" + inside + "</n>";
-}
-
-std::string Echo(std::string const& inside) {
-    return "<SOAP-ENV:Envelope xmlns:SOAP-ENV='http://schemas.xmlsoap.org/soap/envelope/' "
-           "xmlns:SOAP-ENC='http://schemas.xmlsoap.org/soap/encoding/' "
-           "xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance' "
-           "xmlns:xsd='http://www.w3.org/2001/XMLSchema' "
-           "SOAP-ENV:encodingStyle='http://schemas.xmlsoap.org/soap/encoding/'><SOAP-ENV:Body>"
-           "<m:echoResponse xmlns:m='urn:calc'>" +
-           inside + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
-}
-
 // The fixed envelopes live in a table; those whose size follows the nesting limit are built.
 std::vector<std::pair<std::string, WMString>> EdgeCases() {
     std::vector<std::pair<std::string, WMString>> cases;
     for (auto const& row : corvane::test::ReadTable("expected/soap/read_edges.txt")) {
         cases.emplace_back(row.input, corvane::test::Unescape(row.expected));
-    }
-    std::string diamond;
-    for (int level = 0; level < 30; ++level) {
-        std::string const next = "#l" + std::to_string(level + 1);
-        diamond += Node("l" + std::to_string(level),
-                        "<next href='" + next + "'/><other href='" + next + "'/>");
-    }
-    std::string chain;
-    int const deep = WMXMLParser::kMaxNestingDepth + 4;
-    for (int level = 0; level < deep; ++level) {
-        chain +=
-            Node("c" + std::to_string(level), "<next href='#c" + std::to_string(level + 1) + "'/>");
     }
     auto nested = [](int levels) {
         std::string open;
@@ -171,13 +113,12 @@ std::vector<std::pair<std::string, WMString>> EdgeCases() {
         return "<return>" + open + close + "</return></m:echoResponse>";
     };
     for (auto const& [what, inside] : std::vector<std::pair<std::string, std::string>>{
-             {"reference bomb",
-              "<return href='#l0'/></m:echoResponse>" + diamond + Node("l30", "")},
-             {"reference chain too deep", "<return href='#c0'/></m:echoResponse>" + chain +
-                                              Node("c" + std::to_string(deep), "")},
+             {"reference bomb", "<return href='#l0'/></m:echoResponse>" + Diamond(30)},
+             {"reference chain too deep",
+              "<return href='#c0'/></m:echoResponse>" + Chain(WMXMLParser::kMaxNestingDepth + 4)},
              {"nesting at the limit", nested(WMXMLParser::kMaxNestingDepth - 6)},
              {"nesting beyond the limit", nested(WMXMLParser::kMaxNestingDepth)}}) {
-        cases.emplace_back(what, Wide(Echo(inside)));
+        cases.emplace_back(what, Envelope("<m:echoResponse xmlns:m='urn:calc'>" + inside));
     }
     return cases;
 }
@@ -225,7 +166,7 @@ std::string StructArray(int items) {
 }
 
 TEST(ReadBlocks, LargeAndSmallAnswersReadAlike) {
-    WMSOAPWSDLClient& wsdl = *Descriptions()[0].wsdl;
+    WMSOAPWSDLClient& wsdl = Round2Base();
     // Four items an array element and 744 a block: some 186 elements fill one.
     for (int items : {2000, 1, 185, 186, 187, 2000}) {
         ReadInput input;

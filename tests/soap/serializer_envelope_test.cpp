@@ -20,10 +20,6 @@
 #include "xml/reader.h"
 
 #define ENV u"http://schemas.xmlsoap.org/soap/envelope/"
-#define ENC u"http://schemas.xmlsoap.org/soap/encoding/"
-#define DECL u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
-#define OPEN_ENVELOPE DECL u"<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" ENV u"\">"
-#define CLOSE_ENVELOPE u"</SOAP-ENV:Envelope>"
 #define INTEROP u"http://soapinterop.org/"
 #define XSD u"http://www.w3.org/2001/XMLSchema"
 #define XSI u"http://www.w3.org/2001/XMLSchema-instance"
@@ -34,9 +30,18 @@ namespace {
 namespace soap12 = corvane::detail::soap12;
 using corvane::detail::EnvelopeWriter;
 
-// The longer expected texts, by test and number within it.
-WMString Expected(std::string const& name) {
-    return deser_test::Golden("expected/soap/envelopes.txt", name);
+// `text` against its row of envelopes.txt, by test and number within it; \r in a row stands
+// for a carriage return.
+void ExpectText(WMString const& text, std::string const& name) {
+    EXPECT_EQ(text, corvane::test::Unescape(deser_test::Narrow(
+                        deser_test::Golden("expected/soap/envelopes.txt", name))))
+        << name;
+}
+
+// Serializes the message and compares the whole envelope with its row.
+void ExpectEnvelope(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl, std::string const& name) {
+    EXPECT_TRUE(message.Serialize(wsdl)) << name;
+    ExpectText(*message.GetBufferPtr(), name);
 }
 
 using corvane::test::Items;
@@ -53,40 +58,24 @@ void Prepare(WMSOAPMessage& message, WMString const& method, WMString const& ns,
     message.SetMethodNS(ns);
 }
 
-// The body of an RPC message: the method element in namespace m with its children.
-WMString Rpc(WMString const& element, WMString const& ns, WMString const& children) {
-    WMString text = u"<SOAP-ENV:Body><m:" + element +
-                    u" SOAP-ENV:encodingStyle=\"" ENC u"\" xmlns:SOAP-ENV=\"" ENV u"\" xmlns:m=\"" +
-                    ns + u"\"";
-    text += children.empty() ? u" />" : u">" + children + u"</m:" + element + u">";
-    return text + u"</SOAP-ENV:Body>";
-}
-
-WMString Text(WMSOAPMessage& message) {
-    return *message.GetBufferPtr();
-}
-
 TEST(SerializerRpc, RequestCarriesTheMethodAndItsParametersInOrder) {
     WMSOAPMessage message;
     Prepare(message, u"echoString", INTEROP);
     message.AddMethodParam(u"", u"inputString", WMSOAPStructMember(u"s", u"a<b & \"c\" >"), true,
                            false);
-    ASSERT_TRUE(message.Serialize(Round2Base()));
-    EXPECT_EQ(Text(message), Expected("RequestCarriesTheMethodAndItsParametersInOrder 1"));
+    ExpectEnvelope(message, Round2Base(), "RequestCarriesTheMethodAndItsParametersInOrder 1");
 
     // No parameters: an empty method element; no header entries: no Header element.
     Prepare(message, u"echoVoid", INTEROP);
     message.ClearMethodParams();
-    ASSERT_TRUE(message.Serialize(Round2Base()));
-    EXPECT_EQ(Text(message), OPEN_ENVELOPE + Rpc(u"echoVoid", INTEROP, u"") + CLOSE_ENVELOPE);
+    ExpectEnvelope(message, Round2Base(), "RequestCarriesTheMethodAndItsParametersInOrder 3");
 
     // Several parameters keep the message's order, not the WSDL's.
     Prepare(message, u"echoStructAsSimpleTypes", INTEROP);
     message.SetRequestPhase(false);
     message.AddMethodParam(u"", u"outputFloat", WMSOAPStructMember(u"f", 0.5), false, true);
     message.AddMethodParam(u"", u"outputInteger", WMSOAPStructMember(u"i", -3), false, true);
-    ASSERT_TRUE(message.Serialize(Round2GroupB()));
-    EXPECT_EQ(Text(message), Expected("RequestCarriesTheMethodAndItsParametersInOrder 2"));
+    ExpectEnvelope(message, Round2GroupB(), "RequestCarriesTheMethodAndItsParametersInOrder 2");
 }
 
 TEST(SerializerRpc, ResponseWritesTheReturnValueFirst) {
@@ -97,15 +86,12 @@ TEST(SerializerRpc, ResponseWritesTheReturnValueFirst) {
     WMSOAPStructMember result(u"r", u"first");
     message.SetReturnValue(result);
     message.SetRetValName(u"outputString");
-    ASSERT_TRUE(message.Serialize(Round2GroupB()));
-    EXPECT_EQ(Text(message), Expected("ResponseWritesTheReturnValueFirst 1"));
+    ExpectEnvelope(message, Round2GroupB(), "ResponseWritesTheReturnValueFirst 1");
 
     // A request never writes the return value, whatever it holds.
     message.SetRequestPhase(true);
     message.ClearMethodParams();
-    ASSERT_TRUE(message.Serialize(Round2GroupB()));
-    EXPECT_EQ(Text(message),
-              OPEN_ENVELOPE + Rpc(u"echoStructAsSimpleTypes", INTEROP, u"") + CLOSE_ENVELOPE);
+    ExpectEnvelope(message, Round2GroupB(), "ResponseWritesTheReturnValueFirst 2");
 }
 
 TEST(SerializerRpc, ForwardingNodeSendsTheLiteralBody) {
@@ -114,17 +100,13 @@ TEST(SerializerRpc, ForwardingNodeSendsTheLiteralBody) {
     message.SetBodyElemLit(u"<SOAP-ENV:Body xmlns:SOAP-ENV='" ENV u"'><x:a xmlns:x='urn:x'>1</x:a>"
                            u"</SOAP-ENV:Body>",
                            u"");
-    ASSERT_TRUE(message.Serialize(Round2Base()));
     // The body's own declaration matches the envelope's and is not repeated.
-    EXPECT_EQ(Text(message), OPEN_ENVELOPE
-              u"<SOAP-ENV:Body><x:a xmlns:x=\"urn:x\">1</x:a></SOAP-ENV:Body>" CLOSE_ENVELOPE);
+    ExpectEnvelope(message, Round2Base(), "ForwardingNodeSendsTheLiteralBody 1");
 
     // Without a literal body, an empty body comes before the RPC body.
     WMSOAPMessage bare;
     Prepare(bare, u"echoVoid", INTEROP, u"", u"http://next.example/");
-    ASSERT_TRUE(bare.Serialize(Round2Base()));
-    EXPECT_EQ(Text(bare),
-              OPEN_ENVELOPE u"<SOAP-ENV:Body />" + Rpc(u"echoVoid", INTEROP, u"") + CLOSE_ENVELOPE);
+    ExpectEnvelope(bare, Round2Base(), "ForwardingNodeSendsTheLiteralBody 2");
 }
 
 TEST(SerializerHeaders, LiteralEntriesComeFirstThenEncodedOnes) {
@@ -138,8 +120,7 @@ TEST(SerializerHeaders, LiteralEntriesComeFirstThenEncodedOnes) {
                              u"xmlns:SOAP-ENV='" ENV u"'>on</t:trace>",
                              true, u"", u"");
     message.AddMethodParam(u"", u"note", WMSOAPStructMember(u"n", u"hi"), true, false);
-    ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message), Expected("LiteralEntriesComeFirstThenEncodedOnes 1"));
+    ExpectEnvelope(message, Edges(), "LiteralEntriesComeFirstThenEncodedOnes 1");
 }
 
 TEST(SerializerHeaders, ResponseEntryTakesTheOutputHeaderType) {
@@ -150,9 +131,8 @@ TEST(SerializerHeaders, ResponseEntryTakesTheOutputHeaderType) {
     old.SetMember(u"text", u"t");
     WMSOAPStructMember session(u"session", old);
     message.AddHeaderElem(u"urn:session", u"session", false, session, u"");
-    ASSERT_TRUE(message.Serialize(Edges()));
     // A struct in a 1999 schema: its member's instance namespace is the 1999 one.
-    EXPECT_EQ(Text(message), Expected("ResponseEntryTakesTheOutputHeaderType 1"));
+    ExpectEnvelope(message, Edges(), "ResponseEntryTakesTheOutputHeaderType 1");
 
     // The same entry in a request is not an input header: the message fails.
     message.SetRequestPhase(true);
@@ -167,24 +147,20 @@ TEST(SerializerFault, FaultEnvelopeWithAndWithoutDetail) {
     message.AddMethodParam(u"", u"unknown", WMSOAPStructMember(u"x", 1), false, true);
     message.SetSOAPFault(u"SOAP-ENV:Server", u"It broke <here>", u"", false);
     // A fault replaces the body: the parameters are not looked at.
-    ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message), Expected("FaultEnvelopeWithAndWithoutDetail 1"));
+    ExpectEnvelope(message, Edges(), "FaultEnvelopeWithAndWithoutDetail 1");
 
     // Detail asked for but without entries: an empty detail element.
     message.SetSOAPFaultNeedDetail(true);
-    ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_NE(Text(message).find(u"</faultstring><detail /></SOAP-ENV:Fault>"), WMString::npos);
+    ExpectEnvelope(message, Edges(), "FaultEnvelopeWithAndWithoutDetail 3");
 
     // Two entries: one by the fault part of its name, one by the global element of its name.
     message.AddFaultDetailElem(u"urn:d", u"problem", WMSOAPStructMember(u"p", u"disk"));
     message.AddFaultDetailElem(u"urn:edges:types", u"reason", WMSOAPStructMember(u"r", 28));
-    ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message), Expected("FaultEnvelopeWithAndWithoutDetail 2"));
+    ExpectEnvelope(message, Edges(), "FaultEnvelopeWithAndWithoutDetail 2");
 
     // Entries without needs-detail are not written.
     message.SetSOAPFaultNeedDetail(false);
-    ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message).find(u"detail"), WMString::npos);
+    ExpectEnvelope(message, Edges(), "FaultEnvelopeWithAndWithoutDetail 4");
 }
 
 TEST(SerializerFault, FaultActorAndFaultHeaders) {
@@ -195,30 +171,25 @@ TEST(SerializerFault, FaultActorAndFaultHeaders) {
     message.AddFaultHeaderElem(u"urn:auth", u"trouble", WMSOAPStructMember(u"t", u"why"), true,
                                u"");
     message.AddFaultHeaderElemLit(u"urn:l", u"lit", u"<l:lit xmlns:l='urn:l'/>", false, u"", u"");
-    ASSERT_TRUE(message.Serialize(Edges()));
     // A fault raised here names this node as the actor.
-    EXPECT_EQ(Text(message), Expected("FaultActorAndFaultHeaders 1"));
+    ExpectEnvelope(message, Edges(), "FaultActorAndFaultHeaders 1");
 
     // A received fault is not sent as a fault: the message goes out as a normal response.
     message.SetLocalFaultFlag(false);
-    ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message).find(u"Fault"), WMString::npos);
+    ExpectEnvelope(message, Edges(), "FaultActorAndFaultHeaders 2");
 
     // At the ultimate receiver with no fault actor, no faultactor element.
     WMSOAPMessage plain;
     Prepare(plain, u"check", u"urn:edges", u"urn:this-node");
     plain.SetSOAPFault(u"SOAP-ENV:Client", u"no", u"", false);
-    ASSERT_TRUE(plain.Serialize(Edges()));
-    EXPECT_EQ(Text(plain).find(u"faultactor"), WMString::npos);
+    ExpectEnvelope(plain, Edges(), "FaultActorAndFaultHeaders 3");
 
     // An intermediary names itself even when the fault carries no actor; here that is the
     // default actor, an empty text.
     WMSOAPMessage relay;
     Prepare(relay, u"check", u"urn:edges", u"", u"http://next.example/");
     relay.SetSOAPFault(u"SOAP-ENV:Server", u"down", u"", false);
-    ASSERT_TRUE(relay.Serialize(Edges()));
-    EXPECT_NE(Text(relay).find(u"<faultstring>down</faultstring><faultactor /></SOAP-ENV:Fault>"),
-              WMString::npos);
+    ExpectEnvelope(relay, Edges(), "FaultActorAndFaultHeaders 4");
 }
 
 TEST(SerializerFault, LiteralFaultIsTheWholeBody) {
@@ -228,8 +199,7 @@ TEST(SerializerFault, LiteralFaultIsTheWholeBody) {
                             u"<faultcode>SOAP-ENV:Server</faultcode></SOAP-ENV:Fault>"
                             u"</SOAP-ENV:Body>",
                             u"");
-    ASSERT_TRUE(message.Serialize(Edges()));
-    EXPECT_EQ(Text(message), Expected("LiteralFaultIsTheWholeBody 1"));
+    ExpectEnvelope(message, Edges(), "LiteralFaultIsTheWholeBody 1");
 }
 
 TEST(SerializerFailure, UnknownPartsAndBrokenLiteralsLeaveNoText) {
@@ -422,14 +392,13 @@ TEST(SerializerDates, AutomationDatesAsSchemaTexts) {
     for (auto const& row : corvane::test::ReadTable("expected/soap/dates.txt")) {
         SCOPED_TRACE(row.where);
         double const date = std::stod(row.input);
-        ASSERT_TRUE(serializer.SerializeDateTime(date, &element));
-        EXPECT_EQ(element.GetText(), deser_test::Wide(row.expected));
-        ASSERT_TRUE(serializer.SerializeDate(date, &element));
-        EXPECT_EQ(element.GetText(),
-                  deser_test::Wide(row.expected.substr(0, row.expected.find('T'))));
-        ASSERT_TRUE(serializer.SerializeTime(date, &element));
-        EXPECT_EQ(element.GetText(),
-                  deser_test::Wide(row.expected.substr(row.expected.find('T') + 1)));
+        // The date and time texts are the two halves of the dateTime text.
+        EXPECT_TRUE(serializer.SerializeDate(date, &element));
+        WMString written = element.GetText() + u"T";
+        EXPECT_TRUE(serializer.SerializeTime(date, &element));
+        written += element.GetText() + u" ";
+        EXPECT_TRUE(serializer.SerializeDateTime(date, &element));
+        EXPECT_EQ(written + element.GetText(), deser_test::Wide(row.expected + " " + row.expected));
     }
     element.SetText(u"kept");
     EXPECT_FALSE(serializer.SerializeDateTime(-657434.5, &element));
@@ -452,9 +421,7 @@ TEST(SerializerNamespaces, SchemaAndEncodingTests) {
 }
 
 // SOAP 1.2 faults written and read back, and the envelope writer's reuse of start tags.
-std::string Narrow(WMString const& text) {
-    return std::string(text.begin(), text.end());
-}
+using deser_test::Narrow;
 
 // Writes the fault in `version`, reads it back from the text.
 soap12::Fault RoundTrip(int version, soap12::Fault const& fault, WMString& text) {
@@ -516,17 +483,7 @@ TEST(EnvelopeWriterRepeats, EveryPartOfAStartTagStillCounts) {
         Typed(out, kReturn);
         out.Close();
     }
-    EXPECT_EQ(text,
-              u"<e:root xmlns:e=\"urn:e\">"
-              u"<v t:k=\"one\" xmlns:t=\"urn:t\">1</v>"
-              u"<v t:k=\"one\" xmlns:t=\"urn:t\">2</v>"
-              u"<v t:k=\"two\" xmlns:t=\"urn:t\" />"
-              u"<e:v t:k=\"one\" xmlns:t=\"urn:t\" />"
-              u"<e:in xmlns:t=\"urn:t\"><v t:k=\"one\" /></e:in>"
-              u"<v t:k=\"one\" xmlns:t=\"urn:t\" />"
-              u"<v t:k=\"a\rb\" xmlns:t=\"urn:t\" />"
-              u"<v t:k=\"a&#xD;b\" xmlns:t=\"urn:t\" />"
-              u"</e:root>");
+    ExpectText(text, "EveryPartOfAStartTagStillCounts 1");
 }
 
 // With hoisting on, a prefix is declared once on the outermost element, unless it is bound to
@@ -553,36 +510,26 @@ TEST(EnvelopeWriterHoisting, PrefixesBoundOnceUnlessShadowed) {
         Typed(out, u"<&>\"'\r");
         out.Close();
     }
-    EXPECT_EQ(text,
-              u"<e:root xmlns:e=\"urn:e\" xmlns:t=\"urn:t\">"
-              u"<v t:k=\"one\">1</v>"
-              u"<v t:k=\"one\">a&#xD;b</v>"
-              u"<e:in xmlns:t=\"urn:other\"><v t:k=\"one\" xmlns:t=\"urn:t\" /></e:in>"
-              u"<v t:k=\"one\" />"
-              u"<d xmlns=\"urn:t\">&lt;&amp;&gt;\"'&#xD;</d>"
-              u"<v t:k=\"&lt;&amp;>&quot;&apos;&#xD;\" />"
-              u"</e:root>");
+    ExpectText(text, "PrefixesBoundOnceUnlessShadowed 1");
+}
+
+// A content type as parsed: "soap12 hasAction action", or "refused".
+std::string Parsed(std::string const& type) {
+    soap12::MediaType parsed;
+    return soap12::ParseContentType(type, parsed)
+               ? std::to_string(parsed.soap12) + " " + std::to_string(parsed.hasAction) + " " +
+                     parsed.action
+               : "refused";
 }
 
 TEST(Soap12, ContentTypeCarriesTheActionBothWays) {
     EXPECT_EQ(soap12::RequestContentType(""), "application/soap+xml; charset=utf-8");
     std::string const type = soap12::RequestContentType("urn:a\"b\\c;d");
     EXPECT_EQ(type, R"(application/soap+xml; charset=utf-8; action="urn:a\"b\\c;d")");
-    soap12::MediaType parsed;
-    ASSERT_TRUE(soap12::ParseContentType(type, parsed));
-    EXPECT_TRUE(parsed.soap12);
-    EXPECT_TRUE(parsed.hasAction);
-    EXPECT_EQ(parsed.action, "urn:a\"b\\c;d");
-
     // Case-insensitive names, unquoted values, parameters in any order; 1.1 is not 1.2.
-    ASSERT_TRUE(
-        soap12::ParseContentType("Application/SOAP+XML;ACTION=urn:x ; charset=UTF-8", parsed));
-    EXPECT_TRUE(parsed.soap12);
-    EXPECT_EQ(parsed.action, "urn:x");
-    ASSERT_TRUE(soap12::ParseContentType("text/xml; charset=utf-8", parsed));
-    EXPECT_FALSE(parsed.soap12);
-    EXPECT_FALSE(parsed.hasAction);
-    EXPECT_FALSE(soap12::ParseContentType("garbage", parsed));
+    EXPECT_EQ(Parsed(type) + "|" + Parsed("Application/SOAP+XML;ACTION=urn:x ; charset=UTF-8") +
+                  "|" + Parsed("text/xml; charset=utf-8") + "|" + Parsed("garbage"),
+              "1 1 urn:a\"b\\c;d|1 1 urn:x|0 0 |refused");
 }
 
 TEST(Soap12, CodesMapBetweenVersions) {
@@ -620,19 +567,11 @@ TEST(Soap12, FaultsRoundTripInBothVersions) {
     EXPECT_NE(text.find(u"<env:Value>env:Sender</env:Value>"), WMString::npos);
     EXPECT_NE(text.find(u"xml:lang=\"en\""), WMString::npos);
     // A detail entry stands alone: it declares every prefix in scope where it was.
-    EXPECT_EQ(
-        Fields(read),
-        "SOAP-ENV:Client|http://www.w3.org/2003/05/soap-envelope Sender|urn:app Outer,urn:deep "
-        "Inner,|bad <input> & more|en|http://node/|http://role/|<m:why "
-        "xmlns:env=\"http://www.w3.org/2003/05/soap-envelope\" xmlns:m=\"urn:m\" "
-        "xmlns:xml=\"http://www.w3.org/XML/1998/namespace\">length</m:why>|detail");
+    ExpectText(deser_test::Wide(Fields(read)), "FaultsRoundTripInBothVersions 1");
 
     // 1.1 keeps the caller's code as written and has neither role nor subcodes.
     read = RoundTrip(11, fault, text);
-    EXPECT_EQ(Fields(read),
-              "SOAP-ENV:Client|http://www.w3.org/2003/05/soap-envelope Sender||bad <input> & "
-              "more|en|http://node/||<m:why xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/"
-              "envelope/\" xmlns:m=\"urn:m\">length</m:why>|detail");
+    ExpectText(deser_test::Wide(Fields(read)), "FaultsRoundTripInBothVersions 2");
 }
 
 TEST(Soap12, ReadsFaultsOfOtherWriters) {
@@ -651,10 +590,7 @@ TEST(Soap12, ReadsFaultsOfOtherWriters) {
     EXPECT_EQ(soap12::EnvelopeVersion(*document.Root()), 12);
     soap12::Fault fault;
     ASSERT_TRUE(soap12::ReadFault(*document.Root(), fault));
-    EXPECT_EQ(Fields(fault),
-              "SOAP-ENV:Server|http://www.w3.org/2003/05/soap-envelope Receiver||kaputt|de|||<m:e "
-              "xmlns:m=\"urn:m\" xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\" "
-              "xmlns:xml=\"http://www.w3.org/XML/1998/namespace\">1</m:e>|detail");
+    ExpectText(deser_test::Wide(Fields(fault)), "ReadsFaultsOfOtherWriters 1");
 
     WMString const plain =
         u"<e:Envelope xmlns:e='http://www.w3.org/2003/05/soap-envelope'>"

@@ -43,13 +43,10 @@ using corvane::test::Items;
 using corvane::test::SOAPStruct;
 using deser_test::Round2Base;
 using deser_test::Round2GroupB;
+using deser_test::Types;
 
 constexpr char16_t kUnicode[] =
     u"Gr\u00fc\u00dfe aus T\u014dky\u014d \u2014 \u6771\u4eac \u20ac \U0001F600";
-
-WMSOAPWSDLClient& Types() {
-    return deser_test::Wsdl("../standard/types.wsdl", u"Types", u"TypesPort");
-}
 
 WMWireOptions Standard() {
     WMWireOptions options;
@@ -110,6 +107,19 @@ void ExpectEcho(WMSOAPWSDLClient& wsdl, WMString const& method, WMString const& 
     ASSERT_FALSE(fault) << fault->text;
 }
 
+// The whole answer against its row of literal_answers.txt.
+void ExpectAnswer(std::string const& body, std::string const& name) {
+    EXPECT_EQ(body,
+              deser_test::Narrow(deser_test::Golden("expected/soap/literal_answers.txt", name)))
+        << name;
+}
+
+void ExpectAnswer(WMSOAPServerCall& call, int status, std::string const& name) {
+    std::string body;
+    EXPECT_EQ(call.WriteResponse(body), status) << name;
+    ExpectAnswer(body, name);
+}
+
 WMSOAPStructMember Member(WMSOAPStructMember value) {
     return value;
 }
@@ -151,11 +161,9 @@ TEST(StandardWire, EveryBuiltInTypeEchoesAtItsEdges) {
     // output parameters.
     EXPECT_EQ("", Difference(params[0].value, answer.GetReturnValue(), "long"));
     std::size_t index = 1;
-    WMString ns;
-    WMString name;
+    WMString ns, name;
     WMSOAPStructMember value;
-    bool isInput = false;
-    bool isOutput = false;
+    bool isInput = false, isOutput = false;
     long position = 0;
     for (bool more = answer.GetFirstMethodParam(ns, name, value, isInput, isOutput, position); more;
          more = answer.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {
@@ -240,10 +248,7 @@ TEST(StandardServerCall, AnUnpairedSurrogateInTheAnswerBecomesAServerFault) {
         deser_test::RequestBytes("<m:echoString><inputString>x</inputString></m:echoString>"),
         "\"http://\""));
     ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"", WMString(1, u'\xD800') + u"x")));
-    std::string body;
-    EXPECT_EQ(500, call.WriteResponse(body));
-    EXPECT_NE(std::string::npos, body.find("<faultcode>SOAP-ENV:Server</faultcode>"));
-    EXPECT_NE(std::string::npos, body.find("unpaired surrogate")) << body;
+    ExpectAnswer(call, 500, "unpaired surrogate");
 }
 
 TEST(StandardClient, ABadValueInAnAnswerIsTheServersFault) {
@@ -356,52 +361,22 @@ TEST(StandardRoundTrip, RandomDoublesAndFloats) {
     }
 }
 
-TEST(ServerText, DecodesUTF8AndFallsBackToLatin1) {
-    EXPECT_EQ(DecodeHTTPText("a\xC3\xA9\xE2\x82\xAC"), u"a\u00E9\u20AC");
-    // Above U+FFFF: a surrogate pair.
-    EXPECT_EQ(DecodeHTTPText("\xF0\x9F\x98\x80"), u"\U0001F600");
-    // Not UTF-8 as a whole: every byte is one character, the valid sequences included.
-    EXPECT_EQ(DecodeHTTPText("\xC3\xA9 caf\xE9"), u"\u00C3\u00A9 caf\u00E9");
-    EXPECT_EQ(DecodeHTTPText("\xC0\xAF"), u"\u00C0\u00AF");            // over-long "/"
-    EXPECT_EQ(DecodeHTTPText("\xED\xA0\x80"), u"\u00ED\u00A0\u0080");  // encoded surrogate
-    EXPECT_EQ(DecodeHTTPText("\xF4\x90\x80\x80"), u"\u00F4\u0090\u0080\u0080");  // > U+10FFFF
-    EXPECT_EQ(DecodeHTTPText("ab\xE2\x82"), u"ab\u00E2\u0082");                  // cut short
-    EXPECT_EQ(DecodeHTTPText(std::string("a\0b", 3)), WMString(u"a\0b", 3));
-}
-
-TEST(ServerText, EncodesPairsAndReplacesLoneSurrogates) {
-    std::string out = "x";
-    AppendUTF8(u"\u00E9\U0001F600", out);
-    EXPECT_EQ(out, "x\xC3\xA9\xF0\x9F\x98\x80");
-    out.clear();
-    AppendUTF8(WMString(u"\xD800"
-                        u"a\xDC00"),
-               out);
-    EXPECT_EQ(out,
-              "\xEF\xBF\xBD"
-              "a\xEF\xBF\xBD");
+TEST(ServerText, DecodesUTF8OrElseLatin1AndEncodesWithReplacements) {
+    for (auto const& row : corvane::test::ReadTable("expected/soap/server_text.txt")) {
+        WMString const in = corvane::test::Unescape(row.input);
+        WMString const out = corvane::test::Unescape(row.expected);
+        if (row.section == "decode") {
+            EXPECT_EQ(DecodeHTTPText(corvane::test::Narrow(in)), out) << row.where;
+        } else {
+            std::string bytes = "x";
+            AppendUTF8(in, bytes);
+            EXPECT_EQ(bytes, "x" + corvane::test::Narrow(out)) << row.where;
+        }
+    }
 }
 
 bool Contains(std::string const& text, std::string const& part) {
     return text.find(part) != std::string::npos;
-}
-
-std::string const kResponseNamespaces =
-    "SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\" "
-    "xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\" "
-    "xmlns:m=\"http://soapinterop.org/\">";
-// How these answers type every value: as a string, whatever its kind.
-std::string const kStringType =
-    "xsi:type=\"ns:string\" xmlns:ns=\"http://www.w3.org/2001/XMLSchema\" "
-    "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"";
-
-// The answer's status and what its Body holds.
-std::string Answer(WMSOAPServerCall& call) {
-    std::string body;
-    int const status = call.WriteResponse(body);
-    std::size_t const start = body.find('>', body.find("Body")) + 1;
-    std::size_t const end = body.rfind("</", body.find("Body>", start));
-    return std::to_string(status) + " " + body.substr(start, end - start);
 }
 
 TEST(ServerCall, EchoesAStringInUTF8) {
@@ -410,44 +385,33 @@ TEST(ServerCall, EchoesAStringInUTF8) {
     ASSERT_TRUE(call.ReadRequest(
         deser_test::RequestBytes("<m:echoString><inputString>caf\xE9</inputString></m:echoString>"),
         "\"http://\""));
-    EXPECT_EQ(call.GetMethodName(), u"echoString");
-    WMSOAPStructMember value;
-    ASSERT_TRUE(call.GetParam(u"inputString", value));
-    EXPECT_EQ(value.StringValue(), u"caf\u00E9");
-    EXPECT_FALSE(call.GetParam(u"outputString", value));
+    WMSOAPStructMember value, output;
+    ASSERT_TRUE(call.GetParam(u"inputString", value) && !call.GetParam(u"outputString", output));
+    EXPECT_EQ(call.GetMethodName() + u" " + value.StringValue(), u"echoString caf\u00E9");
     ASSERT_TRUE(call.SetReturnValue(value));
 
     // The input part is not an output part and is not echoed under its own name.
-    EXPECT_EQ(Answer(call), "200 <m:echoStringResponse " + kResponseNamespaces + "<outputString " +
-                                kStringType + ">caf\xC3\xA9</outputString></m:echoStringResponse>");
+    ExpectAnswer(call, 200, "echoString");
 }
 
 TEST(ServerCall, RefusedRequestsAnswerWithTheirFault) {
     struct Case {
         std::string body;
         std::string soapAction;
-        std::u16string code;
-        std::u16string text;
+        char const* answer;
     };
     std::string const good =
         deser_test::RequestBytes("<m:echoString><inputString>x</inputString></m:echoString>");
     // One of each kind; every fault text of the request side is in deserializer_resp_test.cpp.
     Case const cases[] = {
-        {good, "", u"SOAP-ENV:Client", u"Unrecognized 'SOAPAction' HTTP header received."},
-        {deser_test::RequestBytes(""), "\"http://\"", u"SOAP-ENV:Client",
-         u"Unrecognized method call received."},
-        {good.substr(0, good.size() - 12), "\"http://\"", u"SOAP-ENV:Server",
-         u"XML Parser: Parse Error on Line 1."},
+        {good, "", "no action"},
+        {deser_test::RequestBytes(""), "\"http://\"", "no method"},
+        {good.substr(0, good.size() - 12), "\"http://\"", "cut short"},
     };
     for (Case const& c : cases) {
-        SCOPED_TRACE(c.body + " / " + c.soapAction);
         WMSOAPServerCall call(deser_test::Round2Base());
-        EXPECT_FALSE(call.ReadRequest(c.body, c.soapAction));
-        EXPECT_EQ(call.GetMessage().GetSOAPFaultCode(), c.code);
-        EXPECT_EQ(call.GetMessage().GetSOAPFaultString(), c.text);
-        EXPECT_EQ(Answer(call), "500 <SOAP-ENV:Fault><faultcode>" + Utf8(c.code) +
-                                    "</faultcode><faultstring>" + Utf8(c.text) +
-                                    "</faultstring></SOAP-ENV:Fault>");
+        EXPECT_FALSE(call.ReadRequest(c.body, c.soapAction)) << c.answer;
+        ExpectAnswer(call, 500, c.answer);
     }
 }
 
@@ -464,11 +428,7 @@ TEST(ServerCall, OutputParametersAndReturnValueFollowTheParameterOrder) {
     EXPECT_TRUE(call.SetOutParam(u"outputString", WMSOAPStructMember(u"", WMString(u"s"))));
     EXPECT_TRUE(call.SetOutParam(u"outputFloat", WMSOAPStructMember(u"", 0.5)));
     EXPECT_FALSE(call.SetOutParam(u"inputStruct", WMSOAPStructMember(u"", 1)));
-    EXPECT_EQ(Answer(call), "200 <m:echoStructAsSimpleTypesResponse " + kResponseNamespaces +
-                                "<outputString " + kStringType +
-                                ">s</outputString><outputInteger " + kStringType +
-                                ">3</outputInteger><outputFloat " + kStringType +
-                                ">0.500000</outputFloat></m:echoStructAsSimpleTypesResponse>");
+    ExpectAnswer(call, 200, "parameter order");
 }
 
 TEST(ServerCall, UnserializableResponseBecomesAServerFault) {
@@ -480,17 +440,13 @@ TEST(ServerCall, UnserializableResponseBecomesAServerFault) {
     WMSOAPStructType wrong;
     wrong.SetMember(u"notAMember", 1);
     ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"", wrong)));
-    EXPECT_EQ(Answer(call),
-              "500 <SOAP-ENV:Fault><faultcode>SOAP-ENV:Server</faultcode><faultstring>"
-              "Unable to serialize RPC response.</faultstring></SOAP-ENV:Fault>");
+    ExpectAnswer(call, 500, "unserializable");
 }
 
 TEST(ServerCall, FaultWithoutARequest) {
     WMSOAPServerCall call(deser_test::Round2Base());
     call.SetFault(u"SOAP-ENV:Client", u"Request too large.");
-    EXPECT_EQ(Answer(call),
-              "500 <SOAP-ENV:Fault><faultcode>SOAP-ENV:Client</faultcode>"
-              "<faultstring>Request too large.</faultstring></SOAP-ENV:Fault>");
+    ExpectAnswer(call, 500, "no request");
 }
 
 // The server helper's fast paths: UTF-8 a word at a time, parameters edited in place, a return
@@ -558,20 +514,6 @@ TEST(ServerTextWords, RandomTextsAgreeWithThePlainConversion) {
     }
 }
 
-// A body that is not UTF-8 as a whole is read one character per byte, also when the bad byte
-// follows a run long enough to have been copied a word at a time.
-TEST(ServerTextWords, ABadByteAfterALongRunMakesTheWholeBodyLatin1) {
-    std::string const run(19, 'x');
-    WMString const latin = WMString(19, u'x') + u"\u00C3\u00A9\u00E9" + WMString(9, u'y');
-    EXPECT_EQ(corvane::DecodeHTTPText(run + "\xC3\xA9\xE9" + std::string(9, 'y')), latin);
-    EXPECT_EQ(corvane::DecodeHTTPText(run + "\xC3"), WMString(19, u'x') + u"\u00C3");
-    EXPECT_EQ(corvane::DecodeHTTPText(run + "\xC3\xA9" + std::string(9, 'y')),
-              WMString(19, u'x') + u"\u00E9" + WMString(9, u'y'));
-    // The bad byte in the third block.
-    EXPECT_EQ(corvane::DecodeHTTPText(std::string(37, 'x') + "\xE9" + std::string(20, 'y')),
-              WMString(37, u'x') + u"\u00E9" + WMString(20, u'y'));
-}
-
 std::string StructArrayRequest(int n) {
     std::string items;
     for (int i = 0; i < n; ++i) {
@@ -626,11 +568,7 @@ TEST(ServerCallInPlace, OutParamSetTwiceKeepsTheLast) {
         "\"http://soapinterop.org/\""));
     EXPECT_TRUE(call.SetOutParam(u"outputInteger", WMSOAPStructMember(u"", 1)));
     EXPECT_TRUE(call.SetOutParam(u"outputInteger", WMSOAPStructMember(u"", 2)));
-    std::string body;
-    EXPECT_EQ(call.WriteResponse(body), 200);
-    EXPECT_NE(body.find(">2</outputInteger>"), std::string::npos) << body;
-    EXPECT_EQ(body.find(">1</outputInteger>"), std::string::npos);
-    EXPECT_EQ(body.find("inputStruct"), std::string::npos);
+    ExpectAnswer(call, 200, "out param twice");
 }
 
 constexpr char k11[] = "http://schemas.xmlsoap.org/soap/envelope/";
@@ -645,13 +583,6 @@ std::string Envelope(std::string const& body, char const* ns = k11,
 }
 
 std::string const kItem = "<c:item><c:name>n</c:name><c:count>3</c:count></c:item>";
-
-// The whole answer against its row of literal_answers.txt.
-void ExpectAnswer(std::string const& body, std::string const& name) {
-    EXPECT_EQ(body,
-              deser_test::Narrow(deser_test::Golden("expected/soap/literal_answers.txt", name)))
-        << name;
-}
 
 class LiteralServer : public ::testing::Test {
 protected:
@@ -700,9 +631,7 @@ TEST_F(LiteralServer, SharedRequestElementIsDispatchedByTheAction) {
         ASSERT_TRUE(call.GetParam(u"item", item));
         EXPECT_EQ(Show(item), "{name=\"n\",count=3}");
         ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"total", 4)));
-        std::string body;
-        EXPECT_EQ(call.WriteResponse(body), 200);
-        ExpectAnswer(body, c.ns == k12 ? "total 1.2" : "total");
+        ExpectAnswer(call, 200, c.ns == k12 ? "total 1.2" : "total");
         EXPECT_STREQ(call.GetContentType(), c.ns == k12 ? "application/soap+xml; charset=utf-8"
                                                         : "text/xml; charset=utf-8");
     }
@@ -713,43 +642,30 @@ TEST_F(LiteralServer, WrappedAnswerHasReturnAndOutParamInSchemaOrder) {
     ASSERT_TRUE(call.ReadRequest(Envelope("<c:split><c:text>abc</c:text></c:split>", k12,
                                           "<c:session e:mustUnderstand=\"true\">s1</c:session>"),
                                  "", "application/soap+xml"));
-    WMSOAPStructMember value;
-    ASSERT_TRUE(call.GetParam(u"text", value));
-    EXPECT_EQ(value.StringValue(), u"abc");
-    EXPECT_FALSE(call.GetParam(u"at", value));  // optional, absent
-    ASSERT_TRUE(call.GetParam(u"session", value));
-    EXPECT_EQ(value.StringValue(), u"s1");
+    // "at" is optional and absent.
+    WMSOAPStructMember text, at, session;
+    ASSERT_TRUE(call.GetParam(u"text", text) && !call.GetParam(u"at", at) &&
+                call.GetParam(u"session", session));
+    EXPECT_EQ(text.StringValue() + u" " + session.StringValue(), u"abc s1");
 
     EXPECT_FALSE(call.SetOutParam(u"head", WMSOAPStructMember(u"x", WMString(u"a"))));
     ASSERT_TRUE(call.SetOutParam(u"tail", WMSOAPStructMember(u"x", WMString(u"bc"))));
     ASSERT_TRUE(call.SetReturnValue(WMSOAPStructMember(u"x", WMString(u"a"))));
-    std::string body;
-    EXPECT_EQ(call.WriteResponse(body), 200);
-    ExpectAnswer(body, "split");
+    ExpectAnswer(call, 200, "split");
 }
 
 TEST_F(LiteralServer, RpcLiteralPartsAreTheWrappersUnqualifiedChildren) {
     WMSOAPServerCall call = Call(calc);
     ASSERT_TRUE(call.ReadRequest(Envelope("<s:sum xmlns:s=\"urn:calc\"><a>2</a><b>40</b></s:sum>"),
                                  "", "text/xml"));
-    WMSOAPStructMember a;
-    WMSOAPStructMember b;
-    ASSERT_TRUE(call.GetParam(u"a", a));
-    ASSERT_TRUE(call.GetParam(u"b", b));
+    WMSOAPStructMember a, b;
+    ASSERT_TRUE(call.GetParam(u"a", a) && call.GetParam(u"b", b));
     call.SetReturnValue(WMSOAPStructMember(u"sum", a.LongValue() + b.LongValue()));
-    std::string body;
-    EXPECT_EQ(call.WriteResponse(body), 200);
-    ExpectAnswer(body, "sum");
+    ExpectAnswer(call, 200, "sum");
 }
 
 TEST_F(LiteralServer, RequestsOutsideTheSchemaGetAFaultNamingTheCause) {
-    std::vector<corvane::test::TableRow> rows =
-        corvane::test::ReadTable("expected/soap/literal_refusals.txt");
-    rows.push_back(
-        {"",
-         "=" + Envelope("<c:split><c:text/></c:split>", k11, "<c:other e:mustUnderstand=\"1\"/>"),
-         "MustUnderstand|'{urn:cases}other' was not understood", "header"});
-    for (corvane::test::TableRow const& row : rows) {
+    for (auto const& row : corvane::test::ReadTable("expected/soap/literal_refusals.txt")) {
         // A row's input is a Body's content, or after '=' the whole request.
         std::string const input = corvane::test::Narrow(corvane::test::Unescape(row.input));
         std::string const request = input[0] == '=' ? input.substr(1) : Envelope(input);
@@ -769,9 +685,7 @@ TEST_F(LiteralServer, AnswersAndFaultsTheSchemaRefusesOrTypes) {
     WMSOAPServerCall call = Call();
     ASSERT_TRUE(call.ReadRequest(Envelope(kItem, k12), "", "application/soap+xml;action=urn:add"));
     call.SetReturnValue(WMSOAPStructMember(u"total", WMString(u"many")));
-    std::string body;
-    EXPECT_EQ(call.WriteResponse(body), 500);
-    ExpectAnswer(body, "return refused");
+    ExpectAnswer(call, 500, "return refused");
 
     // A typed fault detail: written by the fault's element; one the schema refuses is left out.
     for (bool fits : {true, false}) {
@@ -783,8 +697,7 @@ TEST_F(LiteralServer, AnswersAndFaultsTheSchemaRefusesOrTypes) {
                               : WMSOAPStructMember(u"position", WMString(u"x")));
         EXPECT_FALSE(call.SetFaultDetail(u"otherFault", WMSOAPStructMember(u"d", detail)));
         ASSERT_TRUE(call.SetFaultDetail(u"splitFault", WMSOAPStructMember(u"d", detail)));
-        EXPECT_EQ(call.WriteResponse(body), 500);
-        ExpectAnswer(body, fits ? "detail" : "detail refused");
+        ExpectAnswer(call, 500, fits ? "detail" : "detail refused");
     }
 }
 
