@@ -11,8 +11,10 @@ class WMSOAPMessage;
 class WMSOAPWSDLClient;
 class WMSOAPStructMember;
 class WMSOAPStructType;
+class WMSOAPServerCall;
 
 namespace corvane::detail {
+struct AnswerBytes;
 class EnvelopeWriter;
 class TypeCache;
 struct SchemaType;
@@ -52,6 +54,9 @@ private:
     using Types = corvane::detail::TypeCache;
     using Schema = corvane::detail::SchemaType;
 
+    friend class WMSOAPServerCall;
+    // Serialize; with `bytes`, the envelope goes there as UTF-8 instead of into the buffer.
+    bool Write(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl, corvane::detail::AnswerBytes* bytes);
     bool SerializeSOAPMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);
     bool SerializeSOAPFaultMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);
     bool SerializeHeaderElem(WMString const& ns, WMString const& name, WMSOAPStructMember& value,

@@ -2,9 +2,11 @@
 #include <corvane/http.h>
 
 #include <string>
+#include <utility>
 
 #include "client/proxy_state.h"
 #include "net/wire_http.h"
+#include "soap/deserializer_impl.h"
 #include "soap/soap12.h"
 #include "text/wire_text.h"
 
@@ -95,6 +97,20 @@ ProxyState& StateOf(std::unique_ptr<ProxyState>& state) {
 
 std::unique_ptr<ProxyState> CopyOf(std::unique_ptr<ProxyState> const& state) {
     return state ? std::make_unique<ProxyState>(*state) : nullptr;
+}
+
+// Gives the message the answer to read: a large one's text itself where the client asked for
+// it (it puts the text back into `answer` once read), otherwise a copy.
+void HandAnswer(std::unique_ptr<ProxyState> const& state, WMString& answer,
+                WMSOAPMessage& message) {
+    if (state && state->loan == ProxyState::AnswerLoan::kExchanging &&
+        answer.size() >= ProxyState::kLentFrom) {
+        corvane::detail::MessageBuilder::SetBuffer(message, std::move(answer));
+        answer.clear();
+        state->loan = ProxyState::AnswerLoan::kLent;
+    } else {
+        message.SetBuffer(answer);
+    }
 }
 
 }  // namespace
@@ -199,7 +215,11 @@ void WMSOAPAutomationProxy::InvokeStandard(WMString const& soapAction, WMString 
         m_xmlIn.clear();
         throw new WMSOAPProxyFault(u"Response Message", Wide(error));
     }
-    message.SetBuffer(m_xmlIn.empty() ? m_xmlOut : m_xmlIn);
+    if (m_xmlIn.empty()) {
+        message.SetBuffer(m_xmlOut);
+    } else {
+        HandAnswer(m_state, m_xmlIn, message);
+    }
     state.KeepAsUtf8(m_xmlOut, std::move(body));
 }
 
@@ -215,6 +235,9 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
     m_xmlOut.shrink_to_fit();
     if (m_state) {
         m_state->Forget();
+        m_state->loan = m_state->loan == ProxyState::AnswerLoan::kAsked
+                            ? ProxyState::AnswerLoan::kExchanging
+                            : ProxyState::AnswerLoan::kNone;
     }
     m_xmlOut.swap(message.m_buffer);
     try {
@@ -254,7 +277,7 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
         }
         if (WMChar const* content = http.GetContent()) {
             m_xmlIn = content;
-            message.SetBuffer(m_xmlIn);
+            HandAnswer(m_state, m_xmlIn, message);
         } else {
             message.SetBuffer(m_xmlOut);
         }

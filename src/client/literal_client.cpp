@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "client/lent_answer.h"
 #include "client/literal_fetch.h"
 #include "client/name_list.h"
 #include "net/wire_http.h"
@@ -159,6 +160,7 @@ bool WMSOAPClient::InvokeLiteral(WMString const& methodName, WMString* paramName
     WMString const& address = m_literal->Address();
     bool const isUrl =
         address.compare(0, 7, u"http://") == 0 || address.compare(0, 8, u"https://") == 0;
+    AskForAnswer(m_proxy.m_state);
     try {
         m_proxy.InvokeSOAPMethod(soap12 ? operation.soapAction : QuotedAction(operation),
                                  m_endpointHost, m_endpointPort, isUrl ? address : m_endpointPath,
@@ -172,6 +174,8 @@ bool WMSOAPClient::InvokeLiteral(WMString const& methodName, WMString* paramName
         m_responseHeaderCount = 0;
         return false;
     }
+
+    LentAnswer const lent(m_proxy.m_xmlIn, m_message, m_proxy.m_state);
 
     m_message.ClearMethodParams();
     m_message.ClearHeaderElems();

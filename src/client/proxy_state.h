@@ -5,6 +5,7 @@
 
 #include <corvane/types.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -33,6 +34,15 @@ struct ProxyState {
     std::unique_ptr<WireHttpClient> wire;  // made at the first exchange in the standard mode
     std::string sent;
     bool sentUtf8 = false;
+    // The client asks before each of its own exchanges (kAsked) that its message take a large
+    // answer's text itself rather than a copy; the exchange takes the request (kExchanging) and
+    // says kLent once the message holds the text, which the client then hands back to m_xmlIn
+    // after the read. A request holds for one exchange only, however that ends.
+    enum class AnswerLoan : unsigned char { kNone, kAsked, kExchanging, kLent };
+    AnswerLoan loan = AnswerLoan::kNone;
+    // A shorter text may sit inside the string object, where moving it back would move the
+    // characters that views into it point at; and copying it costs little.
+    static constexpr std::size_t kLentFrom = 4096;
 };
 
 }  // namespace corvane::detail

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "client/lent_answer.h"
 #include "client/name_list.h"
 #include "soap/deserializer_impl.h"
 #include "soap/envelope_reader.h"
@@ -48,34 +49,6 @@ private:
     WMSOAPMessage& m_message;
     WMSOAPStructMember* m_values;
     std::vector<int> m_lent;  // the arguments' indexes, in the message's order
-};
-
-// After an exchange the proxy keeps the answer for GetXMLIn and the message holds the same
-// text to be read. A large answer's proxy copy is dropped while the message's is read, and the
-// message's handed back to the proxy when the call ends (moved: views into it stay valid).
-class AnswerSetAside {
-public:
-    AnswerSetAside(WMString& kept, WMSOAPMessage& message)
-        : m_kept(kept), m_message(message), m_aside(kept.size() >= kLargeAnswer) {
-        if (m_aside) {
-            WMString().swap(m_kept);
-        }
-    }
-    AnswerSetAside(AnswerSetAside const&) = delete;
-    AnswerSetAside& operator=(AnswerSetAside const&) = delete;
-    bool Large() const { return m_aside; }
-    ~AnswerSetAside() {
-        if (m_aside) {
-            m_kept = corvane::detail::MessageBuilder::TakeBuffer(m_message);
-        }
-    }
-
-private:
-    // Small answers are not worth it, and are never held in place inside the string object.
-    static constexpr std::size_t kLargeAnswer = 4096;
-    WMString& m_kept;
-    WMSOAPMessage& m_message;
-    bool m_aside;
 };
 
 struct HeaderEntry {
@@ -215,10 +188,11 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
             return false;
         }
     }
+    corvane::detail::AskForAnswer(m_proxy.m_state);
     if (!Exchange(soapAction)) {
         return false;
     }
-    AnswerSetAside const answer(m_proxy.m_xmlIn, m_message);
+    corvane::detail::LentAnswer const answer(m_proxy.m_xmlIn, m_message, m_proxy.m_state);
 
     m_message.ClearMethodParams();
     m_message.ClearHeaderElems();

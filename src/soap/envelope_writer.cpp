@@ -4,6 +4,8 @@
 #include <corvane/wsdl.h>
 #include <corvane/xml.h>
 
+#include "soap/server_text.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -136,9 +138,32 @@ void EnvelopeWriter::Close() {
     if (m_depth == 1 && !m_hoisted.empty()) {
         // One move of the text written since, once per envelope.
         m_out.insert(m_rootTagEnd, m_hoisted);
+        if (m_spill && m_spill->at > m_rootTagEnd) {
+            m_spill->at += m_hoisted.size();
+        }
         m_hoisted.clear();
     }
     --m_depth;
+    if (m_spill && m_depth > 0 && m_out.size() >= kSpillUnits) {
+        Spill();
+    }
+}
+
+void EnvelopeWriter::Spill() {
+    // The outermost start tag takes hoisted declarations until it closes, so it stays. The
+    // text ends with ">" here: no surrogate pair is cut.
+    std::size_t const keep = m_hoist ? m_rootTagEnd + 1 : 0;
+    std::u16string_view const text = std::u16string_view(m_out).substr(keep);
+    std::string piece;
+    if (!m_spill->strict) {
+        AppendUTF8(text, piece);
+    } else if (!AppendStrictUTF8(text, piece)) {
+        m_spill = nullptr;
+        return;
+    }
+    m_spill->pieces.push_back(std::move(piece));
+    m_spill->at = keep;
+    m_out.resize(keep);
 }
 
 void EnvelopeWriter::WriteName(Frame const& frame) {

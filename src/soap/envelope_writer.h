@@ -9,6 +9,7 @@
 #include <deque>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -27,6 +28,19 @@ inline constexpr std::u16string_view kXsd2000NS = u"http://www.w3.org/2000/10/XM
 inline constexpr std::u16string_view kXsi2001NS = u"http://www.w3.org/2001/XMLSchema-instance";
 inline constexpr std::u16string_view kXsi1999NS = u"http://www.w3.org/1999/XMLSchema-instance";
 inline constexpr std::u16string_view kXsi2000NS = u"http://www.w3.org/2000/10/XMLSchema-instance";
+
+// An envelope handed on as UTF-8 while it is written (a server sends bytes): pieces of the
+// text leave it once it runs long, so that the whole envelope is never held in UTF-16 beside
+// the values it is written from. The envelope is the text's first `at` units, the pieces,
+// then the rest of the text.
+struct AnswerBytes {
+    // A lone surrogate fails the conversion rather than become U+FFFD; the text then keeps
+    // everything from there on, for the last conversion to fail on.
+    bool strict = false;
+    std::vector<std::string> pieces;
+    std::size_t at = 0;
+    WMString rest;
+};
 
 // Writes elements straight to text, producing exactly what a WMXMLElement tree built with
 // SetNSPrefix and the three-argument SetAttribute would serialize to: attributes in the order
@@ -73,6 +87,10 @@ public:
     // (the default declares on every element whatever its parent does not). Set before the
     // first Open.
     void HoistDeclarations(bool on) { m_hoist = on; }
+    // Extension: hands the text written so far on to `bytes` whenever it passes kSpillUnits
+    // at the end of an element.
+    void SpillTo(AnswerBytes* bytes) { m_spill = bytes; }
+    static constexpr std::size_t kSpillUnits = 16384;
 
 private:
     using View = std::u16string_view;
@@ -133,6 +151,7 @@ private:
     void AppendDeclaration(View prefix, View uri);
     void AppendEscaped(View text, bool attribute);
     void AppendAttributeText(View text);
+    void Spill();
 
     WMString& m_out;
     std::vector<Frame> m_frames;
@@ -161,6 +180,7 @@ private:
     // they go in the text.
     WMString m_hoisted;
     std::size_t m_rootTagEnd = 0;
+    AnswerBytes* m_spill = nullptr;
 };
 
 // What the serializer needs to know of one schema type, asked of the WSDL once per Serialize

@@ -28,24 +28,35 @@ WMSOAPSerializer& WMSOAPSerializer::operator=(WMSOAPSerializer const&) = default
 WMSOAPSerializer::~WMSOAPSerializer() = default;
 
 bool WMSOAPSerializer::Serialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
+    return Write(message, wsdl, nullptr);
+}
+
+bool WMSOAPSerializer::Write(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl,
+                             corvane::detail::AnswerBytes* bytes) {
     try {
         WMString text;
         // A server's first answer has no last envelope to go by; twice the request it answers,
         // still in the buffer, is a better guess than growing the text step by step (an
         // encoded answer declares its namespaces on every value and runs longer than the
-        // request).
-        text.reserve(std::max(m_lengthHint, 2 * message.m_buffer.size()));
+        // request). Handed on in pieces, the text never runs much past one piece.
+        text.reserve(bytes != nullptr ? Writer::kSpillUnits + Writer::kSpillUnits / 4
+                                      : std::max(m_lengthHint, 2 * message.m_buffer.size()));
         text.assign(kXmlDeclaration);
         Writer out(text);
         m_standard = message.m_standardWireMode;
         out.EscapeCarriageReturns(m_standard);
         out.HoistDeclarations(m_standard);
+        out.SpillTo(bytes);
         Types types(wsdl);
         bool const written = message.m_isSOAPFault && message.m_isLocalFault
                                  ? SerializeSOAPFaultMsg(message, types, out)
                                  : SerializeSOAPMsg(message, types, out);
         if (!written) {
             return false;
+        }
+        if (bytes != nullptr) {
+            bytes->rest = std::move(text);
+            return true;
         }
         m_lengthHint = text.size();
         message.m_buffer = std::move(text);

@@ -3,6 +3,7 @@
 
 #include "soap/deserializer_impl.h"
 #include "soap/envelope_reader.h"
+#include "soap/envelope_writer.h"
 #include "soap/literal_server.h"
 #include "soap/message_entries.h"
 #include "soap/server_text.h"
@@ -19,6 +20,38 @@ constexpr char16_t kUnserializable[] = u"Unable to serialize RPC response.";
 constexpr char16_t kUnpaired[] =
     u"Unable to serialize RPC response: a text holds an unpaired surrogate, which UTF-8 cannot "
     u"carry.";
+
+bool AppendText(std::u16string_view text, std::string& out, bool strict) {
+    if (strict) {
+        return corvane::AppendStrictUTF8(text, out);
+    }
+    corvane::AppendUTF8(text, out);
+    return true;
+}
+
+// The answer's bytes in one piece, sized once; each piece is freed as soon as it is copied, so
+// the answer is not held twice.
+bool JoinAnswer(corvane::detail::AnswerBytes& answer, std::string& body) {
+    std::u16string_view const text(answer.rest);
+    std::string head;
+    std::string tail;
+    if (!AppendText(text.substr(0, answer.at), head, answer.strict) ||
+        !AppendText(text.substr(answer.at), tail, answer.strict)) {
+        return false;
+    }
+    std::size_t size = head.size() + tail.size();
+    for (std::string const& piece : answer.pieces) {
+        size += piece.size();
+    }
+    body.reserve(size);
+    body += head;
+    for (std::string& piece : answer.pieces) {
+        body += piece;
+        std::string().swap(piece);
+    }
+    body += tail;
+    return true;
+}
 
 }  // namespace
 
@@ -181,18 +214,17 @@ int WMSOAPServerCall::WriteResponse(std::string& body) {
             // about the request's size again, and the answer is written beside it.
             m_message.m_bodyElemLit.reset();
         }
-        // Serialize empties the request's text but keeps its memory until the answer replaces
-        // it; released here, it is not held while the answer grows.
+        // Released here, the request's text is not held while the answer is written.
         WMString().swap(m_message.m_buffer);
-        if (m_message.Serialize(*m_wsdl)) {
-            // The values are in the answer's text now; the UTF-8 copy need not sit beside them.
+        // The answer goes out as bytes: written as UTF-8 piece by piece, it is never held in
+        // UTF-16 as well. The message's buffer stays empty.
+        corvane::detail::AnswerBytes answer;
+        answer.strict = m_wire.standard;
+        if (m_message.m_serializer.Write(m_message, *m_wsdl, &answer)) {
+            // The values are in the answer now; they need not sit beside its joined copy.
             m_message.m_returnValue = WMSOAPStructMember();
             params.clear();
-            if (!m_wire.standard) {
-                corvane::AppendUTF8(*m_message.GetBufferPtr(), body);
-                return 200;
-            }
-            if (corvane::AppendStrictUTF8(*m_message.GetBufferPtr(), body)) {
+            if (JoinAnswer(answer, body)) {
                 return 200;
             }
             SetFault(kServerFault, kUnpaired);

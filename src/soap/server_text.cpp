@@ -144,7 +144,7 @@ char* PutCodePoint(char32_t code, char* to) {
 }
 
 // AppendUTF8, or with `strict` false and `out` as it was at the first lone surrogate.
-bool Encode(WMString const& text, std::string& out, bool strict) {
+bool Encode(std::u16string_view text, std::string& out, bool strict) {
     // Sized for ASCII, the common case, and converted in one pass; past the first other
     // character the rest is measured and the room made once, since a per-byte append checks the
     // capacity each time.
@@ -215,11 +215,11 @@ bool DecodeStrictUTF8(std::string_view bytes, WMString& text) {
     return false;
 }
 
-void AppendUTF8(WMString const& text, std::string& out) {
+void AppendUTF8(std::u16string_view text, std::string& out) {
     Encode(text, out, false);
 }
 
-bool AppendStrictUTF8(WMString const& text, std::string& out) {
+bool AppendStrictUTF8(std::u16string_view text, std::string& out) {
     return Encode(text, out, true);
 }
 

@@ -19,10 +19,10 @@ bool DecodeStrictUTF8(std::string_view bytes, WMString& text);
 
 // Appends the UTF-8 form of `text` to `out`, joining surrogate pairs; a lone surrogate, which
 // UTF-8 cannot carry, becomes U+FFFD.
-void AppendUTF8(WMString const& text, std::string& out);
+void AppendUTF8(std::u16string_view text, std::string& out);
 // The same without the replacement: false, with `out` as it was, when `text` holds a lone
 // surrogate.
-bool AppendStrictUTF8(WMString const& text, std::string& out);
+bool AppendStrictUTF8(std::u16string_view text, std::string& out);
 
 }  // namespace corvane
 
