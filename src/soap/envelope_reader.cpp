@@ -45,6 +45,7 @@
 #include "soap/value_reader.h"
 #include "text/equal.h"
 #include "xml/reader.h"
+#include "xml/thread_lists.h"
 
 namespace corvane::detail {
 
@@ -347,25 +348,22 @@ using IdTable = std::unordered_map<View, Item*>;
 class EnvelopeEvents : public XMLReadEvents {
 public:
     explicit EnvelopeEvents(bool request) : m_request(request) {
-        Lists& spare = SpareLists();
-        if (!spare.lent) {
-            spare.lent = true;
-            m_borrowed = true;
-            SwapLists(spare);
+        m_spare = BorrowThreadLists<Lists>();
+        if (m_spare != nullptr) {
+            SwapLists(*m_spare);
         }
         m_stack.push_back(Frame{Role::kDocument, nullptr, nullptr, nullptr});
     }
 
     ~EnvelopeEvents() override {
-        if (!m_borrowed) {
+        if (m_spare == nullptr) {
             return;
         }
-        Lists& spare = SpareLists();
-        Empty(m_stack);
-        Empty(m_prefixes);
-        Empty(m_entries);
-        SwapLists(spare);
-        spare.lent = false;
+        EmptyKept(m_stack);
+        EmptyKept(m_prefixes);
+        EmptyKept(m_entries);
+        SwapLists(*m_spare);
+        m_spare->lent = false;
     }
 
     EnvelopeEvents(EnvelopeEvents const&) = delete;
@@ -507,8 +505,7 @@ private:
         Item* lastChild = nullptr;
     };
 
-    // The lists a thread keeps from one read to the next, as the XML reader keeps its own: a
-    // small answer would otherwise spend a good part of its read growing them anew.
+    // The lists a thread keeps from one read to the next, as the XML reader keeps its own.
     struct Lists {
         std::vector<Frame> stack;
         std::vector<std::pair<View, View>> prefixes;
@@ -516,27 +513,10 @@ private:
         bool lent = false;
     };
 
-    // Lists that a large or deep message grew past this many entries go back to the system.
-    static constexpr std::size_t kKeptEntries = 1024;
-
-    static Lists& SpareLists() {
-        thread_local Lists lists;
-        return lists;
-    }
-
     void SwapLists(Lists& lists) {
         m_stack.swap(lists.stack);
         m_prefixes.swap(lists.prefixes);
         m_entries.swap(lists.entries);
-    }
-
-    template <class List>
-    static void Empty(List& list) {
-        if (list.capacity() > kKeptEntries) {
-            List().swap(list);
-        } else {
-            list.clear();
-        }
     }
 
     // The encoding style of an element read by the envelope, header and body handlers.
@@ -738,7 +718,7 @@ private:
     View m_bodyTextStyle;
     IdTable m_headerIds;
     IdTable m_bodyIds;
-    bool m_borrowed = false;
+    Lists* m_spare = nullptr;  // the thread's lists, while this read holds them
 };
 
 // The children of an item, for range-for.
@@ -825,20 +805,19 @@ struct ItemTree {
 class StateLease {
 public:
     StateLease() {
-        Kept& kept = Spare();
-        if (kept.lent) {
+        m_kept = BorrowThreadLists<Kept>();
+        if (m_kept == nullptr) {
             m_own = std::make_unique<ValueReadState>();
             m_state = m_own.get();
         } else {
-            kept.lent = true;
-            m_state = &kept.state;
+            m_state = &m_kept->state;
         }
     }
     ~StateLease() {
-        if (!m_own) {
+        if (m_kept != nullptr) {
             // The answers name the description, which may be gone by the next read.
             m_state->Reset(0);
-            Spare().lent = false;
+            m_kept->lent = false;
         }
     }
     StateLease(StateLease const&) = delete;
@@ -851,11 +830,7 @@ private:
         ValueReadState state;
         bool lent = false;
     };
-    static Kept& Spare() {
-        thread_local Kept kept;
-        return kept;
-    }
-
+    Kept* m_kept;
     std::unique_ptr<ValueReadState> m_own;
     ValueReadState* m_state;
 };

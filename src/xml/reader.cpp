@@ -13,6 +13,7 @@
 #include "xml/model_impl.h"
 #include "xml/noinline.h"
 #include "xml/reader_scan.h"
+#include "xml/thread_lists.h"
 
 namespace corvane {
 namespace detail {
@@ -648,11 +649,9 @@ public:
           m_namespaces(*document.m_namespaces),
           m_budget(kBudgetPerUnit * text.size() + kBudgetBase),
           m_seed(document.m_namespaces->seed) {
-        Lists& spare = SpareLists();
-        if (!spare.lent) {
-            spare.lent = true;
-            m_borrowed = true;
-            SwapLists(spare);
+        m_spare = BorrowThreadLists<Lists>();
+        if (m_spare != nullptr) {
+            SwapLists(*m_spare);
         }
         if (m_prefixSlots.empty()) {
             m_prefixSlots.resize(16);
@@ -663,20 +662,19 @@ public:
     }
 
     ~NodeReader() {
-        if (!m_borrowed) {
+        if (m_spare == nullptr) {
             return;
         }
-        Lists& spare = SpareLists();
-        Empty(m_attrs);
-        Empty(m_decls);
-        Empty(m_ownEntries);
-        Empty(m_textStack);
-        Empty(m_prefixes);
-        Empty(m_undo);
+        EmptyKept(m_attrs);
+        EmptyKept(m_decls);
+        EmptyKept(m_ownEntries);
+        EmptyKept(m_textStack);
+        EmptyKept(m_prefixes);
+        EmptyKept(m_undo);
         EmptySlots(m_prefixSlots);
         EmptySlots(m_recordSlots);
-        SwapLists(spare);
-        spare.lent = false;
+        SwapLists(*m_spare);
+        m_spare->lent = false;
     }
 
     NodeReader(NodeReader const&) = delete;
@@ -738,9 +736,7 @@ private:
 
     // ---- work lists
 
-    // The lists a thread keeps from one parse to the next: a small message would otherwise
-    // spend a good part of its read growing them anew. A parse started while another runs on
-    // the thread (from an event) makes its own.
+    // The lists a thread keeps from one parse to the next.
     struct Lists {
         std::vector<XMLAttr> attrs;
         std::vector<std::size_t> decls;
@@ -753,14 +749,6 @@ private:
         bool lent = false;
     };
 
-    // Lists that a large document grew past this many entries go back to the system.
-    static constexpr std::size_t kKeptEntries = 1024;
-
-    static Lists& SpareLists() {
-        thread_local Lists lists;
-        return lists;
-    }
-
     void SwapLists(Lists& lists) {
         m_attrs.swap(lists.attrs);
         m_decls.swap(lists.decls);
@@ -770,15 +758,6 @@ private:
         m_prefixSlots.swap(lists.prefixSlots);
         m_undo.swap(lists.undo);
         m_recordSlots.swap(lists.recordSlots);
-    }
-
-    template <class List>
-    static void Empty(List& list) {
-        if (list.capacity() > kKeptEntries) {
-            List().swap(list);
-        } else {
-            list.clear();
-        }
     }
 
     template <class Slots>
@@ -1913,7 +1892,7 @@ private:
 
     std::size_t m_recordCount = 0;
     std::vector<RecordSlot> m_recordSlots;
-    bool m_borrowed = false;
+    Lists* m_spare = nullptr;  // the thread's lists, while this parse holds them
     NameRecord* m_front[kFront] = {};
 };
 
