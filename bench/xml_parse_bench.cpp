@@ -309,7 +309,8 @@ private:
         auto const a = m_rates.find(mine);
         auto const b = m_rates.find(theirs);
         if (a != m_rates.end() && b != m_rates.end() && b->second > 0) {
-            std::printf("%s / %s: %.2f\n", mine.c_str(), theirs.c_str(), a->second / b->second);
+            std::printf("%s / %s: %.2f (%.1f / %.1f MB/s)\n", mine.c_str(), theirs.c_str(),
+                        a->second / b->second, a->second / 1e6, b->second / 1e6);
         }
     }
     std::map<std::string, double> m_rates;

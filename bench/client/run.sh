@@ -313,6 +313,21 @@ print('  %-7s %-12s Corvane %8.3f ms   Corvane/PHP %6s   Corvane/gSOAP %6s' % (s
     done
 done
 
+# The rpc/encoded aims against the replaying server: Corvane's CPU per call below PHP's and at
+# most 1.5 times gSOAP's.
+echo 'rpc/encoded against the replaying server, client CPU per call'
+echo '(aims: Corvane/PHP below 1, Corvane/gSOAP 1.5 or less)'
+for case in string structs-100 structs-10000; do
+    $python -c "import sys
+c, p, g = (float(x) if x else None for x in sys.argv[2:5])
+ms = lambda s: '%8.3f' % (s * 1e3) if s else '     n/a'
+ratio = lambda other: '%.2fx' % (c / other) if c and other else 'n/a'
+print('  replay  %-13s Corvane %s ms   PHP %s ms   gSOAP %s ms   Corvane/PHP %6s   '
+      'Corvane/gSOAP %6s' % (sys.argv[1], ms(c), ms(p), ms(g), ratio(p), ratio(g)))" $case \
+        "${doclit_cpu["replay $case corvane"]:-}" "${doclit_cpu["replay $case php"]:-}" \
+        "${doclit_cpu["replay $case gsoap"]:-}"
+done
+
 # The memory aim at 10,000 structs against the replaying server: Corvane's peak resident memory
 # at most half of PHP's. Where a process's allocations fall moves its peak by a few MiB from run
 # to run, so each client runs three times in turn and the median of its peaks is compared.

@@ -162,6 +162,12 @@ int main(int argc, char** argv) {
     std::printf("%-6s %-8s %10s %10s %10s %10s %10s %9s\n", "items", "mode", "request B", "read B",
                 "held B", "write B", "answer B", "peak/req");
     int status = 0;
+    // The call whose peak is the largest multiple of its request, for the summary line.
+    double highest = 0;
+    char const* highestMode = "";
+    int highestItems = 0;
+    std::size_t highestPeak = 0;
+    std::size_t highestRequest = 0;
     for (int k = 0; k < (argc > 2 ? argc - 2 : 3); ++k) {
         int const n = argc > 2 ? std::atoi(argv[k + 2]) : defaults[k];
         std::string const body = Request(n);
@@ -176,7 +182,19 @@ int main(int argc, char** argv) {
                         peaks.write, answer.size(),
                         static_cast<double>(peak) / static_cast<double>(body.size()),
                         right ? "" : "  wrong answer");
+            double const ratio = static_cast<double>(peak) / static_cast<double>(body.size());
+            if (ratio > highest) {
+                highest = ratio;
+                highestMode = standard ? "standard" : "default";
+                highestItems = n;
+                highestPeak = peak;
+                highestRequest = body.size();
+            }
         }
     }
+    std::printf(
+        "highest peak/req: %.2f (%d items, %s mode: %zu B peak, %zu B request; aim: 4 or "
+        "less)\n",
+        highest, highestItems, highestMode, highestPeak, highestRequest);
     return status;
 }

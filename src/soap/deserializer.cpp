@@ -109,11 +109,15 @@ bool ValueReadState::IsArrayType(std::u16string_view typeNS, std::u16string_view
 
 ValueReadState::MemberType const* ValueReadState::FindMemberType(
     std::u16string_view typeNS, std::u16string_view typeName, std::u16string_view name,
-    std::u16string_view ns, WMSOAPWSDLClient& description, MemberType& uncached) {
+    std::u16string_view ns, WMSOAPWSDLClient& description, MemberType& uncached,
+    Member const** entry) {
     Use(description);
     for (Member const& member : members) {
         if (TextEquals(member.name, name) && TextEquals(member.ns, ns) &&
             TextEquals(member.typeName, typeName) && TextEquals(member.typeNS, typeNS)) {
+            if (entry != nullptr) {
+                *entry = &member;
+            }
             return &member.answer;
         }
     }
@@ -137,6 +141,9 @@ ValueReadState::MemberType const* ValueReadState::FindMemberType(
         return &answer;
     }
     members.push_back({structNS, structName, memberName, WMString(ns), std::move(answer)});
+    if (entry != nullptr) {
+        *entry = &members.back();
+    }
     return &members.back().answer;
 }
 

@@ -45,6 +45,7 @@
 #include "soap/value_reader.h"
 #include "text/equal.h"
 #include "xml/reader.h"
+#include "xml/thread_lists.h"
 
 namespace corvane::detail {
 
@@ -347,8 +348,26 @@ using IdTable = std::unordered_map<View, Item*>;
 class EnvelopeEvents : public XMLReadEvents {
 public:
     explicit EnvelopeEvents(bool request) : m_request(request) {
+        m_spare = BorrowThreadLists<Lists>();
+        if (m_spare != nullptr) {
+            SwapLists(*m_spare);
+        }
         m_stack.push_back(Frame{Role::kDocument, nullptr, nullptr, nullptr});
     }
+
+    ~EnvelopeEvents() override {
+        if (m_spare == nullptr) {
+            return;
+        }
+        EmptyKept(m_stack);
+        EmptyKept(m_prefixes);
+        EmptyKept(m_entries);
+        SwapLists(*m_spare);
+        m_spare->lent = false;
+    }
+
+    EnvelopeEvents(EnvelopeEvents const&) = delete;
+    EnvelopeEvents& operator=(EnvelopeEvents const&) = delete;
 
     void StartMappings(XMLNode const& element, XMLNode const* parent) override {
         ForEachNewMapping(element, parent, [this](View prefix, View uri) {
@@ -486,6 +505,20 @@ private:
         Item* lastChild = nullptr;
     };
 
+    // The lists a thread keeps from one read to the next, as the XML reader keeps its own.
+    struct Lists {
+        std::vector<Frame> stack;
+        std::vector<std::pair<View, View>> prefixes;
+        std::vector<Item*> entries;
+        bool lent = false;
+    };
+
+    void SwapLists(Lists& lists) {
+        m_stack.swap(lists.stack);
+        m_prefixes.swap(lists.prefixes);
+        m_entries.swap(lists.entries);
+    }
+
     // The encoding style of an element read by the envelope, header and body handlers.
     static View OwnStyle(XMLNode const& element, View inherited) {
         XMLAttr const* own = FindAttr(element, kEncodingStyleKey);
@@ -555,18 +588,41 @@ private:
             RareOf(*item).nil = nil->value;
         }
         if (XMLAttr const* type = FirstOf(found.type)) {
-            View const text = type->value;
-            auto const colon = text.find(u':');
-            View const* uri = LookUpPrefix(colon != View::npos ? text.substr(0, colon) : View());
-            if (uri == nullptr) {
-                ThrowSOAPFault(
-                    kClient, colon != View::npos ? readfault::kTypePrefix : readfault::kTypeDefault,
-                    true);
-            }
-            item->typeNS = *uri;
-            item->typeName = colon != View::npos ? text.substr(colon + 1) : text;
+            ReadType(*item, type->value);
         }
         return item;
+    }
+
+    // The same for the elements of nearly every message: those that carry nothing or an xsi:type
+    // of the 2001 schema alone.
+    Item* NewItem(XMLNode const& element, View style) {
+        if (element.attrCount > 1) {
+            return NewItem(element, style, Scan(element));
+        }
+        XMLAttr const* type = element.attrCount == 1 ? &element.attrs[0] : nullptr;
+        if (type != nullptr &&
+            !(type->prefixed && type->ns == m_xsi && SameShort(type->Local(), u"type"))) {
+            return NewItem(element, style, Scan(element));
+        }
+        Item* item = m_items.New();
+        item->node = &element;
+        item->style = style;
+        if (type != nullptr) {
+            ReadType(*item, type->value);
+        }
+        return item;
+    }
+
+    void ReadType(Item& item, View text) {
+        auto const colon = text.find(u':');
+        View const* uri = LookUpPrefix(colon != View::npos ? text.substr(0, colon) : View());
+        if (uri == nullptr) {
+            ThrowSOAPFault(kClient,
+                           colon != View::npos ? readfault::kTypePrefix : readfault::kTypeDefault,
+                           true);
+        }
+        item.typeNS = *uri;
+        item.typeName = colon != View::npos ? text.substr(colon + 1) : text;
     }
 
     static void Enter(IdTable& ids, Item* item) {
@@ -576,7 +632,7 @@ private:
     }
 
     Item* NewChild(Frame& parent, XMLNode const& element, IdTable& ids) {
-        Item* child = NewItem(element, parent.item->style, Scan(element));
+        Item* child = NewItem(element, parent.item->style);
         Enter(ids, child);
         if (parent.lastChild != nullptr) {
             parent.lastChild->next = child;
@@ -633,7 +689,7 @@ private:
             return Frame{Role::kText, nullptr, nullptr, &m_faultActor};
         }
         if (local == u"detail" && m_detail == nullptr) {
-            m_detail = NewItem(element, m_fault->style, Scan(element));
+            m_detail = NewItem(element, m_fault->style);
             Enter(m_bodyIds, m_detail);
             return Frame{Role::kParam, m_detail, &m_bodyIds, nullptr};
         }
@@ -662,6 +718,7 @@ private:
     View m_bodyTextStyle;
     IdTable m_headerIds;
     IdTable m_bodyIds;
+    Lists* m_spare = nullptr;  // the thread's lists, while this read holds them
 };
 
 // The children of an item, for range-for.
@@ -743,6 +800,41 @@ struct ItemTree {
     }
 };
 
+// The value reader's state, which a thread keeps from one read to the next so that its answer
+// lists are sized once. A read started while another runs on the thread makes its own.
+class StateLease {
+public:
+    StateLease() {
+        m_kept = BorrowThreadLists<Kept>();
+        if (m_kept == nullptr) {
+            m_own = std::make_unique<ValueReadState>();
+            m_state = m_own.get();
+        } else {
+            m_state = &m_kept->state;
+        }
+    }
+    ~StateLease() {
+        if (m_kept != nullptr) {
+            // The answers name the description, which may be gone by the next read.
+            m_state->Reset(0);
+            m_kept->lent = false;
+        }
+    }
+    StateLease(StateLease const&) = delete;
+    StateLease& operator=(StateLease const&) = delete;
+
+    ValueReadState& State() { return *m_state; }
+
+private:
+    struct Kept {
+        ValueReadState state;
+        bool lent = false;
+    };
+    Kept* m_kept;
+    std::unique_ptr<ValueReadState> m_own;
+    ValueReadState* m_state;
+};
+
 // Parses the message's buffer, counting lines on from the side's parser.
 void Parse(WMSOAPMessage& message, bool request, XMLDocument& document, EnvelopeEvents& events) {
     int& line = MessageBuilder::ParseLine(message, request);
@@ -769,9 +861,11 @@ void ReadResponse(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl, BodyText body)
     XMLDocument document;
     EnvelopeEvents events(false);
     Parse(message, false, document, events);
-    ValueReadState state;
+    StateLease lease;
+    ValueReadState& state = lease.State();
     state.Reset(events.ElementCount());
     state.standardWireMode = message.GetStandardWireMode();
+    state.request = false;
     ValueReader<ItemTree> reader(ItemTree{&events}, state, &wsdl);
     ReadHeaderEntries(reader, events.Entries(), message, wsdl, ReadSide::kResponse,
                       events.FaultSeen());
@@ -806,7 +900,8 @@ void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
     XMLDocument document;
     EnvelopeEvents events(true);
     Parse(message, true, document, events);
-    ValueReadState state;
+    StateLease lease;
+    ValueReadState& state = lease.State();
     state.Reset(events.ElementCount());
     state.standardWireMode = message.GetStandardWireMode();
     state.request = true;
@@ -831,6 +926,8 @@ void ReadRequest(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl) {
         throw;
     }
     events.ReleaseItems();
+    // The items' blocks go back now, not with the document's, so the body text can reuse them.
+    ReleaseReaderBlocks();
     ReadBody(message, events);
 }
 

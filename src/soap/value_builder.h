@@ -65,6 +65,9 @@ private:
     // general replace that assign does.
     static void Assign(WMString& target, std::u16string_view text) {
         if (target.empty()) {
+            if (text.empty()) {
+                return;  // most namespaces of members
+            }
             target = WMString(text);
         } else {
             target.assign(text);

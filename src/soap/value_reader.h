@@ -91,10 +91,13 @@ struct ValueReadState {
     bool IsArrayType(std::u16string_view typeNS, std::u16string_view typeName,
                      WMSOAPWSDLClient& wsdl);
     // Null when the description does not define the member. The answer lives in the list of
-    // answers, or in `uncached` once the list is full.
+    // answers, or in `uncached` once the list is full; `entry`, when given, is set to the entry
+    // that holds it (null for an uncached one). Entries stay in place until the next Reset or
+    // description.
     MemberType const* FindMemberType(std::u16string_view typeNS, std::u16string_view typeName,
                                      std::u16string_view name, std::u16string_view ns,
-                                     WMSOAPWSDLClient& wsdl, MemberType& uncached);
+                                     WMSOAPWSDLClient& wsdl, MemberType& uncached,
+                                     Member const** entry = nullptr);
 
     // Counts `count` new values against the budget; false when it is spent.
     bool Charge(std::size_t count) {
@@ -195,62 +198,13 @@ public:
     // `element`.
     bool Complex(Node element, Node referenced, bool named, std::u16string_view typeNS,
                  std::u16string_view typeName, WMSOAPStructMember& result) {
-        Node content = referenced != nullptr ? referenced : element;
-        // References can nest values deeper than the document; hold them to the parser's limit.
-        if (m_state.active.size() >= static_cast<std::size_t>(WMXMLParser::kMaxNestingDepth)) {
-            return false;
-        }
-        m_state.active.push_back(content);
-        bool const ok = m_state.IsArrayType(typeNS, typeName, *m_wsdl)
-                            ? Array(typeNS, typeName, content, result)
-                            : Struct(typeNS, typeName, content, result);
-        m_state.active.pop_back();
-        if (ok && named) {
-            detail::ValueBuilder::SetName(result, Tree::Local(element));
-            detail::ValueBuilder::SetNS(result, Tree::TypeNS(element));
-        }
-        return ok;
+        return Complex(element, referenced, named, typeNS, typeName,
+                       m_state.IsArrayType(typeNS, typeName, *m_wsdl), nullptr, result);
     }
 
     bool Struct(std::u16string_view typeNS, std::u16string_view typeName, Node element,
                 WMSOAPStructMember& result) {
-        if (!m_state.Charge(1)) {
-            return false;
-        }
-        std::size_t const createdBefore = m_state.created;
-        WMSOAPStructType members;
-        detail::ValueBuilder::Reserve(members, Tree::ChildCount(element));
-        for (Node child : Tree::Children(element)) {
-            ValueReadState::MemberType uncached;  // holds the answer when the list is full
-            ValueReadState::MemberType const* memberType = m_state.FindMemberType(
-                typeNS, typeName, Tree::Local(child), Tree::NS(child), *m_wsdl, uncached);
-            if (memberType == nullptr) {
-                return false;
-            }
-            Node content = Content(child);
-            if (content == nullptr) {
-                return false;
-            }
-            std::size_t const before = m_state.created;
-            // Read in place; a failure drops the whole struct.
-            WMSOAPStructMember& value = detail::ValueBuilder::AppendNew(members);
-            // The member is named by its accessor below, whatever its content says.
-            bool converted = false;
-            bool const ok = IsSimpleTypeNamespace(memberType->typeNS)
-                                ? BuiltIn(content, memberType->typeName, value, converted)
-                                : Complex(child, content == child ? nullptr : content, false,
-                                          memberType->typeNS, memberType->typeName, value);
-            if (!ok || !m_state.ChargeCopy(m_state.created - before)) {
-                return false;
-            }
-            detail::ValueBuilder::SetName(value, Tree::Local(child));
-            detail::ValueBuilder::SetNS(value, memberType->ns);
-        }
-        if (!m_state.ChargeCopy(m_state.created - createdBefore)) {
-            return false;
-        }
-        detail::ValueBuilder::SetStruct(result, std::move(members));
-        return true;
+        return Struct(typeNS, typeName, element, nullptr, result);
     }
 
     bool Array(std::u16string_view typeNS, std::u16string_view typeName, Node element,
@@ -305,6 +259,7 @@ public:
                                                                          Tree::ChildCount(element))
                                                              : 0;
         std::size_t index = 0;
+        MemberMemo memo;
         for (Node child : Tree::Children(element)) {
             Node item = Content(child);
             if (item == nullptr) {
@@ -316,7 +271,7 @@ public:
             }
             // Read in place; a failure drops the whole array.
             WMSOAPStructMember& value = detail::ValueBuilder::AppendNew(items.back());
-            if (!Item(child, item, itemKind, itemTypeNS, itemTypeName, value) ||
+            if (!Item(child, item, itemKind, itemTypeNS, itemTypeName, memo, value) ||
                 !m_state.Charge(1) || !m_state.ChargeCopy(m_state.created - before)) {
                 return false;
             }
@@ -349,16 +304,101 @@ private:
         return exact ? sizes[1] : 0;
     }
 
+    // The items of an array are structs of one type whose members come in the same order:
+    // `memo` holds, by position, the entries that answered for the item before, which are
+    // tried first.
+    using MemberMemo = std::vector<ValueReadState::Member const*>;
+
+    bool Complex(Node element, Node referenced, bool named, std::u16string_view typeNS,
+                 std::u16string_view typeName, bool isArray, MemberMemo* memo,
+                 WMSOAPStructMember& result) {
+        Node content = referenced != nullptr ? referenced : element;
+        // References can nest values deeper than the document; hold them to the parser's limit.
+        if (m_state.active.size() >= static_cast<std::size_t>(WMXMLParser::kMaxNestingDepth)) {
+            return false;
+        }
+        m_state.active.push_back(content);
+        bool const ok = isArray ? Array(typeNS, typeName, content, result)
+                                : Struct(typeNS, typeName, content, memo, result);
+        m_state.active.pop_back();
+        if (ok && named) {
+            detail::ValueBuilder::SetName(result, Tree::Local(element));
+            detail::ValueBuilder::SetNS(result, Tree::TypeNS(element));
+        }
+        return ok;
+    }
+
+    bool Struct(std::u16string_view typeNS, std::u16string_view typeName, Node element,
+                MemberMemo* memo, WMSOAPStructMember& result) {
+        if (!m_state.Charge(1)) {
+            return false;
+        }
+        std::size_t const createdBefore = m_state.created;
+        WMSOAPStructType members;
+        detail::ValueBuilder::Reserve(members, Tree::ChildCount(element));
+        std::size_t position = 0;
+        // Holds a member's answer when the list is full, until the next member's.
+        ValueReadState::MemberType uncached;
+        for (Node child : Tree::Children(element)) {
+            ValueReadState::MemberType const* memberType = nullptr;
+            std::u16string_view const name = Tree::Local(child);
+            std::u16string_view const ns = Tree::NS(child);
+            if (memo != nullptr && position < memo->size() && (*memo)[position] != nullptr &&
+                TextEquals((*memo)[position]->name, name) &&
+                TextEquals((*memo)[position]->ns, ns)) {
+                memberType = &(*memo)[position]->answer;
+            } else {
+                ValueReadState::Member const* entry = nullptr;
+                memberType =
+                    m_state.FindMemberType(typeNS, typeName, name, ns, *m_wsdl, uncached, &entry);
+                if (memo != nullptr) {
+                    if (position >= memo->size()) {
+                        memo->resize(position + 1);
+                    }
+                    (*memo)[position] = entry;
+                }
+            }
+            ++position;
+            if (memberType == nullptr) {
+                return false;
+            }
+            Node content = Content(child);
+            if (content == nullptr) {
+                return false;
+            }
+            std::size_t const before = m_state.created;
+            // Read in place; a failure drops the whole struct.
+            WMSOAPStructMember& value = detail::ValueBuilder::AppendNew(members);
+            // The member is named by its accessor below, whatever its content says.
+            bool converted = false;
+            bool const ok = IsSimpleTypeNamespace(memberType->typeNS)
+                                ? BuiltIn(content, memberType->typeName, value, converted)
+                                : Complex(child, content == child ? nullptr : content, false,
+                                          memberType->typeNS, memberType->typeName, value);
+            if (!ok || !m_state.ChargeCopy(m_state.created - before)) {
+                return false;
+            }
+            detail::ValueBuilder::SetName(value, name);
+            detail::ValueBuilder::SetNS(value, memberType->ns);
+        }
+        if (!m_state.ChargeCopy(m_state.created - createdBefore)) {
+            return false;
+        }
+        detail::ValueBuilder::SetStruct(result, std::move(members));
+        return true;
+    }
+
     static bool IsAnyType(std::u16string_view name) {
         return name == u"anyType" || name == u"ur-type";
     }
 
     bool Item(Node child, Node item, DataType itemKind, std::u16string_view itemTypeNS,
-              std::u16string_view itemTypeName, WMSOAPStructMember& value) {
+              std::u16string_view itemTypeName, MemberMemo& memo, WMSOAPStructMember& value) {
         // A complex item reached through an href is named after the referring item element.
         Node const referenced = item == child ? nullptr : item;
         if (itemKind == DataType::SOAP_STRUCT || itemKind == DataType::SOAP_ARRAY) {
-            return Complex(child, referenced, true, itemTypeNS, itemTypeName, value);
+            return Complex(child, referenced, true, itemTypeNS, itemTypeName,
+                           itemKind == DataType::SOAP_ARRAY, &memo, value);
         }
         if (!IsAnyType(itemTypeName)) {
             return NamedBuiltIn(item, itemTypeName, value);

@@ -4,14 +4,16 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <deque>
+#include <cstring>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "xml/chars.h"
 #include "xml/model_impl.h"
 #include "xml/noinline.h"
 #include "xml/reader_scan.h"
+#include "xml/thread_lists.h"
 
 namespace corvane {
 namespace detail {
@@ -646,8 +648,37 @@ public:
           m_arena(*document.m_arena),
           m_namespaces(*document.m_namespaces),
           m_budget(kBudgetPerUnit * text.size() + kBudgetBase),
-          m_seed(document.m_namespaces->seed),
-          m_prefixSlots(16) {}
+          m_seed(document.m_namespaces->seed) {
+        m_spare = BorrowThreadLists<Lists>();
+        if (m_spare != nullptr) {
+            SwapLists(*m_spare);
+        }
+        if (m_prefixSlots.empty()) {
+            m_prefixSlots.resize(16);
+        }
+        if (m_recordSlots.empty()) {
+            m_recordSlots.resize(64);
+        }
+    }
+
+    ~NodeReader() {
+        if (m_spare == nullptr) {
+            return;
+        }
+        EmptyKept(m_attrs);
+        EmptyKept(m_decls);
+        EmptyKept(m_ownEntries);
+        EmptyKept(m_textStack);
+        EmptyKept(m_prefixes);
+        EmptyKept(m_undo);
+        EmptySlots(m_prefixSlots);
+        EmptySlots(m_recordSlots);
+        SwapLists(*m_spare);
+        m_spare->lent = false;
+    }
+
+    NodeReader(NodeReader const&) = delete;
+    NodeReader& operator=(NodeReader const&) = delete;
 
     // Like WMXMLParser, keeps the root once it is complete, even when what follows it fails.
     void ParseDocument(XMLNode const*& root) {
@@ -670,7 +701,6 @@ private:
     static constexpr std::size_t kMaxInternedLength = 256;
     struct NameRecord {
         std::u16string_view qname;
-        std::uint64_t hash = 0;
         XMLNamespace const* ns = nullptr;  // last resolution, null before the first
         std::uint32_t scope = 0;           // scope of the last resolution made in one
         std::int64_t slot = -1;            // which string of that scope it took
@@ -679,6 +709,12 @@ private:
         std::size_t colon = std::u16string_view::npos;
         bool manyColons = false;
         std::size_t prefixIndex = 0;
+    };
+
+    // The slots carry the hashes, so that growing the table reads no record.
+    struct RecordSlot {
+        std::uint64_t hash;
+        NameRecord* record;
     };
 
     // The shape of a name, from its record when it has one.
@@ -697,6 +733,43 @@ private:
         std::u16string_view prefix;
         XMLNamespace const* uri = nullptr;  // the binding in effect, null when none
     };
+
+    // ---- work lists
+
+    // The lists a thread keeps from one parse to the next.
+    struct Lists {
+        std::vector<XMLAttr> attrs;
+        std::vector<std::size_t> decls;
+        std::vector<std::pair<std::u16string_view, XMLNamespace const*>> ownEntries;
+        std::u16string textStack;
+        std::vector<PrefixSlot> prefixes;
+        std::vector<std::pair<std::uint64_t, std::size_t>> prefixSlots;
+        std::vector<std::pair<std::size_t, XMLNamespace const*>> undo;
+        std::vector<RecordSlot> recordSlots;
+        bool lent = false;
+    };
+
+    void SwapLists(Lists& lists) {
+        m_attrs.swap(lists.attrs);
+        m_decls.swap(lists.decls);
+        m_ownEntries.swap(lists.ownEntries);
+        m_textStack.swap(lists.textStack);
+        m_prefixes.swap(lists.prefixes);
+        m_prefixSlots.swap(lists.prefixSlots);
+        m_undo.swap(lists.undo);
+        m_recordSlots.swap(lists.recordSlots);
+    }
+
+    template <class Slots>
+    static void EmptySlots(Slots& slots) {
+        if (slots.size() > kKeptEntries) {
+            Slots().swap(slots);
+        } else if constexpr (std::is_trivially_copyable_v<typename Slots::value_type>) {
+            std::memset(slots.data(), 0, slots.size() * sizeof(typename Slots::value_type));
+        } else {
+            std::fill(slots.begin(), slots.end(), typename Slots::value_type());
+        }
+    }
 
     // ---- reading characters
 
@@ -1113,33 +1186,35 @@ private:
         std::uint64_t const hash = NameHash(qname);
         std::size_t mask = m_recordSlots.size() - 1;
         std::size_t i = hash & mask;
-        for (; m_recordSlots[i]; i = (i + 1) & mask) {
-            NameRecord* record = m_recordSlots[i];
-            if (record->hash == hash && SameShort(record->qname, qname)) {
+        for (; m_recordSlots[i].record; i = (i + 1) & mask) {
+            NameRecord* record = m_recordSlots[i].record;
+            if (m_recordSlots[i].hash == hash && SameShort(record->qname, qname)) {
                 m_front[front] = record;
                 return record;
             }
         }
-        m_records.emplace_back();
-        NameRecord* record = &m_records.back();
+        // Records live as long as the namespace records: event mode frees the arena's nodes.
+        NameRecord* record = m_namespaces.storage.Make<NameRecord>();
+        ++m_recordCount;
         record->qname = qname;
-        record->hash = hash;
         NameShape const shape = ShapeOf(qname);
         record->colon = shape.colon;
         record->manyColons = shape.manyColons;
         record->prefixIndex = shape.prefixIndex;
-        if ((m_records.size() + 1) * 2 > m_recordSlots.size()) {
-            m_recordSlots.assign(m_recordSlots.size() * 2, nullptr);
-            mask = m_recordSlots.size() - 1;
-            for (NameRecord& entry : m_records) {
-                std::size_t j = entry.hash & mask;
-                while (m_recordSlots[j]) {
-                    j = (j + 1) & mask;
+        m_recordSlots[i] = {hash, record};
+        if ((m_recordCount + 1) * 2 > m_recordSlots.size()) {
+            std::vector<RecordSlot> grown(m_recordSlots.size() * 2);
+            mask = grown.size() - 1;
+            for (RecordSlot const& entry : m_recordSlots) {
+                if (entry.record) {
+                    std::size_t j = entry.hash & mask;
+                    while (grown[j].record) {
+                        j = (j + 1) & mask;
+                    }
+                    grown[j] = entry;
                 }
-                m_recordSlots[j] = &entry;
             }
-        } else {
-            m_recordSlots[i] = record;
+            m_recordSlots.swap(grown);
         }
         m_front[front] = record;
         return record;
@@ -1361,10 +1436,10 @@ private:
             anyPrefixed = anyPrefixed || attr.prefixed;
         }
         // Unprefixed attributes share their key's stem and differ in name (ParseAttribute
-        // refused a repeated name), so only a prefixed one can repeat a key. Every error here
-        // is the same one, on the same line, so checking after resolving them all changes
-        // nothing a caller sees.
-        if (!anyPrefixed) {
+        // refused a repeated name), so only a prefixed one can repeat a key, and only another's.
+        // Every error here is the same one, on the same line, so checking after resolving them all
+        // changes nothing a caller sees.
+        if (!anyPrefixed || n == 1) {
             return;
         }
         m_names.Clear();
@@ -1492,6 +1567,10 @@ private:
         m_names.Clear();
         for (;;) {
             ParseWhiteSpace();
+            // Most tags end here: neither ">" nor "/" starts a name, so no attribute follows.
+            if (!m_overrun && m_cur < m_end && (*m_cur == u'>' || *m_cur == u'/')) {
+                break;
+            }
             if (!ParseAttribute()) {
                 break;
             }
@@ -1811,8 +1890,9 @@ private:
     std::vector<std::pair<std::size_t, XMLNamespace const*>> m_undo;
     std::uint32_t m_scopeCount = 0;
 
-    std::deque<NameRecord> m_records;
-    std::vector<NameRecord*> m_recordSlots = std::vector<NameRecord*>(64, nullptr);
+    std::size_t m_recordCount = 0;
+    std::vector<RecordSlot> m_recordSlots;
+    Lists* m_spare = nullptr;  // the thread's lists, while this parse holds them
     NameRecord* m_front[kFront] = {};
 };
 

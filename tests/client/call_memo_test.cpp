@@ -5,8 +5,7 @@
 
 #include <string>
 
-#include "support/loopback.h"
-#include "support/support.h"
+#include "support/peer_calls.h"
 
 namespace corvane::test {
 namespace {
@@ -19,19 +18,12 @@ std::string Replaced(std::string text, std::string const& from, std::string cons
     return text;
 }
 
-std::string Answer(char const* operation) {
-    return HttpAnswer(
-        "HTTP/1.1 200 OK", "text/xml",
-        std::string("<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/"
-                    "envelope/\"><SOAP-ENV:Body><m:") +
-            operation + "Response xmlns:m=\"urn:calls\"/></SOAP-ENV:Body></SOAP-ENV:Envelope>");
-}
-
 TEST(CallMemo, InitializeWithAnotherDescriptionForgetsTheOperation) {
     LoopbackServer server;
-    for (int connection : {1, 3}) {
-        server.SetAnswer(connection, Answer("CheckSSL"));
-        server.SetAnswer(connection + 1, Answer("swap"));
+    for (int connection : {1, 2, 3, 4}) {  // each Initialize probes CheckSSL, then swap
+        server.SetAnswer(
+            connection, HttpAnswer("HTTP/1.1 200 OK", "text/xml",
+                                   CannedEnvelope(connection % 2 ? "CheckSSL 0" : "swap nothing")));
     }
     TempDir dir;
     std::string const wsdl =

@@ -22,10 +22,6 @@ std::string Fault() {
     return HttpAnswer("HTTP/1.1 500 Internal Server Error", "text/xml", CannedEnvelope("fault"));
 }
 
-bool Contains(std::string const& text, std::string const& part) {
-    return text.find(part) != std::string::npos;
-}
-
 // The body of a call of CheckSSL, which takes no parameters.
 std::string const kCheckSSLBody =
     "<SOAP-ENV:Body><m:CheckSSL "

@@ -9,20 +9,11 @@
 namespace corvane::test {
 namespace {
 
-WMSOAPAutomationProxy StandardProxy() {
-    WMSOAPAutomationProxy proxy;
-    WMWireOptions options;
-    options.standard = true;
-    options.gzip = false;
-    proxy.SetWireOptions(options);
-    return proxy;
-}
-
 TEST(WireProxy, PostsUtf8WithByteLengthAndNothingAfterTheBody) {
     LoopbackServer server;
     server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", "text/xml; charset=utf-8",
                                 "<r>\xE6\x9D\xB1\xF0\x9F\x98\x80</r>"));
-    WMSOAPAutomationProxy proxy = StandardProxy();
+    WMSOAPAutomationProxy proxy = ProxyIn(true);
     WMSOAPMessage message;
     message.SetBuffer(u"<x>Gr\u00fc\u00dfe \U0001F600</x>");
     ASSERT_EQ(ProxyExchange(proxy, server.Port(), message), u"");
@@ -50,7 +41,7 @@ TEST(WireProxy, DecodesTheAnswerByItsMarkOrCharset) {
         LoopbackServer server;
         server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", row.input.substr(0, bar),
                                     Narrow(Unescape(row.input.substr(bar + 3)))));
-        WMSOAPAutomationProxy proxy = StandardProxy();
+        WMSOAPAutomationProxy proxy = ProxyIn(true);
         WMSOAPMessage message;
         message.SetBuffer(u"<q/>");
         const bool fault = row.expected.rfind("! ", 0) == 0;
@@ -62,7 +53,7 @@ TEST(WireProxy, DecodesTheAnswerByItsMarkOrCharset) {
 }
 
 TEST(WireProxy, FailuresSayWhy) {
-    WMSOAPAutomationProxy proxy = StandardProxy();
+    WMSOAPAutomationProxy proxy = ProxyIn(true);
     WMSOAPMessage message;
     message.SetBuffer(u"<x>\xD83D</x>");
     const std::string closed = std::to_string(UnusedPort());

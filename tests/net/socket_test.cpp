@@ -74,8 +74,7 @@ TEST(SocketRun, PeerClosingRightAfterSendingIsDrainedBeforeClose) {
     LoopbackServer server(script);
     Recorder socket;
     socket.chunks = {"ping"};
-    Ipv4Address address = Loopback(server.Port());
-    ASSERT_TRUE(socket.Connect(address.Get(), 0));
+    ASSERT_TRUE(socket.Connect(Loopback(server.Port()).Get(), 0));
     EXPECT_EQ(server.Received(), "ping");
     EXPECT_EQ(socket.data, "abcdefghijklmnopqrstuvwxyz");
     EXPECT_EQ(socket.log.rfind("connect;", 0), 0u);
@@ -100,8 +99,7 @@ TEST(SocketRun, LargeSendIsQueuedAndLaterSendsKeepTheirOrder) {
     Recorder socket;
     socket.smallSendBuffer = true;
     socket.chunks = {big, "B", "CC"};
-    Ipv4Address address = Loopback(server.Port());
-    ASSERT_TRUE(socket.Connect(address.Get(), 0));
+    ASSERT_TRUE(socket.Connect(Loopback(server.Port()).Get(), 0));
     EXPECT_TRUE(socket.sent);
     ASSERT_EQ(socket.queuedAfterSend.size(), 3u);
     EXPECT_EQ(socket.queuedAfterSend[0], 1u);  // the rest of the first send waits
@@ -124,8 +122,7 @@ TEST(SocketRun, HandlerThatNeverReadsStillEndsOnClose) {
             return Send(&byte, 1);
         }
     } socket;
-    Ipv4Address address = Loopback(server.Port());
-    EXPECT_TRUE(socket.Connect(address.Get(), 0));
+    EXPECT_TRUE(socket.Connect(Loopback(server.Port()).Get(), 0));
 }
 
 TEST(SocketRun, SilentPeerFailsWith258) {
@@ -135,8 +132,7 @@ TEST(SocketRun, SilentPeerFailsWith258) {
     LoopbackServer server(script);
     Recorder socket(200);
     socket.chunks = {"?"};
-    Ipv4Address address = Loopback(server.Port());
-    EXPECT_FALSE(socket.Connect(address.Get(), 0));
+    EXPECT_FALSE(socket.Connect(Loopback(server.Port()).Get(), 0));
     EXPECT_EQ(socket.LastError(), 258);
     EXPECT_FALSE(socket.IsConnected());
 }
@@ -160,8 +156,7 @@ TEST(SocketRun, GuardsBeforeARun) {
     EXPECT_EQ(socket.nestedError, 10056);
 
     Recorder refused;
-    Ipv4Address nowhere = Loopback(corvane::test::UnusedPort());
-    EXPECT_FALSE(refused.Connect(nowhere.Get(), 0));
+    EXPECT_FALSE(refused.Connect(Loopback(corvane::test::UnusedPort()).Get(), 0));
     EXPECT_EQ(refused.LastError(), 10061);
 
     struct NotStarted : Recorder {

@@ -20,11 +20,9 @@ TEST(CodePageBlocks, EveryByteRoundTripsAtEveryLengthAndOffset) {
     for (std::size_t length : {0u, 1u, 15u, 16u, 17u, 31u, 32u, 33u, 768u}) {
         for (std::size_t offset : {0u, 1u, 5u}) {
             std::string const piece = bytes.substr(offset, length);
-            std::u16string const wide = platform::AnsiToWide(piece);
-            ASSERT_EQ(wide.size(), piece.size());
-            for (std::size_t i = 0; i < piece.size(); ++i) {
-                ASSERT_EQ(wide[i], static_cast<unsigned char>(piece[i])) << length << " " << i;
-            }
+            auto const* units = reinterpret_cast<unsigned char const*>(piece.data());
+            std::u16string const wide(units, units + piece.size());
+            ASSERT_EQ(platform::AnsiToWide(piece), wide) << length << " " << offset;
             EXPECT_EQ(platform::WideToAnsi(wide), piece);
         }
     }

@@ -186,9 +186,7 @@ void LoopbackServer::Answer(int connection, int fd) {
         } else {
             pieces = script_.reply;
         }
-        if (script_.closeAfter > 0) {
-            budget = script_.closeAfter;
-        }
+        budget = script_.closeAfter > 0 ? script_.closeAfter : budget;
     }
     if (script_.silent) {
         // Stay connected without a word until the client gives up and closes.

@@ -43,6 +43,10 @@ inline WMString DescriptionCopy(const TempDir& dir, const std::string& relative,
     return u"file://" + Widen(dir.Write(relative.substr(relative.rfind('/') + 1), text));
 }
 
+inline bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
 // The canned envelope `name` of tests/data/client/answers.txt.
 inline std::string CannedEnvelope(const std::string& name) {
     for (const TableRow& row : ReadTable("client/answers.txt")) {
@@ -51,6 +55,20 @@ inline std::string CannedEnvelope(const std::string& name) {
         }
     }
     return "no canned envelope " + name;
+}
+
+// Wire options without compression, so that requests read as they were sent.
+inline WMWireOptions Wire(bool standard) {
+    WMWireOptions options;
+    options.standard = standard;
+    options.gzip = false;
+    return options;
+}
+
+inline WMSOAPAutomationProxy ProxyIn(bool standard) {
+    WMSOAPAutomationProxy proxy;
+    proxy.SetWireOptions(Wire(standard));
+    return proxy;
 }
 
 // One exchange of the automation proxy with 127.0.0.1:`port`, or with the URL `path`: "" when

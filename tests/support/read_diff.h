@@ -15,6 +15,7 @@
 #include <string>
 
 #include "soap/envelope_reader.h"
+#include "support/values.h"
 
 namespace corvane::test {
 
@@ -27,30 +28,24 @@ struct ReadInput {
     bool standard = false;  // the standard wire mode's typed values (an extension)
 };
 
-inline void DumpText(std::string& out, WMString const& text) {
-    std::string utf8;
-    WideStringToUTF8(text, utf8);
-    out += '"' + utf8 + '"';
+template <class... Texts>
+void DumpText(std::string& out, Texts const&... texts) {
+    ((out += '"' + Utf8(texts) + '"'), ...);
 }
 
 // A value with its name, namespace, kind and every slot (stale ones too: they are kept).
 inline void DumpValue(std::string& out, WMSOAPStructMember const& constValue) {
     WMSOAPStructMember value = constValue;
     out += '(';
-    DumpText(out, value.GetName());
-    DumpText(out, value.GetNS());
+    DumpText(out, value.GetName(), value.GetNS());
     char numbers[64];
     std::snprintf(numbers, sizeof numbers, " k%d l%d d%a ", static_cast<int>(value.GetDataType()),
                   static_cast<int>(value.LongValue()), value.DoubleValue());
     out += numbers;
     DumpText(out, value.StringValue());
     out += " {";
-    WMString name;
-    WMSOAPStructMember member;
-    long position = 0;
-    for (bool more = value.StructValue().GetFirstMember(&name, member, &position); more;
-         more = value.StructValue().GetNextMember(&name, member, &position)) {
-        DumpValue(out, member);
+    for (auto const& member : MembersOf(value.StructValue())) {
+        DumpValue(out, member.second);
     }
     out += "} [";
     for (WMSOAPStructType const& item : value.ArrayValue()) {
@@ -63,12 +58,10 @@ inline void DumpValue(std::string& out, WMSOAPStructMember const& constValue) {
 
 inline std::string DumpMessage(WMSOAPMessage& message) {
     std::string out = "method ";
-    DumpText(out, message.GetMethodNS());
-    DumpText(out, message.GetMethodName());
+    DumpText(out, message.GetMethodNS(), message.GetMethodName());
     out += message.IsSOAPFault() ? "\nfault " : "\nno fault ";
-    DumpText(out, message.GetSOAPFaultCode());
-    DumpText(out, message.GetSOAPFaultString());
-    DumpText(out, message.GetSOAPFaultActor());
+    DumpText(out, message.GetSOAPFaultCode(), message.GetSOAPFaultString(),
+             message.GetSOAPFaultActor());
     out += message.GetSOAPFaultNeedDetail() ? " detail" : " -";
     out += message.IsLocalFault() ? " local" : " received";
     out += message.IsLiteralFault() ? " literal" : "";
@@ -85,9 +78,7 @@ inline std::string DumpMessage(WMSOAPMessage& message) {
     for (bool more = message.GetFirstHeaderElem(ns, name, value, mustUnderstand, actor, position);
          more; more = message.GetNextHeaderElem(ns, name, value, mustUnderstand, actor, position)) {
         out += "\nheader ";
-        DumpText(out, ns);
-        DumpText(out, name);
-        DumpText(out, actor);
+        DumpText(out, ns, name, actor);
         out += mustUnderstand ? " mu " : " - ";
         DumpValue(out, value);
     }
@@ -96,25 +87,20 @@ inline std::string DumpMessage(WMSOAPMessage& message) {
          more; more = message.GetNextHeaderElemLit(ns, name, xml, mustUnderstand, actor, style,
                                                    position)) {
         out += "\nliteral header ";
-        DumpText(out, ns);
-        DumpText(out, name);
-        DumpText(out, actor);
-        DumpText(out, style);
+        DumpText(out, ns, name, actor, style);
         out += mustUnderstand ? " mu " : " - ";
         DumpText(out, xml);
     }
     for (bool more = message.GetFirstFaultDetailElem(ns, name, value, position); more;
          more = message.GetNextFaultDetailElem(ns, name, value, position)) {
         out += "\ndetail ";
-        DumpText(out, ns);
-        DumpText(out, name);
+        DumpText(out, ns, name);
         DumpValue(out, value);
     }
     for (bool more = message.GetFirstMethodParam(ns, name, value, isInput, isOutput, position);
          more; more = message.GetNextMethodParam(ns, name, value, isInput, isOutput, position)) {
         out += "\nparam ";
-        DumpText(out, ns);
-        DumpText(out, name);
+        DumpText(out, ns, name);
         out += isInput ? " in" : " -";
         out += isOutput ? " out " : " - ";
         DumpValue(out, value);
@@ -162,9 +148,7 @@ inline std::string ReadAndDump(WMSOAPWSDLClient& wsdl, ReadInput const& input, b
         } catch (WMSOAPFault* raised) {
             std::unique_ptr<WMSOAPFault> fault(raised);
             out += "thrown ";
-            DumpText(out, fault->GetFaultCode());
-            DumpText(out, fault->GetFaultString());
-            DumpText(out, fault->GetFaultActor());
+            DumpText(out, fault->GetFaultCode(), fault->GetFaultString(), fault->GetFaultActor());
             out += fault->GetNeedDetail() ? " detail\n" : " -\n";
         }
         out += DumpMessage(message);

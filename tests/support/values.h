@@ -29,18 +29,10 @@ inline std::string Utf8(const WMString& text) {
 // conversion drops zero units).
 inline std::string Escaped(const WMString& text) {
     std::string out;
-    std::size_t run = 0;
-    for (std::size_t i = 0; i <= text.size(); ++i) {
-        if (i < text.size() && text[i] >= 0x20 && text[i] != u'"' && text[i] != u'\\') {
-            continue;
-        }
-        out += Utf8(text.substr(run, i - run));
-        if (i < text.size()) {
-            char unit[8];
-            std::snprintf(unit, sizeof unit, "\\u%04x", static_cast<unsigned>(text[i]));
-            out += unit;
-        }
-        run = i + 1;
+    for (const char16_t c : text) {
+        char unit[8];
+        std::snprintf(unit, sizeof unit, "\\u%04x", static_cast<unsigned>(c));
+        out += c >= 0x20 && c != u'"' && c != u'\\' ? Utf8(WMString(1, c)) : unit;
     }
     return out;
 }
@@ -48,13 +40,22 @@ inline std::string Escaped(const WMString& text) {
 // `exact`: texts escaped and doubles to the last bit, as C's hexadecimal form (any NaN as "nan").
 inline std::string Show(const WMSOAPStructMember& constMember, bool exact = false);
 
-inline std::string ShowStruct(const WMSOAPStructType& value, bool exact = false) {
-    std::string out = "{";
+inline std::vector<std::pair<WMString, WMSOAPStructMember>> MembersOf(
+    const WMSOAPStructType& value) {
+    std::vector<std::pair<WMString, WMSOAPStructMember>> members;
     WMString name;
     WMSOAPStructMember member;
     long position = 0;
     for (bool more = value.GetFirstMember(&name, member, &position); more;
          more = value.GetNextMember(&name, member, &position)) {
+        members.emplace_back(name, member);
+    }
+    return members;
+}
+
+inline std::string ShowStruct(const WMSOAPStructType& value, bool exact = false) {
+    std::string out = "{";
+    for (const auto& [name, member] : MembersOf(value)) {
         out += (out.size() > 1 ? "," : "") + Utf8(name) + "=" + Show(member, exact);
     }
     return out + "}";
@@ -84,13 +85,11 @@ inline std::string Show(const WMSOAPStructMember& constMember, bool exact) {
             out << ShowStruct(member.StructValue(), exact);
             break;
         case WMSOAPStructMember::SOAPDataMember::SOAP_ARRAY: {
-            out << "[";
-            bool first = true;
+            std::string items;
             for (const WMSOAPStructType& item : member.ArrayValue()) {
-                out << (first ? "" : ",") << ShowStruct(item, exact);
-                first = false;
+                items += (items.empty() ? "" : ",") + ShowStruct(item, exact);
             }
-            out << "]";
+            out << "[" << items << "]";
             break;
         }
         default:
@@ -107,19 +106,6 @@ inline std::string Difference(const WMSOAPStructMember& expected, const WMSOAPSt
     const std::string want = Show(expected, true);
     const std::string got = Show(actual, true);
     return want == got ? "" : what + ": expected " + want + ", got " + got;
-}
-
-inline std::vector<std::pair<WMString, WMSOAPStructMember>> MembersOf(
-    const WMSOAPStructType& value) {
-    std::vector<std::pair<WMString, WMSOAPStructMember>> members;
-    WMString name;
-    WMSOAPStructMember member;
-    long position = 0;
-    for (bool more = value.GetFirstMember(&name, member, &position); more;
-         more = value.GetNextMember(&name, member, &position)) {
-        members.emplace_back(name, member);
-    }
-    return members;
 }
 
 // Every byte value once, as callers hold binary data: one character per byte.

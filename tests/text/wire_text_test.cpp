@@ -1,5 +1,5 @@
-// The standard wire mode's UTF-8 both ways: every length of sequence, and where each refusal
-// points.
+// The standard wire mode's UTF-8 both ways: every length of sequence, at every position across
+// the bounds of the blocks markup is taken in, and where each refusal points.
 #include <gtest/gtest.h>
 
 #include <iterator>
@@ -27,11 +27,14 @@ TEST(WireText, EncodesAndDecodesEverySequenceLength) {
          "e \xE6\x9D\xB1\xE4\xBA\xAC \xF0\x9F\x98\x80!"},
     };
     std::vector<Case> all(std::begin(cases), std::end(cases));
-    // Runs of markup are taken whole words at a time: a non-ASCII character at every offset.
-    for (std::size_t n = 0; n < 12; ++n) {
-        all.push_back(
-            {WMString(n, u'a') + u"\u00e9" + WMString(11 - n, u'b') + u"\U0001F600xyz",
-             std::string(n, 'a') + "\xC3\xA9" + std::string(11 - n, 'b') + "\xF0\x9F\x98\x80xyz"});
+    // Runs of markup are taken whole blocks at a time: a character of each encoded length at
+    // every position across two blocks' bounds.
+    for (const Case& one : {Case{u"\u00e9", "\xC3\xA9"}, Case{u"\u6771", "\xE6\x9D\xB1"},
+                            Case{u"\U0001F600", "\xF0\x9F\x98\x80"}}) {
+        for (std::size_t n = 0; n < 40; ++n) {
+            all.push_back({WMString(n, u'a') + one.text + WMString(40 - n, u'b'),
+                           std::string(n, 'a') + one.bytes + std::string(40 - n, 'b')});
+        }
     }
     for (const Case& c : all) {
         std::string bytes = "left over";
@@ -50,6 +53,7 @@ TEST(WireText, RefusalsNameTheirPosition) {
         {WMString(u"ab") + u'\xD800', 2},
         {WMString(u"a") + u'\xDC00' + u"b", 1},
         {WMString(u"\U0001F600") + u'\xD83D' + u'\xD83D' + u'\xDE00', 2},
+        {WMString(37, u'x') + u'\xDC00' + WMString(20, u'y'), 37},  // deep in a block
     };
     for (const auto& [text, position] : unpaired) {
         std::string bytes;
@@ -58,9 +62,11 @@ TEST(WireText, RefusalsNameTheirPosition) {
         EXPECT_EQ(bad, position);
     }
     const std::pair<std::string, std::size_t> invalid[] = {
-        {"ab\x80", 2},           {"a\xC0\xAF", 1},        {"\xE0\x80\xAF", 0},
-        {"ok\xED\xA0\x80", 2},   {"\xF4\x90\x80\x80", 0}, {"abc\xE6\x9D", 3},
-        {"\xF8\x88\x80\x80", 0}, {"x\xC3(", 1},           {"0123456789\xFF", 10},
+        {"ab\x80", 2},           {"a\xC0\xAF", 1},
+        {"\xE0\x80\xAF", 0},     {"ok\xED\xA0\x80", 2},
+        {"\xF4\x90\x80\x80", 0}, {"abc\xE6\x9D", 3},
+        {"\xF8\x88\x80\x80", 0}, {"x\xC3(", 1},
+        {"0123456789\xFF", 10},  {std::string(37, 'x') + "\x80" + std::string(20, 'y'), 37},
     };
     for (const auto& [bytes, position] : invalid) {
         WMString text;

@@ -30,11 +30,10 @@ private:
         for (corvane::WStringView part : key.part) {
             joined.append(part);
         }
-        auto it = m_attributes.find(joined);
-        if (it == m_attributes.end()) {
-            return std::nullopt;
-        }
-        return corvane::WStringView(it->second->GetValue());
+        const auto it = m_attributes.find(joined);
+        return it == m_attributes.end()
+                   ? std::nullopt
+                   : std::optional<corvane::WStringView>(it->second->GetValue());
     }
 
     const WMXMLAttributeMap& m_attributes;
@@ -275,12 +274,11 @@ private:
     }
 
     void Sequence(const char* what, const WMSequenceHandler* sequence) {
-        if (!sequence) {
-            return;
-        }
-        Line(what, Tns(*sequence));
-        for (const auto& element : sequence->GetElements()) {
-            Element("   member", *element);
+        if (sequence) {
+            Line(what, Tns(*sequence));
+            for (const auto& element : sequence->GetElements()) {
+                Element("   member", *element);
+            }
         }
     }
 

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <memory>
+#include <random>
+#include <string>
+#include <vector>
 
 #include "wsdl/description.h"
 #include "wsdl/wsdl_test_util.h"
@@ -11,33 +14,48 @@
 namespace corvane::test {
 namespace {
 
-std::vector<std::string> Enumerated(const HandlerTable<WMSOAPServiceHandler>& table) {
-    std::vector<std::string> names;
-    for (const auto& [name, handler] : table) {
-        names.push_back(Narrow(name));
+TEST(LoadTables, EveryInsertShowsInCodeUnitOrderAndIsFound) {
+    // A table of a few names is scanned, a larger one hashed: each insert on both sides of the
+    // limit shows in the next enumeration, in order. Long shared prefixes, names differing only
+    // in their last unit or length, and units above 0x7F (a surrogate sorts below U+FFFF,
+    // unlike in UTF-8 or code-point order).
+    std::vector<WMString> names;
+    for (const char16_t* name :
+         {u"m", u"b", u"z", u"", u"a", u"ab", u"abcd", u"abcde", u"abcc\u00e9", u"\xd800x",
+          u"\xffff", u"operation1Reques", u"operation1Requesu"}) {
+        names.emplace_back(name);
     }
-    return names;
-}
+    std::vector<WMString> many;
+    for (int i = 0; i < 600; ++i) {
+        many.push_back(Widen("operation" + std::to_string(i) + "Request"));
+    }
+    std::shuffle(many.begin(), many.end(), std::mt19937(7));
+    names.insert(names.end(), many.begin(), many.end());
 
-TEST(LoadTables, InsertsShowInTheNextEnumerationOnBothSidesOfTheScanLimit) {
-    // A table of a few names is scanned, a larger one hashed; each insert after an enumeration
-    // has to appear in the next one, in order.
     HandlerTable<WMSOAPServiceHandler> table;
-    std::vector<std::string> expected;
-    for (const char* name : {"m", "b", "z", "a", "mm", "c", "y", "d", "b2", "e", "a1", "b"}) {
-        auto handler = std::make_unique<WMSOAPServiceHandler>(Widen(name));
-        const bool fresh = !std::binary_search(expected.begin(), expected.end(), name);
-        EXPECT_EQ(table.Insert(Widen(name), handler), fresh) << name;
-        if (fresh) {
-            expected.insert(std::upper_bound(expected.begin(), expected.end(), name), name);
+    std::vector<WMString> expected;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        auto handler = std::make_unique<WMSOAPServiceHandler>(names[i]);
+        ASSERT_TRUE(table.Insert(names[i], handler));
+        EXPECT_FALSE(handler);
+        expected.insert(std::upper_bound(expected.begin(), expected.end(), names[i]), names[i]);
+        if (i > 20 && i + 1 < names.size()) {
+            continue;
         }
-        EXPECT_EQ(Enumerated(table), expected) << name;
-        for (const std::string& known : expected) {
-            ASSERT_NE(table.Find(Widen(known)), nullptr) << known;
-            EXPECT_EQ(Narrow(table.Find(Widen(known))->GetName()), known);
+        std::vector<WMString> enumerated;
+        for (const auto& [name, held] : table) {
+            enumerated.push_back(name);
+            EXPECT_EQ(table.Find(name), held.get());
+            EXPECT_EQ(held->GetName(), name);
         }
-        EXPECT_EQ(table.Find(u"zz"), nullptr);
+        EXPECT_EQ(enumerated, expected) << i;
+        EXPECT_EQ(table.Find(u"operation1Requ"), nullptr);
+        EXPECT_EQ(table.Find(u"operation600Request"), nullptr);
     }
+    // A taken name is refused and the handler stays with the caller.
+    auto again = std::make_unique<WMSOAPServiceHandler>(u"again");
+    EXPECT_FALSE(table.Insert(u"b", again));
+    EXPECT_TRUE(again);
 }
 
 TEST(LoadTables, ASharedSOAPActionNamesTheFirstOperationByName) {

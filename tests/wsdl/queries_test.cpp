@@ -7,13 +7,12 @@
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <random>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "support/loopback.h"
+#include "support/peer_calls.h"
 #include "support/support.h"
 #include "wsdl/description.h"
 #include "wsdl/wsdl_test_util.h"
@@ -75,14 +74,12 @@ TEST_F(Queries, MissingServicePortOrAddressFailButKeepTheDescription) {
     EXPECT_FALSE(lost.GetMethodSOAPAction(u"op", action));
     EXPECT_EQ(Narrow(action), "unchanged");
     // So does every query of a missing binding, operation, part or type.
-    for (const char* query : {"SOAPBindingTransport", "OpBindingStyle op",
-                              "OpNamesBySOAPAction \"urn:act\"", "SOAPInputBodyUse op"}) {
-        EXPECT_EQ(Ask(lost, query), "false") << query;
-    }
-    for (const char* query :
-         {"OperationReturnType nope|a", "OperationParamIndex op|nope", "ArrayType nope|urn:s"}) {
-        EXPECT_EQ(Ask(m_client, query), "false") << query;
-    }
+    EXPECT_EQ(AskAll(lost, {"SOAPBindingTransport", "OpBindingStyle op",
+                            "OpNamesBySOAPAction \"urn:act\"", "SOAPInputBodyUse op"}),
+              "; false; false; false; false");
+    EXPECT_EQ(AskAll(m_client, {"OperationReturnType nope|a", "OperationParamIndex op|nope",
+                                "ArrayType nope|urn:s"}),
+              "; false; false; false");
 }
 
 TEST_F(Queries, AnswerFromTheHandMadeDescriptionPortByPort) {
@@ -166,6 +163,7 @@ protected:
         std::string path = m_dir.Write("doc.wsdl", document);
         EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(path)));
         EXPECT_EQ(Outcome(parser), "none WSDL Schema Error: " + message);
+        EXPECT_EQ(corvane::detail::HandlerArena::Current(), nullptr);  // none left behind
     }
 
     TempDir m_dir;
@@ -253,14 +251,11 @@ TEST(RealDocuments, AnonymousTypesOfElementPartsAndLargeTypes) {
     EXPECT_EQ(std::count(members.begin(), members.end(), ' '), 56);
 }
 
-TEST(RealDocuments, ServiceOfAnImportedDocumentIsNotTheImporters) {
+TEST(RealDocuments, RefusedDocuments) {
     // The imported document's own service has another namespace than the importer's.
     WMSOAPWSDLClient three;
     EXPECT_FALSE(three.ReadServiceDesc(u"Import2", u"SoapInteropImport2Port",
                                        Location("import3/Import3.wsdl")));
-}
-
-TEST(RealDocuments, RefusedDocuments) {
     WMWSDLParser parser;
     EXPECT_FALSE(parser.LoadAndParseWSDLFile(Widen(DataDir() + "/header.wsdl")));
     EXPECT_EQ(Narrow(parser.GetLoadErrorMessage()),
@@ -274,43 +269,6 @@ TEST(RealDocuments, RefusedDocuments) {
 
 // How a description stores what it reads: the name tables, the shared namespace texts and the
 // arena the handlers live in.
-TEST(HandlerTable, EnumeratesInCodeUnitOrderAndFindsEveryName) {
-    // Long shared prefixes, names differing only in their last unit or length, and units above
-    // 0x7F (a surrogate sorts below U+FFFF, unlike in UTF-8 or code-point order).
-    std::vector<WMString> names;
-    for (int i = 0; i < 600; ++i) {
-        names.push_back(Widen("operation" + std::to_string(i) + "Request"));
-    }
-    for (const char16_t* odd : {u"", u"a", u"ab", u"abcd", u"abcde", u"abcc\u00e9", u"\xd800x",
-                                u"\xffff", u"operation1Reques", u"operation1Requesu"}) {
-        names.emplace_back(odd);
-    }
-    std::shuffle(names.begin(), names.end(), std::mt19937(7));
-
-    HandlerTable<WMSOAPServiceHandler> table;
-    for (const WMString& name : names) {
-        auto handler = std::make_unique<WMSOAPServiceHandler>(name);
-        ASSERT_TRUE(table.Insert(name, handler));
-        EXPECT_FALSE(handler);
-    }
-    // A taken name is refused and the handler stays with the caller.
-    auto again = std::make_unique<WMSOAPServiceHandler>(u"again");
-    EXPECT_FALSE(table.Insert(names.front(), again));
-    EXPECT_TRUE(again);
-
-    std::vector<WMString> sorted = names;
-    std::sort(sorted.begin(), sorted.end());
-    std::vector<WMString> enumerated;
-    for (const auto& [name, handler] : table) {
-        enumerated.push_back(name);
-        EXPECT_EQ(table.Find(name), handler.get());
-        EXPECT_EQ(handler->GetName(), name);
-    }
-    EXPECT_EQ(enumerated, sorted);
-    EXPECT_EQ(table.Find(u"operation1Requ"), nullptr);
-    EXPECT_EQ(table.Find(u"operation600Request"), nullptr);
-}
-
 TEST(HandlerTable, TakeMissingKeepsTheFirstDefinition) {
     HandlerTable<WMSOAPServiceHandler> mine;
     HandlerTable<WMSOAPServiceHandler> theirs;
@@ -376,16 +334,6 @@ TEST(DescriptionStore, LoadedDescriptionOutlivesItsLoaderOnAnotherThread) {
     copy = WMSOAPWSDLClient();
 }
 
-TEST(DescriptionStore, FailedLoadLeavesNoArenaBehind) {
-    WMSOAPWSDLClient client;
-    corvane::test::TempDir dir;
-    const WMString path = Widen(
-        dir.Write("bad.wsdl", corvane::test::Definitions("<message name='m'><part/></message>")));
-    EXPECT_FALSE(client.ReadServiceDesc(u"S", u"P", u"file://" + path));
-    EXPECT_EQ(client.GetWSDLDesc(), nullptr);
-    EXPECT_EQ(corvane::detail::HandlerArena::Current(), nullptr);
-}
-
 // Descriptions fetched over HTTP from a loopback server, imports included, by the loader and
 // by the wire client.
 class OverHttp : public ::testing::Test {
@@ -422,6 +370,15 @@ TEST_F(OverHttp, FetchesTheDocumentAndTakesItsLocationAsEndpoint) {
     EXPECT_EQ(requests[0],
               "GET /svc?wsdl HTTP/1.0\r\nHost: 127.0.0.1:" + std::to_string(m_server.Port()) +
                   "\r\nUser-Agent: Probe/2.0\r\nX-Extra: yes");
+
+    // Over HTTP the service and port are not consulted, so the read succeeds; the binding
+    // queries answer false, while the types answer.
+    WMSOAPWSDLClient lost;
+    EXPECT_TRUE(
+        lost.ReadServiceDesc(u"NoSuchService", u"NoSuchPort", Widen(Base() + "/round2_base.wsdl")));
+    EXPECT_EQ(AskAll(lost, {"MethodSOAPAction echoString",
+                            "ArrayType ArrayOfint|http://soapinterop.org/xsd"}),
+              "; false; {http://www.w3.org/2001/XMLSchema}int");
 }
 
 TEST_F(OverHttp, StatusOtherThan200FailsWithoutParsing) {
@@ -440,17 +397,6 @@ TEST_F(OverHttp, StatusOtherThan200FailsWithoutParsing) {
     EXPECT_FALSE(parser.GetAndParseWSDLFile(u"127.0.0.1", u"/x", u"ua", u"", closed, 2000));
     EXPECT_EQ(Outcome(parser),
               "none HTTP Error: The request to 127.0.0.1:" + std::to_string(closed) + "/x failed.");
-}
-
-TEST_F(OverHttp, MissingServiceStillKeepsTheDescription) {
-    WMSOAPWSDLClient client;
-    // Over HTTP the service and port are not consulted, so the read succeeds ...
-    EXPECT_TRUE(client.ReadServiceDesc(u"NoSuchService", u"NoSuchPort",
-                                       Widen(Base() + "/round2_base.wsdl")));
-    // ... and the binding queries answer false, while the types answer.
-    EXPECT_EQ(AskAll(client, {"MethodSOAPAction echoString",
-                              "ArrayType ArrayOfint|http://soapinterop.org/xsd"}),
-              "; false; {http://www.w3.org/2001/XMLSchema}int");
 }
 
 TEST_F(OverHttp, ImportsResolveAgainstTheFetchedDocument) {
@@ -477,32 +423,23 @@ TEST_F(OverHttp, ImportsResolveAgainstTheFetchedDocument) {
     EXPECT_FALSE(broken.ReadServiceDesc(u"S", u"p", Widen(Base() + "/broken.wsdl")));
     EXPECT_EQ(Outcome(broken),
               "none WSDL Schema Error: Unable to process document referenced in 'import' element.");
-}
 
-TEST_F(OverHttp, HttpImportInsideAFileDocument) {
+    // An http import inside a file document is fetched.
     TempDir dir;
-    std::string path = dir.Write(
-        "main.wsdl", Definitions("<import namespace='urn:x' location='" + Base() +
-                                 "/import1/imported/import1B.wsdl'/>"
-                                 "<message name='own'><part name='p' type='xsd:int'/></message>"));
     WMWSDLParser parser;
-    ASSERT_TRUE(parser.LoadAndParseWSDLFile(Widen(path))) << Narrow(parser.GetLoadErrorMessage());
-    std::vector<std::string> requests = Heads();
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].substr(0, requests[0].find('\r')),
-              "GET /import1/imported/import1B.wsdl HTTP/1.0");
+    const std::size_t before = m_server.Requests().size();
+    ASSERT_TRUE(parser.LoadAndParseWSDLFile(
+        Widen(dir.Write("main.wsdl", Definitions("<import namespace='urn:x' location='" + Base() +
+                                                 "/import1/imported/import1B.wsdl'/>")))))
+        << Narrow(parser.GetLoadErrorMessage());
+    ASSERT_EQ(m_server.Requests().size(), before + 1);
+    EXPECT_EQ(m_server.Requests().back().rfind("GET /import1/imported/import1B.wsdl HTTP/1.0", 0),
+              0u);
 }
 
 // Descriptions fetched in the standard wire mode from loopback servers, imports included.
 std::string Base(const LoopbackServer& server) {
     return "http://127.0.0.1:" + std::to_string(server.Port());
-}
-
-WMWireOptions Standard() {
-    WMWireOptions options;
-    options.standard = true;
-    options.gzip = false;
-    return options;
 }
 
 // A service whose port lives at `address`, after `body`.
@@ -524,7 +461,7 @@ TEST(WireFetch, Http11WithTheClientsSettingsForImportsAndThePortsAddressAsEndpoi
     LoopbackServer server;
     server.SetRoot(DataDir());
     WMSOAPWSDLClient client;
-    WMWireOptions options = Standard();
+    WMWireOptions options = Wire(true);
     options.user = u"ann";
     options.password = u"secret";
     client.SetWireOptions(options);
@@ -533,10 +470,8 @@ TEST(WireFetch, Http11WithTheClientsSettingsForImportsAndThePortsAddressAsEndpoi
     ASSERT_TRUE(client.ReadServiceDesc(u"Import2", u"SoapInteropImport2Port",
                                        Widen(Base(server) + "/import2/Import2.wsdl")))
         << Narrow(client.GetLoadErrorMessage());
-    EXPECT_EQ(Ask(client, "host"), "mssoapinterop.org");
-    EXPECT_EQ(Ask(client, "uri"), "/stkV3/wsdl/import2.wsdl");
-    EXPECT_EQ(Ask(client, "port"), "80");
-    EXPECT_EQ(Ask(client, "InputMsgPartType echoStruct|inputStruct"),
+    EXPECT_EQ(AskAll(client, {"host", "uri", "port", "InputMsgPartType echoStruct|inputStruct"}),
+              "; mssoapinterop.org; /stkV3/wsdl/import2.wsdl; 80; "
               "{http://soapinterop.org/xsd}SOAPStruct");
 
     const std::vector<std::string> requests = server.Requests();
@@ -576,7 +511,7 @@ TEST(WireFetch, FailuresSayWhyAndLeaveNoDescription) {
     LoopbackServer server;
     server.Set("/gone", 404, "");
     WMSOAPWSDLClient client;
-    client.SetWireOptions(Standard());
+    client.SetWireOptions(Wire(true));
     EXPECT_FALSE(client.ReadServiceDesc(u"S", u"P", Widen(Base(server) + "/gone")));
     EXPECT_EQ(Outcome(client),
               "none HTTP Error: The server answered " + Base(server) + "/gone with status 404.");
@@ -625,7 +560,7 @@ TEST(WireFetch, DecodesByContentTypeThenDeclarationThenUtf8) {
         LoopbackServer server;
         server.SetAnswer(HttpAnswer("HTTP/1.1 200 OK", c.contentType, c.body));
         WMSOAPWSDLClient client;
-        client.SetWireOptions(Standard());
+        client.SetWireOptions(Wire(true));
         ASSERT_TRUE(client.ReadServiceDesc(u"S", u"P", Widen(Base(server) + "/d.wsdl")))
             << Narrow(client.GetLoadErrorMessage());
         EXPECT_EQ(client.GetSOAPSvcLocation(), u"http://h/caf\u00e9") << c.contentType;

@@ -1,5 +1,4 @@
-// An event handler that writes every event as one line of text, for comparing event orders,
-// and the small text builders the XML suites share.
+// The small text builders the XML suites share.
 #ifndef CORVANE_TESTS_XML_RECORDER_H
 #define CORVANE_TESTS_XML_RECORDER_H
 
@@ -8,7 +7,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "support/support.h"
 
@@ -35,38 +33,5 @@ inline int ErrorLine(WMString const& text, bool buildTree = true) {
     }
     return 0;
 }
-
-class Recorder : public WMXMLEventHandler {
-public:
-    std::vector<std::string> events;
-
-    void StartDoc() override { events.push_back("startdoc"); }
-    void EndDoc() override { events.push_back("enddoc"); }
-    int StartElement(WMString const& ns, WMString const& localName, WMString const& qname,
-                     WMXMLAttributeMap& attributes, WMXMLElement*) override {
-        std::string line = "start {" + Narrow(ns) + "}" + Narrow(localName) + " " + Narrow(qname);
-        for (auto const& entry : attributes) {
-            line += " [" + Narrow(entry.first) + "=" + Narrow(entry.second->GetValue()) + "]";
-        }
-        events.push_back(line);
-        return 0;
-    }
-    bool EndElement(WMString const&, WMString const&, WMString const& qname,
-                    WMXMLElement*) override {
-        events.push_back("end " + Narrow(qname));
-        return true;
-    }
-    void Characters(WMString const& text) override { events.push_back("text " + Narrow(text)); }
-    void FatalError(int line) override { events.push_back("fatal " + std::to_string(line)); }
-    void PI(WMString const& target, WMString const& data) override {
-        events.push_back("pi " + Narrow(target) + "|" + Narrow(data));
-    }
-    void StartNSMapping(WMString const& prefix, WMString const& uri) override {
-        events.push_back("ns " + Narrow(prefix) + "=" + Narrow(uri));
-    }
-    void EndNSMapping(WMString const& prefix) override {
-        events.push_back("endns " + Narrow(prefix));
-    }
-};
 
 #endif

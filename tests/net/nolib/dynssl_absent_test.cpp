@@ -18,16 +18,12 @@ public:
     int LastError() const { return m_nLastError; }
 };
 
-ssl_ctx_st* One() {
-    return reinterpret_cast<ssl_ctx_st*>(std::uintptr_t{1});
-}
-
 TEST(TlsLoaderWithoutLibraries, ForwardersAnswerOneAndTlsConnectionsFail) {
     EXPECT_EQ(DynSSL::SSL_library_init(), 1);
     EXPECT_EQ(DynSSL::m_bLoadSuccess, 0);
     EXPECT_EQ(DynSSL::m_hLibeay32Instance, nullptr);
     EXPECT_EQ(DynSSL::m_SSL_library_init, nullptr);
-    EXPECT_EQ(DynSSL::SSL_CTX_new(nullptr), One());
+    EXPECT_EQ(DynSSL::SSL_CTX_new(nullptr), reinterpret_cast<ssl_ctx_st*>(std::uintptr_t{1}));
     EXPECT_EQ(DynSSL::ERR_get_error(), 1u);
     EXPECT_EQ(DynSSL::SSL_ctrl(nullptr, 0, 0, nullptr), 1);
 

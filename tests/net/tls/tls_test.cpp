@@ -38,18 +38,15 @@ public:
         }
         posix_spawn_file_actions_destroy(&actions);
         // Key generation and start-up take well under 15 s; a peer that exits has said why.
-        int exited = 0;
         for (int i = 0; pid_ > 0 && i < 1500 && status_.find('\n') == std::string::npos; ++i) {
-            if (::waitpid(pid_, &exited, WNOHANG) == pid_) {
+            if (::waitpid(pid_, nullptr, WNOHANG) == pid_) {
                 pid_ = -1;
             }
             ::usleep(10000);
             status_ = corvane::test::ReadFile(out);
         }
-        status_ = status_.substr(0, status_.find('\n'));
-        if (status_.empty()) {
-            status_ = "the TLS peer did not start";
-        }
+        status_ =
+            status_.empty() ? "the TLS peer did not start" : status_.substr(0, status_.find('\n'));
     }
     ~TlsPeer() {
         if (pid_ > 0) {
