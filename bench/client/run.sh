@@ -89,11 +89,12 @@ for server in php replay kept; do
         "$root/tests/peers/doclit/echo_doclit.wsdl" >"$work/doclit-$server.wsdl"
 done
 
-# measure COMMAND...: prints the command's two figures (seconds per call, elapsed and on the CPU)
-# and its peak resident memory in KiB. A forked child's peak starts at its parent's, so the
-# parent is GNU time (about 1 MiB) rather than Python (about 10 MiB).
+# measure COMMAND...: prints the command's two figures (seconds per call, elapsed and on the CPU),
+# its peak resident memory in KiB, and the process's user and system CPU seconds. A forked
+# child's peak starts at its parent's, so the parent is GNU time (about 1 MiB) rather than
+# Python (about 10 MiB).
 measure() {
-    /usr/bin/time -f %M -o "$work/rss" "$@" >"$work/out" || return 1
+    /usr/bin/time -f '%U %S %M' -o "$work/rss" "$@" >"$work/out" || return 1
     local figures
     if [ "$(head -c1 "$work/out")" = "{" ]; then
         # Google Benchmark's report, from Corvane's client_bench.
@@ -106,7 +107,9 @@ print("%.9f %.9f" % (b["real_time"] * scale, b["cpu_time"] * scale))' <"$work/ou
     else
         figures=$(tail -n1 "$work/out")
     fi
-    echo "$figures $(tail -n1 "$work/rss")"
+    local user system rss
+    read -r user system rss <<<"$(tail -n1 "$work/rss")"
+    echo "$figures $rss $user $system"
 }
 
 corvane() {  # SERVER CASE [standard]: the command that makes Corvane's calls
@@ -186,7 +189,7 @@ for server in replay kept php; do
                 printf '%-8s %-15s %-10s failed: %s\n' $server $case $client "$(tail -1 "$work/err")"
                 continue
             fi
-            read -r seconds cpu rss <<<"$result"
+            read -r seconds cpu rss _ <<<"$result"
             doclit_cpu["$server $case $client"]=$cpu
             if [ $client = corvane ]; then
                 base=$seconds
@@ -214,7 +217,7 @@ best() {  # NAME SECONDS: keeps the smaller time of NAME
         best_of[$1]=$2
     fi
 }
-declare -A best_of
+declare -A best_of kept_command
 gsoap_seconds=0.00005
 for round in 1 2 3; do
     for client in corvane corvane-std gsoap-kept; do
@@ -230,10 +233,16 @@ for round in 1 2 3; do
                 ;;
         esac
         if result=$(measure "${command[@]}" 2>"$work/err"); then
-            read -r seconds cpu rss <<<"$result"
+            read -r seconds cpu rss user system <<<"$result"
             [ $client = gsoap-kept ] && gsoap_seconds=$seconds
             best $client "$seconds"
-            best $client-cpu "$cpu"
+            # The best CPU time's run also gives the split between user and system time: the
+            # process's own shares, applied to the time per call.
+            if [ "${best_of[$client-cpu]:-}" != "$cpu" ]; then
+                best $client-cpu "$cpu"
+                [ "${best_of[$client-cpu]}" = "$cpu" ] && best_of[$client-split]="$user $system"
+            fi
+            kept_command[$client]="${command[*]}"
         fi
     done
 done
@@ -251,6 +260,40 @@ if sys.argv[5]:
         "${best_of[corvane]}" "${best_of[corvane-std]}" "${best_of[corvane-cpu]}" \
         "${best_of[corvane-std-cpu]}" "${best_of[gsoap-kept]:-}" "${best_of[gsoap-kept-cpu]:-}"
 fi
+
+# Where each client's CPU time goes on the kept connection: user and system time per call, and
+# from a separate short run under strace the system calls per call (calls counted by their
+# sends, one per call in all three; the start-up's calls are spread over the run's).
+echo 'echoString on a kept connection, CPU per call and system calls per call:'
+for client in corvane corvane-std gsoap-kept; do
+    [ -n "${best_of[$client-split]:-}" ] || continue
+    read -r -a command <<<"${kept_command[$client]}"
+    if [ $client = gsoap-kept ]; then
+        command[3]=2000
+    else
+        command=("${command[@]/--benchmark_min_time=*/--benchmark_min_time=0.3}")
+    fi
+    syscalls=n/a
+    if command -v strace >/dev/null &&
+        strace -f -c -o "$work/strace" "${command[@]}" >/dev/null 2>&1; then
+        syscalls=$($python -c "import re, sys
+counts = {}
+for line in open(sys.argv[1]):
+    f = line.split()
+    if len(f) >= 5 and re.match(r'^[0-9.]+$', f[0]) and f[-1] != 'total':
+        counts[f[-1]] = int(f[3])
+calls = counts.get('sendto', 0) or counts.get('write', 0)
+top = sorted(counts.items(), key=lambda kv: -kv[1])
+print('%.1f (%s)' % (sum(counts.values()) / calls, ', '.join('%s %.1f' % (k, v / calls)
+      for k, v in top if v / calls >= 0.5)) if calls else 'n/a')" "$work/strace")
+    fi
+    $python -c "import sys
+cpu, user, system = float(sys.argv[2]), float(sys.argv[3]), float(sys.argv[4])
+share = user / (user + system) if user + system > 0 else 0
+print('  %-12s %6.1f us: user %5.1f, system %5.1f; system calls %s' % (sys.argv[1], cpu * 1e6,
+      cpu * share * 1e6, cpu * (1 - share) * 1e6, sys.argv[5]))" \
+        $client "${best_of[$client-cpu]}" ${best_of[$client-split]} "$syscalls"
+done
 
 # The document/literal aims, per server: Corvane's CPU per call below PHP's and at most 1.5 times
 # gSOAP's (on the kept connection, gSOAP's keep-alive client, as Corvane keeps its connection).
@@ -297,7 +340,7 @@ for _ in 1 2 3; do
                 structs-10000 "$(calls_for structs-10000)") ;;
         esac
         if result=$(measure "${command[@]}" 2>"$work/err"); then
-            read -r seconds cpu rss <<<"$result"
+            read -r seconds cpu rss _ <<<"$result"
             peaks[$client]="${peaks[$client]:-} $rss"
         fi
     done

@@ -16,6 +16,7 @@
 namespace corvane::detail {
 class LiteralPort;
 struct ProxyState;
+class TypeCache;
 }  // namespace corvane::detail
 
 // Extension: the fault of a refused exchange, thrown by WMSOAPAutomationProxy::InvokeSOAPMethod
@@ -217,6 +218,9 @@ private:
     // copies of the client.
     std::shared_ptr<const corvane::detail::LiteralPort> m_literal;
     OperationMemo m_operation;
+    // The serializer's answers from the description, kept between calls (Initialize and
+    // SetWireOptions forget them). A copy of the client sees that they are another's.
+    std::shared_ptr<corvane::detail::TypeCache> m_types;
 };
 
 #endif

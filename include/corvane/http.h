@@ -14,6 +14,9 @@
 #include <vector>
 
 class WMHostEnt;
+namespace corvane::detail {
+struct HttpContentAccess;
+}  // namespace corvane::detail
 
 class CORVANE_API WMHTTPRequestSock : public WMWinSocket2 {
 public:
@@ -41,6 +44,8 @@ public:
     WMString GetHeader(WMChar const* name);
 
 private:
+    friend struct corvane::detail::HttpContentAccess;
+
     WMString URIEscape(WMString const& text);
     bool ReadHeader();
     bool ParseStatusLine(WMString const& line);
@@ -77,7 +82,8 @@ private:
     WMString m_headers;
     WMString const* m_pBody;  // the caller's body, while SendHTTPRequest runs
     bool m_bRequestSent;
-    bool m_bFailed;  // the status line was refused or the response grew past its limit
+    bool m_bFailed;         // the status line was refused or the response grew past its limit
+    bool m_bZeroInContent;  // a zero byte came with the response: the text may end before it
 };
 
 #endif

@@ -18,6 +18,7 @@ struct AnswerBytes;
 class EnvelopeWriter;
 class TypeCache;
 struct SchemaType;
+struct MessageBuilder;
 }  // namespace corvane::detail
 
 class CORVANE_API WMSOAPSerializer {
@@ -53,10 +54,12 @@ private:
     using Writer = corvane::detail::EnvelopeWriter;
     using Types = corvane::detail::TypeCache;
     using Schema = corvane::detail::SchemaType;
-
+    friend struct corvane::detail::MessageBuilder;
     friend class WMSOAPServerCall;
     // Serialize; with `bytes`, the envelope goes there as UTF-8 instead of into the buffer.
     bool Write(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl, corvane::detail::AnswerBytes* bytes);
+    // The same with the type answers of a cache that may outlive the call.
+    bool Write(WMSOAPMessage& message, Types& types, corvane::detail::AnswerBytes* bytes);
     bool SerializeSOAPMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);
     bool SerializeSOAPFaultMsg(WMSOAPMessage& message, Types& wsdl, Writer& out);
     bool SerializeHeaderElem(WMString const& ns, WMString const& name, WMSOAPStructMember& value,

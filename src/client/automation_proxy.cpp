@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "client/proxy_state.h"
+#include "net/http_content.h"
 #include "net/wire_http.h"
 #include "soap/deserializer_impl.h"
 #include "soap/soap12.h"
@@ -170,33 +171,43 @@ WMWireOptions const& WMSOAPAutomationProxy::GetWireOptions() const {
 void WMSOAPAutomationProxy::InvokeStandard(WMString const& soapAction, WMString const& host,
                                            int port, WMString const& path,
                                            WMString const& userAgent, WMSOAPMessage& message) {
-    std::string url;
-    if (StartsWith(path, u"http://") || StartsWith(path, u"https://")) {
-        url = Utf8Field(path, u"The URL");
-    } else {
-        url = "http://" + Utf8Field(host, u"The host") + ":" +
-              std::to_string(port > 0 ? port : kDefaultHTTPPort) +
-              (StartsWith(path, u"/") ? "" : "/") + Utf8Field(path, u"The path");
-    }
-    std::string headers = "User-Agent: " + Utf8Field(userAgent, u"The user agent") + "\r\n";
-    if (m_soapVersion == 12) {
-        // SOAP 1.2 names the action in the content type; it has no SOAPAction header.
-        headers +=
-            "Content-Type: " +
-            corvane::detail::soap12::RequestContentType(Utf8Field(soapAction, u"The SOAPAction")) +
-            "\r\n";
-    } else {
-        headers += "Content-Type: text/xml; charset=utf-8\r\nSOAPAction: " +
-                   Utf8Field(soapAction, u"The SOAPAction") + "\r\n";
+    ProxyState& state = StateOf(m_state);
+    ProxyState::StandardHead& head = state.head;
+    if (!head.MadeFrom(soapAction, host, port, path, userAgent, m_soapVersion)) {
+        head.made = false;
+        if (StartsWith(path, u"http://") || StartsWith(path, u"https://")) {
+            head.url = Utf8Field(path, u"The URL");
+        } else {
+            head.url = "http://" + Utf8Field(host, u"The host") + ":" +
+                       std::to_string(port > 0 ? port : kDefaultHTTPPort) +
+                       (StartsWith(path, u"/") ? "" : "/") + Utf8Field(path, u"The path");
+        }
+        head.headers = "User-Agent: " + Utf8Field(userAgent, u"The user agent") + "\r\n";
+        if (m_soapVersion == 12) {
+            // SOAP 1.2 names the action in the content type; it has no SOAPAction header.
+            head.headers += "Content-Type: " +
+                            corvane::detail::soap12::RequestContentType(
+                                Utf8Field(soapAction, u"The SOAPAction")) +
+                            "\r\n";
+        } else {
+            head.headers += "Content-Type: text/xml; charset=utf-8\r\nSOAPAction: " +
+                            Utf8Field(soapAction, u"The SOAPAction") + "\r\n";
+        }
+        head.soapAction = soapAction;
+        head.host = host;
+        head.port = port;
+        head.path = path;
+        head.userAgent = userAgent;
+        head.soapVersion = m_soapVersion;
+        head.made = true;
     }
     std::string body = Utf8Field(m_xmlOut, u"The request");
 
-    ProxyState& state = StateOf(m_state);
     if (!state.wire) {
         state.wire = std::make_unique<corvane::detail::WireHttpClient>(m_wire, m_timeout);
     }
     corvane::detail::WireAnswer answer;
-    if (!state.wire->Exchange("POST", url, headers, body, answer)) {
+    if (!state.wire->Exchange("POST", head.url, head.headers, body, answer)) {
         throw new WMSOAPProxyFault(u"Request Message", Wide(state.wire->Error()));
     }
     m_httpStatus = answer.status;
@@ -275,8 +286,8 @@ bool WMSOAPAutomationProxy::InvokeSOAPMethod(WMString const& soapAction, WMStrin
         if (http.GetHeader(u"Content-Type").find(u"text/xml") == WMString::npos) {
             throw new WMSOAPProxyFault(u"Response Message", u"Unexpected MIME type in Response.");
         }
-        if (WMChar const* content = http.GetContent()) {
-            m_xmlIn = content;
+        if (http.GetContent() != nullptr) {
+            m_xmlIn.assign(corvane::detail::HttpContentAccess::Text(http));
             HandAnswer(m_state, m_xmlIn, message);
         } else {
             message.SetBuffer(m_xmlOut);

@@ -43,6 +43,26 @@ struct ProxyState {
     // A shorter text may sit inside the string object, where moving it back would move the
     // characters that views into it point at; and copying it costs little.
     static constexpr std::size_t kLentFrom = 4096;
+
+    // The standard mode's URL and header lines, as made for the last exchange from the texts
+    // beside them: calls to one operation of one endpoint need them made once.
+    struct StandardHead {
+        bool made = false;
+        WMString soapAction;
+        WMString host;
+        int port = 0;
+        WMString path;
+        WMString userAgent;
+        int soapVersion = 0;
+        std::string url;
+        std::string headers;
+
+        bool MadeFrom(WMString const& action, WMString const& toHost, int toPort,
+                      WMString const& toPath, WMString const& agent, int version) const {
+            return made && port == toPort && soapVersion == version && soapAction == action &&
+                   host == toHost && path == toPath && userAgent == agent;
+        }
+    } head;
 };
 
 }  // namespace corvane::detail

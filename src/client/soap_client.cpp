@@ -10,12 +10,16 @@
 #include "client/name_list.h"
 #include "soap/deserializer_impl.h"
 #include "soap/envelope_reader.h"
+#include "soap/envelope_writer.h"
 #include "xml/reader.h"
 
 namespace {
 
 constexpr int kNotInitialized = -1;
 constexpr int kTLSPort = 443;
+// Far more than a description's types and members; values with ever new member names would
+// otherwise grow the kept answers without end.
+constexpr std::size_t kTypeCacheEntries = 4096;
 
 // The caller's arguments, lent to the message for the writing of the request and given back
 // when it ends however it ends: the message only reads them, the caller cannot tell, and a
@@ -84,6 +88,7 @@ bool WMSOAPClient::Initialize(WMString const& wsdlLocation, WMString const& serv
     m_userAgent = userAgent;
     m_literal.reset();
     m_operation = OperationMemo();
+    m_types.reset();
     // Kept before the first message is made, so that the probe and the first call already
     // type their values as the caller asked.
     m_explicitTyping = explicitTyping;
@@ -184,7 +189,15 @@ bool WMSOAPClient::InvokeSOAPMethod(WMString const& methodName, WMString* paramN
                 return false;
             }
         }
-        if (!m_message.Serialize(m_wsdlClient)) {
+        if (!m_types || &m_types->Wsdl() != &m_wsdlClient ||
+            m_types->Entries() > kTypeCacheEntries) {
+            try {
+                m_types = std::make_shared<corvane::detail::TypeCache>(m_wsdlClient);
+            } catch (std::bad_alloc const&) {
+                return false;  // as a serializer that cannot allocate reports it
+            }
+        }
+        if (!corvane::detail::MessageBuilder::Serialize(m_message, *m_types)) {
             return false;
         }
     }
@@ -382,6 +395,7 @@ void WMSOAPClient::SetWireOptions(WMWireOptions const& options) {
     m_message.SetStandardWireMode(options.standard);
     m_literal.reset();
     m_operation = OperationMemo();
+    m_types.reset();
 }
 
 WMWireOptions const& WMSOAPClient::GetWireOptions() const {

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <list>
 #include <memory>
 #include <new>
 #include <string>
@@ -13,6 +14,7 @@
 #include <utility>
 
 #include "net/host_ent.h"
+#include "net/http_content.h"
 #include "net/network_events.h"
 #include "net/tls.h"
 #include "platform/codepage.h"
@@ -143,14 +145,18 @@ bool CachedAddress(HostCache& cache, WMString const& host, unsigned char (&addre
 }
 
 // A client makes a request object per call; the receive buffer of the last one to end on this
-// thread serves the next, which saves allocating and freeing 64 KiB on every call.
-// A request object that ends after the thread's own objects (a static one) keeps its buffer.
+// thread serves the next, which saves allocating and freeing 64 KiB on every call, and so do
+// its header lines (each a list node and a text). A request object that ends after the
+// thread's own objects (a static one) keeps its own.
 thread_local bool t_spareGone = false;
 struct SpareReceiveBuffer {
     std::unique_ptr<char[]> buffer;
+    std::list<WMString> lines;
     ~SpareReceiveBuffer() { t_spareGone = true; }
 };
 thread_local SpareReceiveBuffer t_spare;
+// More header lines than an answer usually has; what an unusual one brings beyond it is freed.
+constexpr std::size_t kSpareLines = 16;
 
 std::unique_ptr<char[]> TakeReceiveBuffer() {
     if (!t_spareGone && t_spare.buffer) {
@@ -162,6 +168,24 @@ std::unique_ptr<char[]> TakeReceiveBuffer() {
 void KeepReceiveBuffer(std::unique_ptr<char[]>& buffer) {
     if (!t_spareGone && !t_spare.buffer) {
         t_spare.buffer = std::move(buffer);
+    }
+}
+
+// Empties `lines`, keeping their nodes for the thread's next answer.
+void KeepLines(std::list<WMString>& lines) {
+    if (!t_spareGone && t_spare.lines.size() + lines.size() <= kSpareLines) {
+        t_spare.lines.splice(t_spare.lines.end(), lines);
+    }
+    lines.clear();
+}
+
+// Appends a line to `lines`, in a kept node where there is one.
+void AddLine(std::list<WMString>& lines, WMChar const* text, std::size_t size) {
+    if (!t_spareGone && !t_spare.lines.empty()) {
+        t_spare.lines.front().assign(text, size);  // should it throw, the node stays spare
+        lines.splice(lines.end(), t_spare.lines, t_spare.lines.begin());
+    } else {
+        lines.emplace_back(text, size);
     }
 }
 
@@ -205,7 +229,8 @@ WMHTTPRequestSock::WMHTTPRequestSock(int defaultPort, unsigned long timeout)
       m_socketTimeout(timeout),
       m_pBody(nullptr),
       m_bRequestSent(false),
-      m_bFailed(false) {}
+      m_bFailed(false),
+      m_bZeroInContent(false) {}
 
 WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
     : WMWinSocket2(other),
@@ -231,7 +256,8 @@ WMHTTPRequestSock::WMHTTPRequestSock(WMHTTPRequestSock const& other)
       m_headers(other.m_headers),
       m_pBody(nullptr),
       m_bRequestSent(other.m_bRequestSent),
-      m_bFailed(other.m_bFailed) {
+      m_bFailed(other.m_bFailed),
+      m_bZeroInContent(other.m_bZeroInContent) {
     for (auto const& entry : other.m_hostCache) {
         m_hostCache.emplace(entry.first, std::make_unique<WMHostEnt>(*entry.second));
     }
@@ -273,6 +299,7 @@ WMHTTPRequestSock& WMHTTPRequestSock::operator=(WMHTTPRequestSock const& other) 
         m_headers = std::move(copy.m_headers);
         m_bRequestSent = copy.m_bRequestSent;
         m_bFailed = copy.m_bFailed;
+        m_bZeroInContent = copy.m_bZeroInContent;
     }
     return *this;
 }
@@ -280,6 +307,7 @@ WMHTTPRequestSock& WMHTTPRequestSock::operator=(WMHTTPRequestSock const& other) 
 WMHTTPRequestSock::~WMHTTPRequestSock() {
     std::free(m_pContent);
     KeepReceiveBuffer(m_receiveBuffer);
+    KeepLines(m_headerLines);
 }
 
 bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMString const& host,
@@ -318,7 +346,7 @@ bool WMHTTPRequestSock::SendHTTPRequest(int port, WMString const& method, WMStri
 }
 
 void WMHTTPRequestSock::Clear() {
-    m_headerLines.clear();
+    KeepLines(m_headerLines);
     std::free(m_pContent);
     m_pContent = nullptr;
     m_nContentSize = 0;
@@ -332,6 +360,7 @@ void WMHTTPRequestSock::Clear() {
     m_lineStart = 0;
     m_searchFrom = 0;
     m_bFailed = false;
+    m_bZeroInContent = false;
 }
 
 int WMHTTPRequestSock::GetStatus() {
@@ -503,6 +532,9 @@ bool WMHTTPRequestSock::Append(char const* bytes, long count) {
             return false;
         }
     }
+    if (!m_bZeroInContent && std::memchr(bytes, 0, added) != nullptr) {
+        m_bZeroInContent = true;
+    }
     platform::AnsiToWide(bytes, added, m_pContent + m_nContentSize);
     m_nContentSize += added;
     m_pContent[m_nContentSize] = 0;
@@ -576,7 +608,7 @@ bool WMHTTPRequestSock::ReadHeader() {
             m_bHeadersComplete = true;
             return true;
         }
-        m_headerLines.emplace_back(m_pContent + m_lineStart, carriageReturn - m_lineStart);
+        AddLine(m_headerLines, m_pContent + m_lineStart, carriageReturn - m_lineStart);
         m_lineStart = next;
         m_searchFrom = next;
     }

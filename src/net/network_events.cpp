@@ -8,6 +8,18 @@ void NetworkEvents::Select(long mask) {
     }
     selected_ = mask;
     readArmed_ = true;
+    if (mask == kEventConnect) {
+        leftBeforeClose_ = -1;  // a new connection
+    }
+}
+
+void NetworkEvents::NoteReceive(long received, long size) {
+    ++receives_;
+    if (received == 0 && size > 0) {
+        leftBeforeClose_ = 0;  // the end of the stream stays the end
+    } else if (received > 0 && leftBeforeClose_ > 0) {
+        leftBeforeClose_ = received < leftBeforeClose_ ? leftBeforeClose_ - received : 0;
+    }
 }
 
 int NetworkEvents::Wait(platform::SocketHandle socket, unsigned long timeout,
@@ -22,7 +34,7 @@ int NetworkEvents::Wait(platform::SocketHandle socket, unsigned long timeout,
             return platform::kErrTimeout;
         }
         record.events = kEventConnect;
-        record.connectError = platform::PendingSocketError(socket);
+        record.connectError = ready.noErrorPending ? 0 : platform::PendingSocketError(socket);
         return 0;
     }
     if (!readArmed_ && receives_ != receivesAtReadEvent_) {
@@ -38,9 +50,26 @@ int NetworkEvents::Wait(platform::SocketHandle socket, unsigned long timeout,
     const bool forWrite = (selected_ & kEventWrite) != 0 && writeArmed_;
     const bool forRead = (selected_ & kEventRead) != 0 && readArmed_;
     const bool forClose = (selected_ & kEventClose) != 0;
+    if (forRead && !forWrite && leftBeforeClose_ >= 0) {
+        // The peer has closed and what is left before its close is counted: the system has
+        // nothing more to tell.
+        if (leftBeforeClose_ > 0) {
+            readArmed_ = false;
+            receivesAtReadEvent_ = receives_;
+            record.events = kEventRead;
+            return 0;
+        }
+        if (forClose) {
+            record.events = kEventClose;
+            return 0;
+        }
+    }
     platform::Readiness ready = platform::WaitSocket(socket, forWrite, forRead, forClose, timeout);
     if (ready.failed) {
         return platform::LastSocketError();
+    }
+    if (ready.bytesBeforeClose >= 0) {
+        leftBeforeClose_ = ready.bytesBeforeClose;
     }
     if (ready.writable) {
         writeArmed_ = false;

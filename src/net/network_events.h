@@ -27,8 +27,17 @@ class NetworkEvents {
 public:
     void Select(long mask);
     void NoteWouldBlock() { writeArmed_ = true; }
-    void NoteReceive() { ++receives_; }
+    // A receive through the TLS layer, whose bytes are not the socket's own.
+    void NoteReceive() {
+        ++receives_;
+        leftBeforeClose_ = -1;
+    }
+    // A receive of at most `size` bytes from the socket itself that returned `received`.
+    void NoteReceive(long received, long size);
     unsigned long Receives() const { return receives_; }
+    // The peer has closed and every byte it sent before has been received: a receive from the
+    // socket would only find the end.
+    bool AtEnd() const { return leftBeforeClose_ == 0; }
 
     // Waits up to `timeout` milliseconds for selected events: 0 with `record` filled, the
     // time-out code 258, or the code of a failed wait.
@@ -41,6 +50,9 @@ private:
     bool readArmed_ = true;
     unsigned long receives_ = 0;
     unsigned long receivesAtReadEvent_ = 0;
+    // Once a wait has seen the peer's close: the bytes still to receive before it, else -1.
+    // While it is known, later waits need not ask the system.
+    long leftBeforeClose_ = -1;
 };
 
 }  // namespace corvane::detail

@@ -354,8 +354,8 @@ bool WMWinSocket2::Send(char* data, int length) {
 }
 
 bool WMWinSocket2::Recv(char* buffer, int size, int* received) {
-    m_hEvent->NoteReceive();
     if (m_bUseSSL) {
+        m_hEvent->NoteReceive();
         *received = DynSSL::SSL_read(m_ssl, buffer, size);
         if (*received > 0) {
             return true;
@@ -363,8 +363,13 @@ bool WMWinSocket2::Recv(char* buffer, int size, int* received) {
         m_nLastError = platform::LastSocketError();
         return m_nLastError == platform::kErrWouldBlock;
     }
-    *received = static_cast<int>(
-        platform::RecvSocket(m_socket, buffer, size > 0 ? static_cast<std::size_t>(size) : 0));
+    if (m_hEvent->AtEnd() && size > 0) {
+        *received = 0;  // what the system would answer, known without asking it
+    } else {
+        *received = static_cast<int>(
+            platform::RecvSocket(m_socket, buffer, size > 0 ? static_cast<std::size_t>(size) : 0));
+    }
+    m_hEvent->NoteReceive(*received, size);
     if (*received == -1) {
         const int error = platform::LastSocketError();
         if (error == platform::kErrWouldBlock) {

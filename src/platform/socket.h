@@ -50,6 +50,13 @@ struct Readiness {
     bool closed = false;    // the peer has closed (or reset) the connection
     int closeError = 0;     // non-zero when the connection was reset or failed
     bool failed = false;    // the wait itself failed; LastSocketError() tells why
+    // Set where the wait can tell that no error is pending on the socket: a connect that it
+    // reports writable has then succeeded, without asking PendingSocketError.
+    bool noErrorPending = false;
+    // Where the wait found the peer already closed and could count them: the bytes left to
+    // read before the close (0 with `closed`; -1 when not known). Nothing can arrive after a
+    // close, so once that many have been received a receive finds the end.
+    long bytesBeforeClose = -1;
 };
 
 // Waits up to timeoutMs (0xFFFFFFFF waits forever) for what is asked: the socket becoming

@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -90,8 +91,10 @@ Readiness WaitSocket(SocketHandle socket, bool forWrite, bool forRead, bool forC
         }
         pollfd entry{};
         entry.fd = static_cast<int>(socket);
+        // The peer's close is asked for with every read, so that plain data needs no peek to be
+        // told from it.
         entry.events = static_cast<short>((forWrite ? POLLOUT : 0) | (forRead ? POLLIN : 0) |
-                                          (forClose ? POLLRDHUP : 0));
+                                          (forRead || forClose ? POLLRDHUP : 0));
         int rc = ::poll(&entry, 1, waitMs);
         if (rc < 0) {
             if (errno == EINTR) {
@@ -108,16 +111,29 @@ Readiness WaitSocket(SocketHandle socket, bool forWrite, bool forRead, bool forC
             continue;  // woken early by the clock's rounding: wait out the rest
         }
         const short got = entry.revents;
-        if (forWrite && (got & (POLLOUT | POLLERR | POLLHUP))) {
+        const bool trouble = (got & (POLLERR | POLLHUP)) != 0;
+        if (forWrite && ((got & POLLOUT) != 0 || trouble)) {
             result.writable = true;
+            result.noErrorPending = !trouble;
         }
-        if (forRead && (got & (POLLIN | POLLERR | POLLHUP))) {
+        const bool readNews = forRead && ((got & (POLLIN | POLLRDHUP)) != 0 || trouble);
+        int queued = 0;
+        if (readNews && !trouble && (got & POLLRDHUP) == 0) {
+            result.readable = true;  // data, and the peer has not closed: nothing to tell apart
+        } else if (readNews && !trouble && ::ioctl(entry.fd, FIONREAD, &queued) == 0) {
+            // The peer has closed: what is still queued is all there is.
+            result.readable = queued > 0;
+            result.closed = queued <= 0;
+            result.bytesBeforeClose = queued > 0 ? queued : 0;
+        } else if (readNews) {
+            // A reset or an error; data received before it can still be read.
             char probe;
             ssize_t n = ::recv(entry.fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
             if (n > 0) {
                 result.readable = true;
             } else if (n == 0) {
                 result.closed = true;
+                result.bytesBeforeClose = 0;
             } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
                 result.closed = true;
                 result.closeError = LastSocketError();

@@ -92,6 +92,8 @@ void ParseEnvelope(WMXMLParser& parser, WMString const& text, WMSOAPParseEventHa
 WMString ElementText(WMXMLElement const* element, std::size_t capacity = 0);
 
 namespace detail {
+class TypeCache;
+
 // Stores what SetBodyElemLit stores, moving the text instead of copying it.
 struct MessageBuilder {
     static void SetBodyElemLit(WMSOAPMessage& message, WMString&& xml,
@@ -115,6 +117,8 @@ struct MessageBuilder {
     // Frees what the response reader keeps of the last answer (its handler tree) once the
     // caller has taken everything it needs from the message; the values stay in the message.
     static void ReleaseResponseTree(WMSOAPMessage& message);
+    // What WMSOAPMessage::Serialize does, with the type answers of a caller's cache.
+    static bool Serialize(WMSOAPMessage& message, TypeCache& types);
 };
 
 // What ProcessRPC checks of a request before its parameters: a method the description knows and

@@ -184,13 +184,14 @@ void EnvelopeWriter::WriteStartTag() {
     frame.tagWritten = true;
 }
 
-EnvelopeWriter::WrittenTag& EnvelopeWriter::WrittenSlot(Frame const& frame) {
-    std::size_t hash =
-        frame.local.size() * 31 + frame.attributes.size() * 7 + frame.prefixes.size();
+std::size_t EnvelopeWriter::Signature(Frame const& frame) {
+    // Never 0, which stands for no tag yet.
+    std::size_t signature =
+        1 + frame.local.size() * 31 + frame.attributes.size() * 7 + frame.prefixes.size();
     if (!frame.local.empty()) {
-        hash += frame.local.front() + frame.local.back() * 5;
+        signature += frame.local.front() + frame.local.back() * 5;
     }
-    return m_written[hash % kWrittenTags];
+    return signature;
 }
 
 bool EnvelopeWriter::WrittenAlike(WrittenTag const& tag, Frame const& frame,
@@ -291,7 +292,8 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         Inherited(frame);
     }
     auto const& inherited = m_hoist ? m_inherited : parent != nullptr ? parent->prefixes : kNone;
-    WrittenTag& written = WrittenSlot(frame);
+    std::size_t const signature = Signature(frame);
+    WrittenTag& written = m_written[signature % kWrittenTags];
     if (WrittenAlike(written, frame, inherited)) {
         m_out.append(written.text);
         if (m_hoist) {
@@ -299,13 +301,19 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         }
         return;
     }
+    // A tag is kept for reuse once one like it has come to its slot before: most tags of an
+    // envelope come once, and keeping those would cost more than it saves.
+    bool const keep = written.lastSignature == signature;
+    written.lastSignature = signature;
     written.used = false;
-    written.prefix.assign(frame.prefix);
-    written.local.assign(frame.local);
-    written.attributes = frame.attributes;
-    written.prefixes = frame.prefixes;
-    written.parentPrefixes = inherited;
-    written.escapeCarriageReturn = m_escapeCarriageReturn;
+    if (keep) {
+        written.prefix.assign(frame.prefix);
+        written.local.assign(frame.local);
+        written.attributes = frame.attributes;
+        written.prefixes = frame.prefixes;
+        written.parentPrefixes = inherited;
+        written.escapeCarriageReturn = m_escapeCarriageReturn;
+    }
     std::size_t const start = m_out.size();
 
     m_out.push_back(u'<');
@@ -328,8 +336,10 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
     if (m_hoist) {
         WriteHoisting(frame);
         RecordLocal(frame);
-        written.text.assign(m_out, start, WMString::npos);
-        written.used = true;
+        if (keep) {
+            written.text.assign(m_out, start, WMString::npos);
+            written.used = true;
+        }
         return;
     }
     for (auto const& [prefix, uri] : frame.prefixes) {
@@ -347,8 +357,10 @@ void EnvelopeWriter::WriteTagBody(Frame& frame) {
         }
         AppendDeclaration(prefix, uri);
     }
-    written.text.assign(m_out, start, WMString::npos);
-    written.used = true;
+    if (keep) {
+        written.text.assign(m_out, start, WMString::npos);
+        written.used = true;
+    }
 }
 
 void EnvelopeWriter::WriteHoisting(Frame const& frame) {
@@ -443,8 +455,29 @@ SchemaType& TypeCache::Type(WMString const& name, WMString const& ns) {
         type->ns = ns;
         Describe(*type);
         it = m_types.emplace(m_key, std::move(type)).first;
+        ++m_entries;
     }
     return *it->second;
+}
+
+SchemaType* TypeCache::PartType(WMString const& method, WMString const& part, bool input) {
+    m_key.assign(method);
+    m_key.push_back(u'\0');
+    m_key.append(part);
+    m_key.push_back(input ? u'i' : u'o');
+    auto it = m_parts.find(m_key);
+    if (it == m_parts.end()) {
+        WMString typeName;
+        WMString typeNS;
+        bool const found = input ? m_wsdl.GetInputMsgPartType(method, part, typeName, typeNS)
+                                 : m_wsdl.GetOutputMsgPartType(method, part, typeName, typeNS);
+        // Type() reuses the key, so the part's entry is made from a copy taken before.
+        WMString key = m_key;
+        SchemaType* type = found ? &Type(typeName, typeNS) : nullptr;
+        it = m_parts.emplace(std::move(key), type).first;
+        ++m_entries;
+    }
+    return it->second;
 }
 
 void TypeCache::Describe(SchemaType& type) {
@@ -509,6 +542,7 @@ SchemaType::Member* TypeCache::Member(SchemaType& type, WMString const& name, WM
     member->known =
         m_wsdl.GetStructMemberType(type.name, type.ns, name, ns, member->typeName, member->typeNS);
     type.members.push_back(std::move(member));
+    ++m_entries;
     return type.members.back()->known ? type.members.back().get() : nullptr;
 }
 

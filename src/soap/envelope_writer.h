@@ -128,11 +128,13 @@ private:
         bool escapeCarriageReturn = false;
         bool used = false;
         WMString text;  // from "<" to the end of the last declaration
+        // The signature of the last tag that came to this slot, kept or not.
+        std::size_t lastSignature = 0;
     };
     static constexpr std::size_t kWrittenTags = 8;
 
     Frame& Top() { return m_frames[m_depth - 1]; }
-    WrittenTag& WrittenSlot(Frame const& frame);
+    static std::size_t Signature(Frame const& frame);
     bool WrittenAlike(WrittenTag const& tag, Frame const& frame,
                       std::vector<std::pair<View, View>> const& inherited) const;
     void WriteName(Frame const& frame);
@@ -183,9 +185,10 @@ private:
     AnswerBytes* m_spill = nullptr;
 };
 
-// What the serializer needs to know of one schema type, asked of the WSDL once per Serialize
-// call and kept: the items of an array ask the same questions about the same types again and
-// again. Entries never move, so pointers to them stay valid for the whole call.
+// What the serializer needs to know of one schema type, asked of the WSDL once and kept: the
+// items of an array ask the same questions about the same types again and again, and a client
+// whose description does not change asks them again on every call. Entries never move, so
+// pointers to them stay valid as long as the cache.
 struct SchemaType {
     enum class Kind { Unknown, Array, Struct, Unsupported };
     struct Member {
@@ -230,9 +233,16 @@ public:
     SchemaType::Member* Member(SchemaType& type, WMString const& name, WMString const& ns);
     SchemaType& TypeOf(SchemaType::Member& member);
     SchemaType& ItemOf(SchemaType& array);
+    // The type of an input or output part of a method; null when the WSDL has no such part.
+    SchemaType* PartType(WMString const& method, WMString const& part, bool input);
     // Keeps a text made during the call (an array's sized arrayType) where the writer's views
     // of it stay valid until the call ends.
     WMString const& Keep(WMString text);
+    // Forgets the texts kept for a call that has ended; what was learnt of the types stays.
+    void EndCall() { m_kept.clear(); }
+    // How many answers are held: a caller that keeps the cache bounds it, since struct members
+    // are learnt by the names the values carry.
+    std::size_t Entries() const { return m_entries; }
 
 private:
     void Describe(SchemaType& type);
@@ -240,7 +250,9 @@ private:
     WMSOAPWSDLClient& m_wsdl;
     WMString m_key;
     std::unordered_map<WMString, std::unique_ptr<SchemaType>> m_types;
+    std::unordered_map<WMString, SchemaType*> m_parts;
     std::deque<WMString> m_kept;
+    std::size_t m_entries = 0;
 };
 
 }  // namespace corvane::detail

@@ -1,6 +1,7 @@
 #include <corvane/message.h>
 #include <corvane/xml.h>
 
+#include "soap/deserializer_impl.h"
 #include "soap/message_entries.h"
 
 #include <new>
@@ -257,6 +258,11 @@ bool WMSOAPMessage::Initialize(WMChar* buffer, unsigned long /*length*/,
 bool WMSOAPMessage::Serialize(WMSOAPWSDLClient& wsdl) {
     m_buffer.clear();
     return m_serializer.Serialize(*this, wsdl);
+}
+
+bool corvane::detail::MessageBuilder::Serialize(WMSOAPMessage& message, TypeCache& types) {
+    message.m_buffer.clear();
+    return message.m_serializer.Write(message, types, nullptr);
 }
 
 bool WMSOAPMessage::IsRPCStyle() {

@@ -34,6 +34,21 @@ bool WMSOAPSerializer::Serialize(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl)
 bool WMSOAPSerializer::Write(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl,
                              corvane::detail::AnswerBytes* bytes) {
     try {
+        Types types(wsdl);
+        return Write(message, types, bytes);
+    } catch (std::bad_alloc const&) {
+        return false;
+    }
+}
+
+bool WMSOAPSerializer::Write(WMSOAPMessage& message, Types& types,
+                             corvane::detail::AnswerBytes* bytes) {
+    // Whatever way the writing ends, the texts kept for it are not needed afterwards.
+    struct EndOfCall {
+        Types& types;
+        ~EndOfCall() { types.EndCall(); }
+    } const end{types};
+    try {
         WMString text;
         // A server's first answer has no last envelope to go by; twice the request it answers,
         // still in the buffer, is a better guess than growing the text step by step (an
@@ -47,7 +62,6 @@ bool WMSOAPSerializer::Write(WMSOAPMessage& message, WMSOAPWSDLClient& wsdl,
         out.EscapeCarriageReturns(m_standard);
         out.HoistDeclarations(m_standard);
         out.SpillTo(bytes);
-        Types types(wsdl);
         bool const written = message.m_isSOAPFault && message.m_isLocalFault
                                  ? SerializeSOAPFaultMsg(message, types, out)
                                  : SerializeSOAPMsg(message, types, out);
@@ -226,17 +240,12 @@ bool WMSOAPSerializer::SerializeHeaderElem(WMString const& ns, WMString const& n
 bool WMSOAPSerializer::SerializeSOAPMsgParam(WMSOAPStructMember& value, WMString const& methodName,
                                              WMString const& partName, WMSOAPMessage& message,
                                              Types& wsdl, Writer& out) {
-    WMString typeName;
-    WMString typeNS;
-    bool const found =
-        message.m_requestPhase
-            ? wsdl.Wsdl().GetInputMsgPartType(methodName, partName, typeName, typeNS)
-            : wsdl.Wsdl().GetOutputMsgPartType(methodName, partName, typeName, typeNS);
-    if (!found) {
+    Schema* const type = wsdl.PartType(methodName, partName, message.m_requestPhase);
+    if (type == nullptr) {
         return false;
     }
     out.Open({}, partName);
-    if (!SerializeValue(wsdl.Type(typeName, typeNS), value, message, wsdl, out)) {
+    if (!SerializeValue(*type, value, message, wsdl, out)) {
         return false;
     }
     out.Close();
