@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <string>
@@ -99,9 +100,9 @@ public:
     void PI(std::u16string_view, std::u16string_view) override {}
 };
 
-double Seconds(WMString const& text, bool buildTree, bool reader) {
+double Seconds(WMString const& text, bool buildTree, bool reader, int runs = 3) {
     double best = 1e9;
-    for (int run = 0; run < 3; ++run) {
+    for (int run = 0; run < runs; ++run) {
         NullHandler handler;
         NullEvents events;
         // Each run starts without the blocks an earlier read kept, so that both sizes pay for
@@ -168,13 +169,40 @@ void PrintRatios() {
                 worstName[0], worst[1], worstName[1]);
 }
 
-}  // namespace
-
 BENCHMARK(ParseHostile)
     ->ArgsProduct({benchmark::CreateDenseRange(0, 14, 1), {1 << 20}})
     ->Unit(benchmark::kMillisecond);
 
+// CORVANE_HOSTILE_PROFILE=SHAPE,SIZE,tree|events,parser|reader parses that one document once
+// and prints nothing else: for callgrind, to compare the instructions and cache misses of a shape
+// at n and at 2n with what the time ratio says.
+bool ProfileOne() {
+    char const* spec = std::getenv("CORVANE_HOSTILE_PROFILE");
+    if (spec == nullptr) {
+        return false;
+    }
+    std::size_t shape = 0;
+    std::size_t size = 0;
+    char mode[8] = {};
+    char side[8] = {};
+    std::vector<Shape> const shapes = Shapes();
+    if (std::sscanf(spec, "%zu,%zu,%7[a-z],%7[a-z]", &shape, &size, mode, side) != 4 ||
+        shape >= shapes.size()) {
+        std::fprintf(stderr, "CORVANE_HOSTILE_PROFILE: SHAPE,SIZE,tree|events,parser|reader\n");
+        std::exit(2);
+    }
+    WMString const text = shapes[shape].make(size);
+    std::printf("%s, %zu units: %.4f s\n", shapes[shape].name, text.size(),
+                Seconds(text, std::string(mode) == "tree", std::string(side) == "reader", 1));
+    return true;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+    if (ProfileOne()) {
+        return 0;
+    }
     PrintRatios();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
