@@ -177,8 +177,8 @@ BENCHMARK(ParseHostile)
 // and prints nothing else: for callgrind, to compare the instructions and cache misses of a shape
 // at n and at 2n with what the time ratio says.
 bool ProfileOne() {
-    char const* spec = std::getenv("CORVANE_HOSTILE_PROFILE");
-    if (spec == nullptr) {
+    char const* wanted = std::getenv("CORVANE_HOSTILE_PROFILE");
+    if (wanted == nullptr) {
         return false;
     }
     std::size_t shape = 0;
@@ -186,7 +186,7 @@ bool ProfileOne() {
     char mode[8] = {};
     char side[8] = {};
     std::vector<Shape> const shapes = Shapes();
-    if (std::sscanf(spec, "%zu,%zu,%7[a-z],%7[a-z]", &shape, &size, mode, side) != 4 ||
+    if (std::sscanf(wanted, "%zu,%zu,%7[a-z],%7[a-z]", &shape, &size, mode, side) != 4 ||
         shape >= shapes.size()) {
         std::fprintf(stderr, "CORVANE_HOSTILE_PROFILE: SHAPE,SIZE,tree|events,parser|reader\n");
         std::exit(2);
